@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages TQKit needs to build, run its tools and run its tests.
+# Idempotent and quiet: packages already present are left alone, and apt is only asked
+# to do work when something is missing. Must run as root (or through sudo).
+set -euo pipefail
+
+packages=(
+    # toolchain
+    g++ cmake ninja-build pkgconf
+    # Qt 6: widgets, D-Bus, tests; image-format plugins (TIFF, WebP, ...); the offscreen
+    # and other platform plugins that tests run widgets on
+    qt6-base-dev qt6-base-dev-tools qt6-image-formats-plugins qt6-qpa-plugins
+    # image metadata and HEIF
+    libexiv2-dev libheif-dev
+    # application associations
+    libglib2.0-dev
+    # file types and icons
+    shared-mime-info adwaita-icon-theme hicolor-icon-theme
+    # reference tools used by tests only
+    libimage-exiftool-perl exiv2
+)
+
+missing=()
+for p in "${packages[@]}"; do
+    if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q '^install ok installed$'; then
+        missing+=("$p")
+    fi
+done
+
+if [ ${#missing[@]} -eq 0 ]; then
+    exit 0
+fi
+
+sudo=""
+if [ "$(id -u)" -ne 0 ]; then
+    sudo="sudo"
+fi
+
+echo "install-deps: installing ${missing[*]}" >&2
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq >/dev/null
+$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -1,0 +1,124 @@
+#include "UWFinderLabels.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QtEndian>
+
+#include <sys/xattr.h>
+
+#include <array>
+
+namespace {
+
+constexpr std::array<const char *, 8> englishNames = {
+    "", QT_TRANSLATE_NOOP("UWStorageKit", "Gray"), QT_TRANSLATE_NOOP("UWStorageKit", "Green"),
+    QT_TRANSLATE_NOOP("UWStorageKit", "Purple"), QT_TRANSLATE_NOOP("UWStorageKit", "Blue"),
+    QT_TRANSLATE_NOOP("UWStorageKit", "Yellow"), QT_TRANSLATE_NOOP("UWStorageKit", "Red"),
+    QT_TRANSLATE_NOOP("UWStorageKit", "Orange")};
+
+constexpr int finderInfoSize = 32;
+constexpr int afpInfoFinderInfoOffset = 16;
+constexpr quint32 appleDoubleMagic = 0x00051607;
+constexpr quint32 appleDoubleFinderInfoEntry = 9;
+constexpr int appleDoubleHeaderSize = 26;  // magic, version, 16 bytes filler, entry count
+constexpr int appleDoubleEntrySize = 12;   // id, offset, length
+
+// Extended attributes are small; anything larger than this is not a label record.
+constexpr ssize_t maxAttributeSize = 4096;
+
+QByteArray readAttribute(const QByteArray &path, const char *name)
+{
+    QByteArray value(maxAttributeSize, Qt::Uninitialized);
+    const ssize_t size = ::lgetxattr(path.constData(), name, value.data(), value.size());
+    if (size <= 0)
+        return {};
+    value.truncate(size);
+    return value;
+}
+
+QByteArray finderInfoFromAppleDouble(const QByteArray &record)
+{
+    if (record.size() < appleDoubleHeaderSize)
+        return {};
+    const auto *bytes = reinterpret_cast<const uchar *>(record.constData());
+    if (qFromBigEndian<quint32>(bytes) != appleDoubleMagic)
+        return {};
+    const quint16 entries = qFromBigEndian<quint16>(bytes + 24);
+    for (int i = 0; i < entries; ++i) {
+        const qsizetype at = appleDoubleHeaderSize + qsizetype(i) * appleDoubleEntrySize;
+        if (at + appleDoubleEntrySize > record.size())
+            return {};
+        const quint32 id = qFromBigEndian<quint32>(bytes + at);
+        const quint32 offset = qFromBigEndian<quint32>(bytes + at + 4);
+        const quint32 length = qFromBigEndian<quint32>(bytes + at + 8);
+        if (id != appleDoubleFinderInfoEntry)
+            continue;
+        if (length < finderInfoSize || quint64(offset) + finderInfoSize > quint64(record.size()))
+            return {};
+        return record.mid(offset, finderInfoSize);
+    }
+    return {};
+}
+
+} // namespace
+
+namespace UWFinderLabels {
+
+QStringList defaultNames()
+{
+    QStringList names;
+    for (int i = 0; i < int(englishNames.size()); ++i)
+        names.append(defaultName(i));
+    return names;
+}
+
+QString defaultName(int index)
+{
+    if (index < 1 || index >= int(englishNames.size()))
+        return {};
+    return QCoreApplication::translate("UWStorageKit", englishNames[index]);
+}
+
+int labelFromFinderInfo(const QByteArray &finderInfo)
+{
+    if (finderInfo.size() < finderInfoSize)
+        return 0;
+    return (uchar(finderInfo.at(9)) >> 1) & 7;
+}
+
+int labelFromTags(const QByteArray &tags)
+{
+    const QStringList translated = defaultNames();
+    for (const QByteArray &rawTag : tags.split(',')) {
+        const QString tag = QString::fromUtf8(rawTag).trimmed();
+        if (tag.isEmpty())
+            continue;
+        for (int i = 1; i < int(englishNames.size()); ++i) {
+            if (tag.compare(QLatin1String(englishNames[i]), Qt::CaseInsensitive) == 0
+                || tag.compare(translated.at(i), Qt::CaseInsensitive) == 0)
+                return i;
+        }
+    }
+    return 0;
+}
+
+int labelForPath(const QString &path)
+{
+    const QByteArray encoded = QFile::encodeName(path);
+    if (const QByteArray tags = readAttribute(encoded, "user.xdg.tags"); !tags.isEmpty()) {
+        if (const int label = labelFromTags(tags))
+            return label;
+    }
+    for (const char *name : {"com.apple.FinderInfo", "user.com.apple.FinderInfo"}) {
+        const QByteArray info = readAttribute(encoded, name);
+        if (info.size() >= finderInfoSize)
+            return labelFromFinderInfo(info);
+    }
+    const QByteArray afpInfo = readAttribute(encoded, "user.DosStream.AFP_AfpInfo");
+    if (afpInfo.size() >= afpInfoFinderInfoOffset + finderInfoSize && afpInfo.startsWith("AFP"))
+        return labelFromFinderInfo(afpInfo.mid(afpInfoFinderInfoOffset, finderInfoSize));
+    const QByteArray netatalk = readAttribute(encoded, "user.org.netatalk.Metadata");
+    return labelFromFinderInfo(finderInfoFromAppleDouble(netatalk));
+}
+
+} // namespace UWFinderLabels

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "tqkit_export.h"
+
+#include <QString>
+#include <QStringList>
+
+/*!
+    \namespace UWFinderLabels
+    \brief The eight Finder labels as the storage layer knows them: their default names and
+    where a file keeps its label on Linux.
+
+    Label indices are 0 (no label), 1 Gray, 2 Green, 3 Purple, 4 Blue, 5 Yellow, 6 Red and
+    7 Orange. Names are looked up in the translation context "UWStorageKit" with the English
+    name as the key, so an untranslated name comes back in English.
+
+    A file's label is read from its extended attributes, in this order:
+    \list 1
+    \li "user.xdg.tags", the freedesktop list of tags (comma-separated): the first tag that
+        is a label's name, English or translated, compared without regard to case, gives
+        the label.
+    \li a Mac FinderInfo record (32 bytes, big-endian), whose colour bits are
+        (byte 9 >> 1) & 7: kept as "com.apple.FinderInfo" or "user.com.apple.FinderInfo"
+        (macOS file systems and copies of them), inside Samba's "user.DosStream.AFP_AfpInfo"
+        stream (at offset 16, after the "AFP" header) or as entry 9 of Netatalk's AppleDouble
+        record "user.org.netatalk.Metadata".
+    \endlist
+    Anything missing, short or malformed counts as no label.
+
+    All functions are reentrant and may be called from any thread.
+*/
+namespace UWFinderLabels {
+
+//! The label names in index order, index 0 being the empty name of "no label"; translated.
+TQKIT_EXPORT QStringList defaultNames();
+//! The translated default name of label \a index; empty outside 1..7.
+TQKIT_EXPORT QString defaultName(int index);
+//! The label of the file at \a path (a link itself, not its target), 0..7.
+TQKIT_EXPORT int labelForPath(const QString &path);
+//! The label a FinderInfo record's colour bits give; 0 for a record shorter than 32 bytes.
+TQKIT_EXPORT int labelFromFinderInfo(const QByteArray &finderInfo);
+//! The label an "xdg.tags" value gives; 0 when no tag names a label.
+TQKIT_EXPORT int labelFromTags(const QByteArray &tags);
+
+} // namespace UWFinderLabels

@@ -1,0 +1,3 @@
+#include "TQKeyValueCoding.h"
+
+TQKeyValueCoding::~TQKeyValueCoding() = default;
