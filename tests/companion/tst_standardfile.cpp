@@ -217,7 +217,7 @@ void TestStandardFile::finderLabelFromAttributes()
     QFETCH(int, label);
     QFETCH(QString, title);
 
-    const QString file = m_dir.filePath(QStringLiteral("labelled-%1").arg(QTest::currentDataTag()));
+    const QString file = m_dir.filePath(QStringLiteral("labelled-%1").arg(QString::fromUtf8(QTest::currentDataTag())));
     QFile created(file);
     QVERIFY(created.open(QIODevice::WriteOnly));
     created.close();

@@ -1,0 +1,17 @@
+// Built against an installed TQKit only: the headers, the CMake package and the library.
+#include <TQKit/TQTypeRegistry.h>
+#include <TQKit/TQUtilityFunctions.h>
+#include <TQKit/UWStandardFile.h>
+
+#include <cstdio>
+
+int main(int argc, char **argv)
+{
+    if (argc < 2)
+        return 2;
+    const UWStandardFileRef file = UWStandardFile::newFileForPath(QString::fromLocal8Bit(argv[1]));
+    if (!file || !TQUTTypeConformsToArray(file->resolvedUTI(), {QStringLiteral("public.item")}))
+        return 1;
+    std::printf("%s\n", qPrintable(file->resolvedUTI()));
+    return 0;
+}

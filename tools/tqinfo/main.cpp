@@ -1,0 +1,205 @@
+// tqinfo: what the file browser knows about files, for people (a table) and scripts (JSON).
+
+#include "UWStandardFile.h"
+#include "tqinfo_listing.h"
+#include "tqinfo_output.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+
+#include <cstdio>
+
+namespace {
+
+// Scripts branch on these, so they never change meaning.
+enum ExitStatus {
+    Success = 0,
+    Failure = 1,    // a path or the folder could not be read; everything else was printed
+    UsageError = 2, // nothing was looked at
+};
+
+// Without --keys a table of every key is too wide to read; JSON is for programs and gets all.
+const QStringList tableKeys = {
+    QStringLiteral("displayName"), QStringLiteral("uti"),         QStringLiteral("kindString"),
+    QStringLiteral("isDirectory"), QStringLiteral("isInvisible"), QStringLiteral("modificationDate"),
+};
+
+const QString pathKey = QStringLiteral("path");
+
+void write(FILE *stream, const QByteArray &bytes)
+{
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream);
+}
+
+void reportError(const QString &message)
+{
+    write(stderr, "tqinfo: " + message.toUtf8() + '\n');
+}
+
+int usageError(const QString &message)
+{
+    reportError(message);
+    write(stderr, "Try 'tqinfo --help' for more information.\n");
+    return UsageError;
+}
+
+void dropMessages(QtMsgType type, const QMessageLogContext &, const QString &message)
+{
+    // Qt and the library warn about things a script can neither act on nor filter out of
+    // stderr (a collator feature the platform lacks, a quirk of the MIME database); only
+    // what stops the program is worth a line.
+    if (type == QtCriticalMsg || type == QtFatalMsg)
+        reportError(message);
+}
+
+QStringList defaultKeys(bool json)
+{
+    QStringList keys = UWStandardFile::keys();
+    if (!json) {
+        // Only keys the library still answers, so that a renamed key never breaks the table.
+        keys.removeIf([](const QString &key) { return !tableKeys.contains(key); });
+    }
+    keys.removeAll(pathKey);
+    return keys;
+}
+
+// The keys --keys names, in its order; an empty error when all of them are known.
+QStringList requestedKeys(const QStringList &values, QString *error)
+{
+    const QStringList known = UWStandardFile::keys();
+    QStringList keys;
+    for (const QString &value : values) {
+        for (const QString &part : value.split(QLatin1Char(','))) {
+            const QString key = part.trimmed();
+            if (key.isEmpty()) {
+                *error = QStringLiteral("--keys needs a comma-separated list of keys without empty entries");
+                return {};
+            }
+            if (!known.contains(key)) {
+                // Keys are camel-case, and "displayname" is the likeliest slip.
+                QString hint;
+                for (const QString &candidate : known) {
+                    if (candidate.compare(key, Qt::CaseInsensitive) == 0)
+                        hint = QStringLiteral(" (did you mean '%1'?)").arg(candidate);
+                }
+                *error = QStringLiteral("unknown key '%1'%2; known keys: %3")
+                             .arg(key, hint, known.join(QStringLiteral(", ")));
+                return {};
+            }
+            // "path" already leads every row, and a JSON object has no room for a key twice.
+            if (key != pathKey && !keys.contains(key))
+                keys.append(key);
+        }
+    }
+    return keys;
+}
+
+QString description()
+{
+    return QStringLiteral(
+               "Shows what the file browser knows about files: a table with one row per file, or "
+               "with --json one JSON object per line, \"path\" (made absolute) first and then the "
+               "keys in the order asked for. Dates are UTC (2026-11-21T05:27:00.123Z), a missing value is "
+               "null (\"-\" in the table).\n\n"
+               "Without --keys the table shows %1; --json shows every key.\n"
+               "Known keys: %2.\n\n"
+               "Exit status: 0 when every file was shown, 1 when a path or the folder could not "
+               "be read (the rest is still shown), 2 for a usage error.")
+        .arg(tableKeys.join(QStringLiteral(", ")), UWStandardFile::keys().join(QStringLiteral(", ")));
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    qInstallMessageHandler(dropMessages);
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("tqinfo"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(TQINFO_VERSION));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(description());
+    // A help option of our own: Qt's adds --help-all, which only process() understands, and
+    // process() exits with 1 on a usage error where scripts are promised 2.
+    const QCommandLineOption helpOption({QStringLiteral("h"), QStringLiteral("help")},
+                                        QStringLiteral("Displays this help."));
+    const QCommandLineOption versionOption = parser.addVersionOption();
+    const QCommandLineOption jsonOption(QStringLiteral("json"),
+                                        QStringLiteral("One JSON object per line instead of a table."));
+    const QCommandLineOption keysOption(QStringLiteral("keys"),
+                                        QStringLiteral("The keys to show, comma-separated, in this order."),
+                                        QStringLiteral("KEY,..."));
+    const QCommandLineOption listOption(QStringLiteral("list"),
+                                        QStringLiteral("Shows the folder's entries (hidden ones too) "
+                                                       "instead of PATH arguments."),
+                                        QStringLiteral("DIR"));
+    parser.addOptions({helpOption, jsonOption, keysOption, listOption});
+    parser.addPositionalArgument(QStringLiteral("PATH"), QStringLiteral("The files to show."),
+                                 QStringLiteral("PATH..."));
+
+    if (!parser.parse(QCoreApplication::arguments()))
+        return usageError(parser.errorText());
+    if (parser.isSet(helpOption))
+        parser.showHelp(Success);
+    if (parser.isSet(versionOption))
+        parser.showVersion();
+
+    const bool json = parser.isSet(jsonOption);
+    QStringList keys = defaultKeys(json);
+    if (parser.isSet(keysOption)) {
+        QString error;
+        keys = requestedKeys(parser.values(keysOption), &error);
+        if (!error.isEmpty())
+            return usageError(error);
+    }
+
+    const QStringList folders = parser.values(listOption);
+    QStringList paths = parser.positionalArguments();
+    if (folders.size() > 1)
+        return usageError(QStringLiteral("--list takes one folder"));
+    if (!folders.isEmpty() && !paths.isEmpty())
+        return usageError(QStringLiteral("--list takes one folder and no other paths"));
+    if (folders.isEmpty() && paths.isEmpty())
+        return usageError(QStringLiteral("no path given"));
+
+    int status = Success;
+    if (!folders.isEmpty()) {
+        const TQInfo::Listing listing = TQInfo::listFolder(folders.first());
+        if (!listing.error.isEmpty()) {
+            reportError(folders.first() + QStringLiteral(": ") + listing.error);
+            status = Failure;
+        }
+        for (const QString &path : listing.undecodable)
+            reportError(path + QStringLiteral(": file name is not valid UTF-8"));
+        if (!listing.undecodable.isEmpty())
+            status = Failure;
+        paths = listing.paths;
+    }
+
+    QList<TQInfo::Row> rows;
+    for (const QString &path : std::as_const(paths)) {
+        const TQInfo::Lookup found = TQInfo::lookUp(path);
+        if (!found.item) {
+            reportError(path + QStringLiteral(": ") + found.error);
+            status = Failure;
+            continue;
+        }
+        TQInfo::Row row{found.item->path(), {}};
+        for (const QString &key : std::as_const(keys))
+            row.values.append(found.item->valueForKey(key));
+        // JSON goes out as it comes, so a pipe sees the first items of a large folder at once;
+        // the table has to wait for its widest cell.
+        if (json)
+            write(stdout, TQInfo::jsonLine(keys, row) + '\n');
+        else
+            rows.append(row);
+    }
+    if (!json)
+        write(stdout, TQInfo::table(keys, rows));
+
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        reportError(QStringLiteral("cannot write the output"));
+        return Failure;
+    }
+    return status;
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "UWStandardFile.h"
+
+#include <QString>
+#include <QStringList>
+
+// Where tqinfo's items come from: the paths named on the command line, or a folder's entries.
+namespace TQInfo {
+
+//! An item for a path, or the reason there is none.
+struct Lookup
+{
+    UWStandardFileRef item;
+    QString error; //!< the system's text for why the path is not there; empty on success
+};
+
+//! The item for \a path; a path counts as there when lstat finds it, so a dangling link is.
+Lookup lookUp(const QString &path);
+
+//! A folder's entries, and the reason when it could not be read (in full).
+struct Listing
+{
+    QStringList paths; //!< \a folder joined with each entry's name, in name order
+    QString error;     //!< empty when the whole folder was read
+    //! Entries whose names are not UTF-8, as well as they can be shown: no item can name them.
+    QStringList undecodable;
+};
+
+/*!
+    The entries of \a folder, hidden ones included, without "." and "..", sorted by name in
+    the order people expect ("file2" before "file10", case aside).
+*/
+Listing listFolder(const QString &folder);
+
+} // namespace TQInfo

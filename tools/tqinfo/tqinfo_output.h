@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonValue>
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <QStringView>
+#include <QVariant>
+
+// How tqinfo writes values: one JSON object per line, or an aligned plain-text table.
+// Everything here is independent of the file items, so that any value a key may answer later
+// prints the same way without this code knowing about the key.
+namespace TQInfo {
+
+//! One printed item: its path and the values of the chosen keys, in the keys' order.
+struct Row
+{
+    QString path;
+    QVariantList values;
+};
+
+//! \a value as JSON. Anything without a JSON form of its own is null.
+QJsonValue jsonValue(const QVariant &value);
+
+//! The compact JSON text of \a value on its own ("\"text\"", "12", "null", "{...}").
+QByteArray jsonText(const QJsonValue &value);
+
+//! The row as one compact JSON object: "path" first, then \a keys in their order. No newline.
+QByteArray jsonLine(const QStringList &keys, const Row &row);
+
+//! The table cell for \a value: plain text, "-" for a missing value.
+QString cellText(const QVariant &value);
+
+//! How many terminal columns \a text takes.
+int displayWidth(QStringView text);
+
+//! The table: a header of "path" and \a keys, then one line per row, columns aligned.
+QByteArray table(const QStringList &keys, const QList<Row> &rows);
+
+} // namespace TQInfo
