@@ -4,13 +4,18 @@
 #include "tqkit_export.h"
 
 #include <QDateTime>
+#include <QIcon>
+#include <QList>
 #include <QString>
 #include <QStringList>
 #include <QUrl>
+#include <QVariantMap>
 
+#include <functional>
 #include <memory>
 
 class UWStandardFile;
+class UWFileObserver;
 
 //! The one way file items are held: shared, identity is the pointer.
 using UWStandardFileRef = std::shared_ptr<UWStandardFile>;
@@ -19,28 +24,60 @@ using UWStandardFileRef = std::shared_ptr<UWStandardFile>;
 struct UWStatInfo;
 
 /*!
+    \brief A change the file system reported for one item.
+
+    \c type is one of the Type values. After types 1, 2 and 4 the item's content and
+    attributes may have changed; after type 3 the item has a new path (\c newPath).
+*/
+struct UWFileEvent
+{
+    enum Type {
+        ContentChanged = 1,    //!< the file was written
+        AttributesChanged = 2, //!< mode, owner, times or extended attributes changed
+        Renamed = 3,           //!< the entry was renamed or moved; \c newPath is where it is now
+        CreatedOrReplaced = 4, //!< an entry of this name appeared, or replaced the one there
+        Removed = 5,           //!< the entry is gone
+    };
+    int type = ContentChanged;
+    QString newPath;
+};
+
+/*!
     \class UWStandardFile
     \brief A file item: one file, folder or link as a file browser shows it.
 
     An item stands for a location (URL()) and answers what the browser shows of it: its name,
-    type, kind text, dates and flags. Each value is read from the file system on first request
-    and cached in the item; later requests answer from the cache.
+    type, kind text, icon, dates and flags. Each value is read from the file system on first
+    request and cached in the item; updateForEvent() empties what a change made stale.
 
-    Links are followed where the answer is about the content: resolvedURL() and resolvedUTI()
-    describe the link's target (a chain of links is followed to its end; a loop or a dangling
-    link resolves to the link itself), while uti() of a link is "public.symlink".
+    Links are followed where the answer is about the content: resolvedURL(), resolvedUTI()
+    and resolvedFileItem() describe the link's target (a chain of links is followed to its
+    end; a loop or a dangling link resolves to the link itself), while uti() of a link is
+    "public.symlink" and its dates are the link's own.
+
+    \section Placeholders
+    An item made from an archive (archiveDictionary()) whose volume is not mounted is a
+    \e placeholder: isPlaceholder() is true, it has no URL() and no path(), and it answers
+    its display name and nothing else. When the volume is mounted again, the file manager
+    finds the file, the item takes its location and placeholderStatusChanged() runs.
 
     \section Ownership
-    Items are made by the class operations (newFileForURL(), newFileForPath()) and held as
-    UWStandardFileRef; the caller owns what it is handed.
+    Items are made by the class operations (newFileForURL(), newFileForPath(),
+    newFileForArchive(), arrayOfFilesForPaths()) and by folder listings, always through the
+    file manager's item factory (UWFileManager::setFileFactory()), so that every item of a
+    program is of the program's item class. They are held as UWStandardFileRef; the caller
+    owns what it is handed.
 
     \section Threads
     An item has no lock. Use it from one thread at a time (the user interface, or one
-    background operation); two threads filling the same cache may both compute it.
+    background operation); two threads filling the same cache may both compute it. Events
+    and change announcements arrive on the main thread.
 
     \section Cost
-    Making an item does one lstat of its path. uti(), resolvedUTI() and kindString() may read
-    the start of the file to recognise its content; the other values are cheap.
+    Making an item for a path does one statx; a listing hands its own statx on. uti(),
+    resolvedUTI() and kindString() may read the start of the file to recognise its content
+    (see UWFileManager::setTypeDetection()); isInvisible() reads the folder's ".hidden" file;
+    finderLabel() reads extended attributes; the other values are cheap.
 */
 class TQKIT_EXPORT UWStandardFile : public std::enable_shared_from_this<UWStandardFile>,
                                     public TQKeyValueCoding
@@ -53,6 +90,21 @@ public:
     static UWStandardFileRef newFileForURL(const QUrl &url);
     //! A new item for the local path \a path (made absolute and cleaned), or nullptr when empty.
     static UWStandardFileRef newFileForPath(const QString &path);
+    /*!
+        The item an archive (archiveDictionary()) describes, found again: at its old path if
+        that still holds the file; else at the same place on its volume's current mount point;
+        else, when the volume is not mounted and \a allowPlaceholders is true, a placeholder.
+        Otherwise nullptr, with the reason in \a error when given.
+    */
+    static UWStandardFileRef newFileForArchive(const QVariantMap &archive, bool allowPlaceholders,
+                                               QString *error = nullptr);
+    //! newFileForArchive() with placeholders allowed.
+    static UWStandardFileRef newFileForArchive(const QVariantMap &archive);
+    /*!
+        Items for \a paths, in order. A path that does not exist gives a placeholder named
+        after it when \a allowPlaceholders is true, and is left out otherwise.
+    */
+    static QList<UWStandardFileRef> arrayOfFilesForPaths(const QStringList &paths, bool allowPlaceholders);
 
     ~UWStandardFile() override;
     UWStandardFile(const UWStandardFile &) = delete;
@@ -62,8 +114,28 @@ public:
     QUrl URL() const;
     //! The item's local path; empty for a placeholder.
     QString path() const;
+    /*!
+        Checks that the item is still where it was; if the file moved on its volume or the
+        volume is mounted elsewhere, the item takes the new location (announcing "URL",
+        "path" and "displayName"). A placeholder whose file is reachable again stops being one.
+        Returns the (new) URL; empty when the file cannot be found.
+    */
+    QUrl currentURL();
     //! The location after following links; the item's own URL when it is not a link.
     QUrl resolvedURL() const;
+    //! The item a link leads to; this item itself when it is not a link (or leads nowhere).
+    UWStandardFileRef resolvedFileItem() const;
+    //! The folder that holds the item; nullptr for "/" and for placeholders.
+    UWStandardFileRef parentItem() const;
+
+    /*!
+        A record that finds the file again later, after a move on its volume or after the
+        volume was mounted elsewhere: a versioned map of the path, the volume's identity
+        (file-system UUID where there is one), the path relative to the volume's mount point,
+        the inode and the display name. Empty for an item whose file does not exist. Treat it
+        as opaque; it round-trips through QSettings and QDataStream.
+    */
+    QVariantMap archiveDictionary() const;
 
     //! The name shown to the user: the last path component ("/" for the root folder).
     QString displayName() const;
@@ -73,8 +145,10 @@ public:
     QString resolvedUTI() const;
     //! The localised description of the resolved type ("JPEG image", "folder").
     QString kindString() const;
+    //! The icon-theme icon of the resolved type, with generic fallbacks; null for a placeholder.
+    QIcon fileIcon() const;
 
-    //! True while the item stands for a file that is not available. Always false for now.
+    //! True while the item stands for a file that is not available (see Placeholders).
     bool isPlaceholder() const;
     //! True for any directory (a link to a directory is not one; its target is).
     bool isDirectory() const;
@@ -86,6 +160,13 @@ public:
     bool isRealFile() const;
     //! True when the file exists (a dangling link exists).
     bool exists() const;
+    /*!
+        True when this process may read the resolved file. A file whose mode grants reading
+        to nobody counts as unreadable even for the superuser, as a file browser shows it.
+    */
+    bool isReadable() const;
+    //! True when this process may write the resolved file; the same rule for the superuser.
+    bool isWritable() const;
 
     //! The last change of the file's content; null when unknown.
     QDateTime modificationDate() const;
@@ -94,6 +175,14 @@ public:
         change, the nearest thing Linux has. Null when unknown.
     */
     QDateTime creationDate() const;
+    //! The last access as the file system records it (often coarse: relatime).
+    QDateTime accessDate() const;
+    /*!
+        When the entry arrived in its folder. Linux keeps no such date; the nearest is the
+        last status change (a move into the folder sets it, but so do a write and a change
+        of mode), which is what this answers. Also the value of the key "addedDate".
+    */
+    QDateTime dateAdded() const;
 
     /*!
         The item's Finder label, 0 (none) to 7, read from the file's extended attributes:
@@ -105,12 +194,39 @@ public:
     QString finderLabelTitle() const;
 
     /*!
-        The value named \a key: one of keys(). Strings, booleans and dates come as QString,
-        bool and QDateTime (UTC); a missing value is a null QVariant.
+        The value named \a key: one of keys() or "addedDate". Strings, booleans, numbers and
+        dates come as QString, bool, int and QDateTime (UTC); a missing value is a null QVariant.
     */
     QVariant valueForKey(QStringView key) const override;
     //! The keys valueForKey() answers, in a stable order.
     static QStringList keys();
+
+    /*!
+        The file system reported \a event for this item. The base empties the caches the
+        event made stale, reads the file's status again and announces the keys it changed;
+        subclasses that cache more empty their own caches and call the base last.
+        Called on the main thread by the file manager.
+    */
+    virtual void updateForEvent(const UWFileEvent &event);
+    /*!
+        The item became a placeholder or stopped being one. The base announces "isPlaceholder",
+        "URL" and "path"; subclasses call it first, then empty their own caches.
+    */
+    virtual void placeholderStatusChanged();
+    /*!
+        Whether a generic setter announces \a key by itself. The base answers true for every
+        key; a subclass that announces some keys by hand answers false for those.
+    */
+    static bool automaticallyNotifiesObserversForKey(QStringView key);
+
+    //! Subscribes \a observer to this item's announcements. The observer must outlive the
+    //! subscription or remove itself first. Main thread.
+    void addObserver(UWFileObserver *observer);
+    void removeObserver(UWFileObserver *observer);
+
+    //! Announces to the observers that \a key is about to change / has changed.
+    void willChangeValueForKey(QStringView key);
+    void didChangeValueForKey(QStringView key);
 
 protected:
     UWStandardFile();
@@ -122,8 +238,26 @@ protected:
     virtual bool initWithURL(const QUrl &url, const QByteArray &pathRep, const UWStatInfo *statInfo);
 
 private:
+    friend class UWFileManagerPrivate;
+    friend struct UWFileFactoryAccess;
+    void becomePlaceholder(const QString &displayName, const QVariantMap &archive);
+    bool adoptPath(const QString &path);
+    const UWStatInfo &statInfo() const;
+
     struct Private;
     std::unique_ptr<Private> d;
+};
+
+/*!
+    \class UWFileObserver
+    \brief Receives a file item's will/did change announcements, in the order they are made.
+*/
+class TQKIT_EXPORT UWFileObserver
+{
+public:
+    virtual ~UWFileObserver();
+    virtual void fileWillChangeValueForKey(UWStandardFile *file, QStringView key) = 0;
+    virtual void fileDidChangeValueForKey(UWStandardFile *file, QStringView key) = 0;
 };
 
 Q_DECLARE_METATYPE(UWStandardFileRef)

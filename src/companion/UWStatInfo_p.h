@@ -12,12 +12,14 @@ struct UWStatInfo
     dev_t device = 0;
     ino_t inode = 0;
     qint64 size = 0;
-    qint64 modifiedMSecs = 0;
-    qint64 statusChangedMSecs = 0;
-    qint64 accessedMSecs = 0;
-    qint64 bornMSecs = 0;
+    qint64 modifiedNSecs = 0;
+    qint64 statusChangedNSecs = 0;
+    qint64 accessedNSecs = 0;
+    qint64 bornNSecs = 0;
     bool hasBirthTime = false;
 
     // Fills the record for \a path without following a final link; false (errno set) on failure.
     bool read(const char *path, bool followLinks = false);
+    // The same for \a name inside the open folder \a directoryFd, as a listing reads it.
+    bool readAt(int directoryFd, const char *name, bool followLinks = false);
 };

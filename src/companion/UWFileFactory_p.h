@@ -1,0 +1,28 @@
+#pragma once
+
+#include "TQTypeRegistry.h"
+#include "UWStandardFile.h"
+
+// How the storage layer makes items, shared by the item class operations, folder listings and
+// the file manager. Thread-safe: listings make items on background threads.
+namespace UWFileFactory {
+
+using Factory = std::function<UWStandardFileRef()>;
+
+// Installs the factory every item is made with; an empty one restores the base class.
+void setFactory(Factory factory);
+Factory factory();
+
+// A new, initialised item for \a url; nullptr when the item refuses the URL.
+UWStandardFileRef make(const QUrl &url, const QByteArray &pathRep = {}, const UWStatInfo *statInfo = nullptr);
+// A new placeholder item that stands for \a archive.
+UWStandardFileRef makePlaceholder(const QString &displayName, const QVariantMap &archive);
+
+void setTypeDetection(TQTypeRegistry::Detection detection);
+TQTypeRegistry::Detection typeDetection();
+
+// Placeholders are remembered (weakly) so that a newly mounted volume can bring them back.
+void rememberPlaceholder(const UWStandardFileRef &placeholder);
+QList<UWStandardFileRef> livePlaceholders();
+
+} // namespace UWFileFactory
