@@ -71,17 +71,27 @@ struct UWFileFactoryAccess
 
 namespace {
 
-QReadWriteLock factoryLock;
-UWFileFactory::Factory installedFactory; // guarded by factoryLock
-std::atomic<TQTypeRegistry::Detection> detection{TQTypeRegistry::Detection::ContentAndName};
+// Function-local, so that a factory installed while the library loads (before this file's
+// globals would be constructed) finds its storage ready.
+struct FactoryState
+{
+    QReadWriteLock lock;
+    UWFileFactory::Factory factory; // guarded by lock
+    std::atomic<TQTypeRegistry::Detection> detection{TQTypeRegistry::Detection::ContentAndName};
+    QMutex placeholderLock;
+    std::vector<std::weak_ptr<UWStandardFile>> placeholders; // guarded by placeholderLock
+};
 
-QMutex placeholderLock;
-std::vector<std::weak_ptr<UWStandardFile>> placeholders; // guarded by placeholderLock
+FactoryState &state()
+{
+    static FactoryState shared;
+    return shared;
+}
 
 UWStandardFileRef newItem()
 {
-    QReadLocker locker(&factoryLock);
-    UWStandardFileRef item = installedFactory ? installedFactory() : nullptr;
+    QReadLocker locker(&state().lock);
+    UWStandardFileRef item = state().factory ? state().factory() : nullptr;
     return item ? item : UWFileFactoryAccess::makeBase();
 }
 
@@ -91,14 +101,14 @@ namespace UWFileFactory {
 
 void setFactory(Factory factory)
 {
-    QWriteLocker locker(&factoryLock);
-    installedFactory = std::move(factory);
+    QWriteLocker locker(&state().lock);
+    state().factory = std::move(factory);
 }
 
 Factory factory()
 {
-    QReadLocker locker(&factoryLock);
-    return installedFactory;
+    QReadLocker locker(&state().lock);
+    return state().factory;
 }
 
 UWStandardFileRef make(const QUrl &url, const QByteArray &pathRep, const UWStatInfo *statInfo)
@@ -119,26 +129,26 @@ UWStandardFileRef makePlaceholder(const QString &displayName, const QVariantMap 
 
 void setTypeDetection(TQTypeRegistry::Detection value)
 {
-    detection = value;
+    state().detection = value;
 }
 
 TQTypeRegistry::Detection typeDetection()
 {
-    return detection;
+    return state().detection;
 }
 
 void rememberPlaceholder(const UWStandardFileRef &placeholder)
 {
-    QMutexLocker locker(&placeholderLock);
-    std::erase_if(placeholders, [](const std::weak_ptr<UWStandardFile> &p) { return p.expired(); });
-    placeholders.push_back(placeholder);
+    QMutexLocker locker(&state().placeholderLock);
+    std::erase_if(state().placeholders, [](const std::weak_ptr<UWStandardFile> &p) { return p.expired(); });
+    state().placeholders.push_back(placeholder);
 }
 
 QList<UWStandardFileRef> livePlaceholders()
 {
-    QMutexLocker locker(&placeholderLock);
+    QMutexLocker locker(&state().placeholderLock);
     QList<UWStandardFileRef> alive;
-    for (const std::weak_ptr<UWStandardFile> &weak : placeholders) {
+    for (const std::weak_ptr<UWStandardFile> &weak : state().placeholders) {
         if (UWStandardFileRef item = weak.lock(); item && item->isPlaceholder())
             alive.append(item);
     }
@@ -696,6 +706,11 @@ bool UWStandardFile::isReadable() const
 bool UWStandardFile::isWritable() const
 {
     return d->exists && mayAccess(d->resolved(), W_OK, S_IWUSR | S_IWGRP | S_IWOTH);
+}
+
+qint64 UWStandardFile::byteSize() const
+{
+    return d->exists ? d->stat.size : -1;
 }
 
 QDateTime UWStandardFile::modificationDate() const

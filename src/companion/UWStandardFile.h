@@ -168,6 +168,9 @@ public:
     //! True when this process may write the resolved file; the same rule for the superuser.
     bool isWritable() const;
 
+    //! The entry's size in bytes as the file system gives it (a link's own); -1 when it does not exist.
+    qint64 byteSize() const;
+
     //! The last change of the file's content; null when unknown.
     QDateTime modificationDate() const;
     /*!
