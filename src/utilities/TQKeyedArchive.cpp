@@ -1,0 +1,362 @@
+#include "TQKeyedArchive_p.h"
+
+#include <QColor>
+#include <QDataStream>
+#include <QIODevice>
+#include <QSet>
+#include <QStringList>
+
+#include <cstring>
+#include <limits>
+
+namespace {
+
+constexpr char magic[4] = {'T', 'Q', 'K', 'A'};
+constexpr quint8 formatVersion = 1;
+// Deep enough for any settings tree; shallow enough that a crafted archive cannot exhaust
+// the stack of the recursive reader.
+constexpr int maximumDepth = 256;
+
+enum Tag : quint8 {
+    Invalid = 0,
+    Value = 1,
+    List = 2,
+    Map = 3,
+    Hash = 4,
+    StringList = 5,
+    StringSet = 6,
+};
+
+// Leaves are streamed by Qt's own operators, which is only safe for types whose reader
+// cannot be made to allocate by a length field (Qt's container readers reserve whatever
+// count they read) and that need no running GUI (QPixmap, QCursor): fixed-size values and
+// text, which Qt reads in bounded chunks.
+bool isPlainValueType(int id)
+{
+    switch (id) {
+    case QMetaType::Bool:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Double:
+    case QMetaType::Float:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::QChar:
+    case QMetaType::QString:
+    case QMetaType::QByteArray:
+    case QMetaType::QDate:
+    case QMetaType::QTime:
+    case QMetaType::QDateTime:
+    case QMetaType::QUrl:
+    case QMetaType::QUuid:
+    case QMetaType::QSize:
+    case QMetaType::QSizeF:
+    case QMetaType::QPoint:
+    case QMetaType::QPointF:
+    case QMetaType::QRect:
+    case QMetaType::QRectF:
+    case QMetaType::QColor:
+        return true;
+    default:
+        return false;
+    }
+}
+
+QDataStream &setUp(QDataStream &stream)
+{
+    stream.setVersion(QDataStream::Qt_6_4);
+    stream.setByteOrder(QDataStream::BigEndian);
+    stream.setFloatingPointPrecision(QDataStream::DoublePrecision);
+    return stream;
+}
+
+class Writer
+{
+public:
+    Writer() : m_out(&m_data, QIODevice::WriteOnly) { setUp(m_out); }
+
+    QByteArray run(const QVariant &value, QString *problem)
+    {
+        m_out.writeRawData(magic, sizeof magic);
+        m_out << formatVersion;
+        if (write(value, 0))
+            return m_data;
+        *problem = m_problem;
+        return {};
+    }
+
+private:
+    bool fail(const QString &why)
+    {
+        m_problem = why;
+        return false;
+    }
+
+    bool writeCount(qsizetype count)
+    {
+        if (count > qsizetype(std::numeric_limits<quint32>::max()))
+            return fail(QStringLiteral("a container of %1 elements is too large").arg(count));
+        m_out << quint32(count);
+        return true;
+    }
+
+    template<typename Strings>
+    bool writeStrings(Tag tag, const Strings &strings)
+    {
+        m_out << quint8(tag);
+        if (!writeCount(strings.size()))
+            return false;
+        for (const QString &string : strings)
+            m_out << string;
+        return true;
+    }
+
+    template<typename Keyed>
+    bool writeKeyed(Tag tag, const Keyed &keyed, int depth)
+    {
+        m_out << quint8(tag);
+        if (!writeCount(keyed.size()))
+            return false;
+        for (auto it = keyed.cbegin(); it != keyed.cend(); ++it) {
+            m_out << it.key();
+            if (!write(it.value(), depth + 1))
+                return false;
+        }
+        return true;
+    }
+
+    bool write(const QVariant &value, int depth)
+    {
+        if (depth > maximumDepth)
+            return fail(QStringLiteral("values nested deeper than %1 levels").arg(maximumDepth));
+        const QMetaType type = value.metaType();
+        switch (type.id()) {
+        case QMetaType::UnknownType:
+            m_out << quint8(Invalid);
+            return true;
+        case QMetaType::QVariantList: {
+            const QVariantList list = value.value<QVariantList>();
+            m_out << quint8(List);
+            if (!writeCount(list.size()))
+                return false;
+            for (const QVariant &element : list) {
+                if (!write(element, depth + 1))
+                    return false;
+            }
+            return true;
+        }
+        case QMetaType::QVariantMap:
+            return writeKeyed(Map, value.value<QVariantMap>(), depth);
+        case QMetaType::QVariantHash:
+            return writeKeyed(Hash, value.value<QVariantHash>(), depth);
+        case QMetaType::QStringList:
+            return writeStrings(StringList, value.value<QStringList>());
+        default:
+            if (type == QMetaType::fromType<QSet<QString>>())
+                return writeStrings(StringSet, value.value<QSet<QString>>());
+            // Checked first: Qt's own writer warns on stderr about a type it cannot stream.
+            if (!isPlainValueType(type.id()))
+                return fail(QStringLiteral("a value of type %1 cannot be archived").arg(QString::fromLatin1(type.name())));
+            m_out << quint8(Value) << quint32(type.id());
+            return type.save(m_out, value.constData());
+        }
+    }
+
+    QByteArray m_data;
+    QDataStream m_out;
+    QString m_problem;
+};
+
+class Reader
+{
+public:
+    explicit Reader(const QByteArray &data) : m_in(data) { setUp(m_in); }
+
+    QVariant run(QString *problem)
+    {
+        QVariant value;
+        if (readHeader() && read(value, 0) && (m_in.atEnd() || fail(QStringLiteral("bytes follow the archived value"))))
+            return value;
+        *problem = m_problem;
+        return {};
+    }
+
+private:
+    bool fail(const QString &why)
+    {
+        if (m_problem.isEmpty())
+            m_problem = why;
+        return false;
+    }
+
+    bool streamOk()
+    {
+        return m_in.status() == QDataStream::Ok || fail(QStringLiteral("the archive is cut short or damaged"));
+    }
+
+    bool readHeader()
+    {
+        char head[sizeof magic];
+        if (m_in.readRawData(head, sizeof head) != sizeof head || std::memcmp(head, magic, sizeof magic) != 0)
+            return fail(QStringLiteral("not an archive of this library"));
+        quint8 version = 0;
+        m_in >> version;
+        if (!streamOk())
+            return false;
+        if (version != formatVersion)
+            return fail(QStringLiteral("archive format %1 is unknown").arg(version));
+        return true;
+    }
+
+    // A count is believed only if the bytes left could hold that many of the smallest
+    // element; that bounds every reservation by the size of the archive itself.
+    bool readCount(quint32 *count, qint64 smallestElement)
+    {
+        m_in >> *count;
+        if (!streamOk())
+            return false;
+        const qint64 left = m_in.device()->bytesAvailable();
+        if (qint64(*count) * smallestElement > left)
+            return fail(QStringLiteral("a container claims %1 elements in %2 bytes").arg(*count).arg(left));
+        return true;
+    }
+
+    template<typename Strings>
+    bool readStrings(Strings *strings)
+    {
+        quint32 count = 0;
+        if (!readCount(&count, sizeof(quint32)))
+            return false;
+        strings->reserve(count);
+        for (quint32 i = 0; i < count; ++i) {
+            QString string;
+            m_in >> string;
+            if (!streamOk())
+                return false;
+            strings->insert(strings->end(), string);
+        }
+        return true;
+    }
+
+    template<typename Keyed>
+    bool readKeyed(Keyed *keyed, int depth)
+    {
+        quint32 count = 0;
+        if (!readCount(&count, sizeof(quint32) + 1))
+            return false;
+        for (quint32 i = 0; i < count; ++i) {
+            QString key;
+            m_in >> key;
+            QVariant element;
+            if (!streamOk() || !read(element, depth + 1))
+                return false;
+            keyed->insert(key, element);
+        }
+        return true;
+    }
+
+    bool readPlainValue(QVariant &value)
+    {
+        quint32 id = 0;
+        m_in >> id;
+        if (!streamOk())
+            return false;
+        if (id > quint32(std::numeric_limits<int>::max()) || !isPlainValueType(int(id)))
+            return fail(QStringLiteral("value type %1 is not accepted").arg(id));
+        const QMetaType type{int(id)};
+        if (!type.isValid())
+            return fail(QStringLiteral("value type %1 is not available").arg(id));
+        value = QVariant(type);
+        if (!type.load(m_in, value.data()) || !streamOk())
+            return false;
+        // QColor's reader takes any byte for its colour model; later calls assume a known one.
+        if (id == QMetaType::QColor && uint(value.value<QColor>().spec()) > uint(QColor::ExtendedRgb))
+            return fail(QStringLiteral("a colour of unknown model"));
+        return true;
+    }
+
+    bool read(QVariant &value, int depth)
+    {
+        if (depth > maximumDepth)
+            return fail(QStringLiteral("values nested deeper than %1 levels").arg(maximumDepth));
+        quint8 tag = 0;
+        m_in >> tag;
+        if (!streamOk())
+            return false;
+        switch (tag) {
+        case Invalid:
+            value = QVariant();
+            return true;
+        case Value:
+            return readPlainValue(value);
+        case List: {
+            quint32 count = 0;
+            if (!readCount(&count, 1))
+                return false;
+            QVariantList list;
+            list.reserve(count);
+            for (quint32 i = 0; i < count; ++i) {
+                QVariant element;
+                if (!read(element, depth + 1))
+                    return false;
+                list.append(element);
+            }
+            value = list;
+            return true;
+        }
+        case Map: {
+            QVariantMap map;
+            if (!readKeyed(&map, depth))
+                return false;
+            value = map;
+            return true;
+        }
+        case Hash: {
+            QVariantHash hash;
+            if (!readKeyed(&hash, depth))
+                return false;
+            value = hash;
+            return true;
+        }
+        case StringList: {
+            QStringList list;
+            if (!readStrings(&list))
+                return false;
+            value = list;
+            return true;
+        }
+        case StringSet: {
+            QSet<QString> set;
+            if (!readStrings(&set))
+                return false;
+            value = QVariant::fromValue(set);
+            return true;
+        }
+        default:
+            return fail(QStringLiteral("unknown tag %1").arg(tag));
+        }
+    }
+
+    QDataStream m_in;
+    QString m_problem;
+};
+
+} // namespace
+
+namespace TQKeyedArchive {
+
+QByteArray archive(const QVariant &value, QString *problem)
+{
+    if (!value.isValid())
+        return {};
+    return Writer().run(value, problem);
+}
+
+QVariant unarchive(const QByteArray &data, QString *problem)
+{
+    return Reader(data).run(problem);
+}
+
+} // namespace TQKeyedArchive

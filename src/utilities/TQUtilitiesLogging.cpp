@@ -1,0 +1,3 @@
+#include "TQUtilitiesLogging.h"
+
+Q_LOGGING_CATEGORY(lcUtilities, "tqkit.utilities", QtInfoMsg)
