@@ -41,7 +41,7 @@ public:
     qsizetype indexOf(const QString &name) const
     {
         for (qsizetype i = 0; i < files.size(); ++i) {
-            if (files.at(i)->displayName() == name)
+            if (files.at(i)->fileName() == name)
                 return i;
         }
         return -1;
@@ -169,7 +169,7 @@ void UWFileManagerPrivate::relist(UWFileSubscription *subscription)
 
     QHash<QString, UWStandardFileRef> previous;
     for (const UWStandardFileRef &file : std::as_const(s->files))
-        previous.insert(file->displayName(), file);
+        previous.insert(file->fileName(), file);
     QHash<ino_t, UWStandardFileRef> previousByInode;
     for (const UWStandardFileRef &file : std::as_const(s->files))
         previousByInode.insert(file->statInfo().inode, file);
@@ -204,7 +204,7 @@ void UWFileManagerPrivate::relist(UWFileSubscription *subscription)
             && moved->statInfo().bornNSecs == fresh.bornNSecs;
         if (sameFile && !previous.contains(entry.name) && !kept.contains(moved.get())
             && std::none_of(entries.cbegin(), entries.cend(),
-                            [&](const UWFolderListing::Entry &e) { return e.name == moved->displayName(); })) {
+                            [&](const UWFolderListing::Entry &e) { return e.name == moved->fileName(); })) {
             moved->updateForEvent({UWFileEvent::Renamed, s->childPath(entry.name)});
             kept.insert(moved.get());
             now.append(moved);

@@ -1,5 +1,6 @@
 #include "UWStandardFile.h"
 
+#include "TQApplications.h"
 #include "TQTypeRegistry.h"
 #include "UWCompanionLogging.h"
 #include "UWFileFactory_p.h"
@@ -259,6 +260,7 @@ struct UWStandardFile::Private
     {
         QString placeholderName;
         QVariantMap placeholderArchive;
+        std::optional<TQApplicationInfo> application; // for a desktop entry, once read
         std::vector<UWFileObserver *> observers;
     };
     std::unique_ptr<Extra> extra;
@@ -352,8 +354,8 @@ QList<UWStandardFileRef> UWStandardFile::arrayOfFilesForPaths(const QStringList 
             // A placeholder that finds its file again as soon as something appears at the path.
             const QVariantMap archive{{archiveVersionKey, archiveVersion},
                                       {archivePathKey, file->path()},
-                                      {archiveNameKey, file->displayName()}};
-            file = allowPlaceholders ? UWFileFactory::makePlaceholder(file->displayName(), archive) : nullptr;
+                                      {archiveNameKey, file->fileName()}};
+            file = allowPlaceholders ? UWFileFactory::makePlaceholder(file->fileName(), archive) : nullptr;
         }
         if (file)
             files.append(file);
@@ -397,6 +399,8 @@ bool UWStandardFile::adoptPath(const QString &path)
     UWStatInfo stat;
     if (!stat.read(QFile::encodeName(path).constData()))
         return false;
+    if (d->extra)
+        d->extra->application.reset();
     d->path = path;
     d->stat = stat;
     d->exists = true;
@@ -424,7 +428,7 @@ QVariantMap UWStandardFile::archiveDictionary() const
     QVariantMap archive{
         {archiveVersionKey, archiveVersion},
         {archivePathKey, d->path},
-        {archiveNameKey, displayName()},
+        {archiveNameKey, fileName()},
         {archiveInodeKey, qulonglong(d->stat.inode)},
         {archiveDirectoryKey, d->isDirectory()},
     };
@@ -601,13 +605,34 @@ UWStandardFileRef UWStandardFile::parentItem() const
     return newFileForPath(parentPath(d->path));
 }
 
-QString UWStandardFile::displayName() const
+QString UWStandardFile::fileName() const
 {
     if (d->isPlaceholder())
         return d->extra ? d->extra->placeholderName : QString();
     if (d->path == u"/")
         return d->path;
     return d->path.mid(d->path.lastIndexOf(QLatin1Char('/')) + 1);
+}
+
+namespace {
+
+bool looksLikeDesktopEntry(const QString &path)
+{
+    return path.endsWith(u".desktop");
+}
+
+} // namespace
+
+QString UWStandardFile::displayName() const
+{
+    if (!d->isPlaceholder() && looksLikeDesktopEntry(d->path) && !d->isDirectory()) {
+        Private::Extra &extra = d->ensureExtra();
+        if (!extra.application)
+            extra.application = TQApplications::applicationForDesktopFile(d->resolved());
+        if (extra.application->isValid() && !extra.application->name.isEmpty())
+            return extra.application->name;
+    }
+    return fileName();
 }
 
 QString UWStandardFile::uti() const
@@ -644,6 +669,15 @@ QIcon UWStandardFile::fileIcon() const
 {
     if (d->isPlaceholder())
         return {};
+    if (looksLikeDesktopEntry(d->path)) {
+        displayName(); // reads the entry
+        if (d->extra && d->extra->application && !d->extra->application->iconName.isEmpty()) {
+            const QString icon = d->extra->application->iconName;
+            const QIcon themed = QDir::isAbsolutePath(icon) ? QIcon(icon) : QIcon::fromTheme(icon);
+            if (!themed.isNull())
+                return themed;
+        }
+    }
     const TQTypeRegistry &registry = TQTypeRegistry::shared();
     const QString type = resolvedUTI();
     if (registry.conformsTo(type, QStringLiteral("public.folder")))
@@ -681,7 +715,7 @@ bool UWStandardFile::isBasicDirectory() const
 bool UWStandardFile::isInvisible() const
 {
     if (!d->isInvisible) {
-        const QString name = displayName();
+        const QString name = fileName();
         d->isInvisible = name.startsWith(QLatin1Char('.'))
             || (!d->isPlaceholder() && d->path != u"/" && isListedInHiddenFile(parentPath(d->path), name));
     }
@@ -856,6 +890,7 @@ struct KeyGetter
 // One table for the keys: valueForKey() and keys() both read it, so they cannot disagree.
 const std::array keyGetters = {
     KeyGetter{u"displayName", [](const UWStandardFile &f) { return QVariant(f.displayName()); }},
+    KeyGetter{u"fileName", [](const UWStandardFile &f) { return QVariant(f.fileName()); }},
     KeyGetter{u"path", [](const UWStandardFile &f) { return f.path().isEmpty() ? QVariant() : QVariant(f.path()); }},
     KeyGetter{u"URL", [](const UWStandardFile &f) { return urlValue(f.URL()); }},
     KeyGetter{u"resolvedURL", [](const UWStandardFile &f) { return urlValue(f.resolvedURL()); }},

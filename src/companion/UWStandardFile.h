@@ -137,15 +137,21 @@ public:
     */
     QVariantMap archiveDictionary() const;
 
-    //! The name shown to the user: the last path component ("/" for the root folder).
+    /*!
+        The name shown to the user: the file name, except for an application's desktop entry,
+        which shows the application's (translated) name. Reads the entry on first request.
+    */
     QString displayName() const;
+    //! The last path component ("/" for the root folder; the kept name for a placeholder).
+    QString fileName() const;
     //! The item's own type identifier ("public.symlink" for a link, "public.folder" for a folder).
     QString uti() const;
     //! The type identifier of what the item resolves to.
     QString resolvedUTI() const;
     //! The localised description of the resolved type ("JPEG image", "folder").
     QString kindString() const;
-    //! The icon-theme icon of the resolved type, with generic fallbacks; null for a placeholder.
+    //! The icon-theme icon of the resolved type, with generic fallbacks (an application's own
+    //! icon for its desktop entry); null for a placeholder.
     QIcon fileIcon() const;
 
     //! True while the item stands for a file that is not available (see Placeholders).

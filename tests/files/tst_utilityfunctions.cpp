@@ -1,3 +1,4 @@
+#include "TQFormatting.h"
 #include "TQUtilityFunctions.h"
 
 #include <QTest>
@@ -9,6 +10,17 @@ class TestUtilityFunctions : public QObject
 private slots:
     void conformsToArray_data();
     void conformsToArray();
+    void degreesAndOrientations_data();
+    void degreesAndOrientations();
+    void turning_data();
+    void turning();
+    void proportionalScale_data();
+    void proportionalScale();
+    void editableTypes();
+    void byteCounts_data();
+    void byteCounts();
+    void dates_data();
+    void dates();
 };
 
 void TestUtilityFunctions::conformsToArray_data()
@@ -24,8 +36,8 @@ void TestUtilityFunctions::conformsToArray_data()
     QTest::newRow("anything against an empty list") << "public.jpeg" << QStringList{} << false;
     QTest::newRow("the empty type against the image types") << "" << imageTypes << false;
     QTest::newRow("a dynamic type against its media class") << "dyn.mime.image.x-xcf" << imageTypes << true;
-    QTest::newRow("repeated entries change nothing") << "public.png"
-        << QStringList{QStringLiteral("public.jpeg"), QStringLiteral("public.jpeg"), QStringLiteral("public.png")} << true;
+    QTest::newRow("a DNG against the editable types") << "com.adobe.raw-image" << TQEditableMetadataImageTypes() << true;
+    QTest::newRow("a WebP against the editable types") << "org.webmproject.webp" << TQEditableMetadataImageTypes() << false;
 }
 
 void TestUtilityFunctions::conformsToArray()
@@ -34,6 +46,139 @@ void TestUtilityFunctions::conformsToArray()
     QFETCH(QStringList, types);
     QFETCH(bool, expected);
     QCOMPARE(TQUTTypeConformsToArray(type, types), expected);
+}
+
+void TestUtilityFunctions::degreesAndOrientations_data()
+{
+    QTest::addColumn<int>("orientation");
+    QTest::addColumn<int>("degrees");
+    QTest::addColumn<int>("degreesGive"); // TQRotationForDegrees(degrees)
+
+    QTest::newRow("upright") << 1 << 0 << 1;
+    QTest::newRow("mirrored counts as no turn") << 2 << 0 << 1;
+    QTest::newRow("upside down") << 3 << 180 << 3;
+    QTest::newRow("mirrored upside down counts as no turn") << 4 << 0 << 1;
+    QTest::newRow("transposed counts as no turn") << 5 << 0 << 1;
+    QTest::newRow("a quarter turn clockwise") << 6 << 270 << 6;
+    QTest::newRow("transversed counts as no turn") << 7 << 0 << 1;
+    QTest::newRow("a quarter turn counter-clockwise") << 8 << 90 << 8;
+    QTest::newRow("zero is no orientation") << 0 << 0 << 1;
+    QTest::newRow("nine is no orientation") << 9 << 0 << 1;
+    QTest::newRow("a negative value is no orientation") << -3 << 0 << 1;
+}
+
+void TestUtilityFunctions::degreesAndOrientations()
+{
+    QFETCH(int, orientation);
+    QFETCH(int, degrees);
+    QFETCH(int, degreesGive);
+    QCOMPARE(TQDegreesForRotation(orientation), degrees);
+    QCOMPARE(TQRotationForDegrees(degrees), degreesGive);
+}
+
+void TestUtilityFunctions::turning_data()
+{
+    QTest::addColumn<int>("orientation");
+    QTest::addColumn<int>("degrees");
+    QTest::addColumn<int>("expected");
+
+    // TQRotationForDegrees alone, through an upright start.
+    QTest::newRow("450 degrees is a quarter turn") << 1 << 450 << 8;
+    QTest::newRow("-90 degrees is three quarters") << 1 << -90 << 6;
+    QTest::newRow("-450 degrees is three quarters") << 1 << -450 << 6;
+    QTest::newRow("720 degrees is upright") << 1 << 720 << 1;
+    QTest::newRow("360 degrees is upright") << 1 << 360 << 1;
+    QTest::newRow("-270 degrees is a quarter turn") << 1 << -270 << 8;
+    QTest::newRow("630 degrees is three quarters") << 1 << 630 << 6;
+    // Turning further.
+    QTest::newRow("6 turned by 90 is upright") << 6 << 90 << 1;
+    QTest::newRow("3 turned by 270 is 8") << 3 << 270 << 8;
+    QTest::newRow("8 turned by 90 is 3") << 8 << 90 << 3;
+    QTest::newRow("a mirrored 2 turned by 90 loses its mirror") << 2 << 90 << 8;
+    QTest::newRow("5 turned by nothing is upright") << 5 << 0 << 1;
+    QTest::newRow("an angle off the right angles is upright") << 6 << 45 << 1;
+    QTest::newRow("a huge angle does not overflow") << 8 << 2147483640 << 1;
+    QTest::newRow("a huge negative right angle") << 1 << -2147483556 << 1;
+}
+
+void TestUtilityFunctions::turning()
+{
+    QFETCH(int, orientation);
+    QFETCH(int, degrees);
+    QFETCH(int, expected);
+    QCOMPARE(TQChangeRotationByDegrees(orientation, degrees), expected);
+}
+
+void TestUtilityFunctions::proportionalScale_data()
+{
+    QTest::addColumn<int>("maxSize");
+    QTest::addColumn<QSizeF>("size");
+    QTest::addColumn<QSizeF>("expected");
+
+    QTest::newRow("landscape") << 100 << QSizeF(400, 300) << QSizeF(100, 75);
+    QTest::newRow("portrait") << 100 << QSizeF(300, 400) << QSizeF(75, 100);
+    QTest::newRow("square") << 64 << QSizeF(10, 10) << QSizeF(64, 64);
+    QTest::newRow("small sizes are scaled up") << 100 << QSizeF(50, 20) << QSizeF(100, 40);
+    QTest::newRow("the short side is rounded down") << 100 << QSizeF(300, 200) << QSizeF(100, 66);
+    QTest::newRow("no width") << 100 << QSizeF(0, 300) << QSizeF(0, 0);
+    QTest::newRow("a negative height") << 100 << QSizeF(300, -1) << QSizeF(0, 0);
+}
+
+void TestUtilityFunctions::proportionalScale()
+{
+    QFETCH(int, maxSize);
+    QFETCH(QSizeF, size);
+    QFETCH(QSizeF, expected);
+    QCOMPARE(TQProportionalScaleToMaxSize(maxSize, size), expected);
+}
+
+void TestUtilityFunctions::editableTypes()
+{
+    const QStringList types = TQEditableMetadataImageTypes();
+    QCOMPARE(types, (QStringList{QStringLiteral("public.jpeg"), QStringLiteral("public.camera-raw-image"),
+                                 QStringLiteral("public.png"), QStringLiteral("public.tiff"),
+                                 QStringLiteral("public.jpeg"), QStringLiteral("public.jpeg")}));
+}
+
+void TestUtilityFunctions::byteCounts_data()
+{
+    QTest::addColumn<qint64>("bytes");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("nothing") << qint64(0) << "Zero KB";
+    QTest::newRow("one byte") << qint64(1) << "1 byte";
+    QTest::newRow("bytes below a kilobyte") << qint64(999) << "999 bytes";
+    QTest::newRow("a kilobyte is a thousand bytes") << qint64(1000) << "1 KB";
+    QTest::newRow("kilobytes are rounded to whole ones") << qint64(1500) << "2 KB";
+    QTest::newRow("just under a megabyte reads as one") << qint64(999999) << "1.0 MB";
+    QTest::newRow("megabytes keep one decimal") << qint64(123456789) << "123.5 MB";
+    QTest::newRow("gigabytes keep two") << qint64(1234567890) << "1.23 GB";
+    QTest::newRow("terabytes") << qint64(5000000000000) << "5.00 TB";
+    QTest::newRow("thousands are grouped") << qint64(999499) << "999 KB";
+}
+
+void TestUtilityFunctions::byteCounts()
+{
+    QFETCH(qint64, bytes);
+    QFETCH(QString, text);
+    QCOMPARE(TQByteCountString(bytes, QLocale(QLocale::English, QLocale::UnitedStates)), text);
+}
+
+void TestUtilityFunctions::dates_data()
+{
+    QTest::addColumn<QLocale>("locale");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("English (United States)") << QLocale(QLocale::English, QLocale::UnitedStates) << "Nov 21, 2026, 5:27 AM";
+    QTest::newRow("German") << QLocale(QLocale::German, QLocale::Germany) << "21. Nov. 2026, 05:27";
+}
+
+void TestUtilityFunctions::dates()
+{
+    QFETCH(QLocale, locale);
+    QFETCH(QString, text);
+    const QDateTime date(QDate(2026, 11, 21), QTime(5, 27, 31), Qt::UTC);
+    QCOMPARE(TQMediumDateShortTimeString(date, locale), text);
+    QCOMPARE(TQMediumDateShortTimeString(QDateTime(), locale), QString());
 }
 
 QTEST_GUILESS_MAIN(TestUtilityFunctions)

@@ -1,6 +1,6 @@
 // tqinfo run as scripts use it, on real files in a fresh folder; arguments split as by QProcess::splitCommand().
 
-#include "UWStandardFile.h"
+#include "TQFile.h"
 
 #include <QDir>
 #include <QImage>
@@ -60,6 +60,8 @@ private slots:
     void exitStatus();
     void table_data();
     void table();
+    void writesOrientations_data();
+    void writesOrientations();
 
 private:
     Run run(const QString &arguments) const;
@@ -99,7 +101,7 @@ void TestTqinfo::jsonLines_data()
     QTest::addColumn<QString>("keyArguments");
     QTest::addColumn<QStringList>("expectedKeys");
 
-    QStringList all = UWStandardFile::keys();
+    QStringList all = TQFile::keys();
     all.removeAll(u"path"_s);
     QTest::newRow("Without --keys every key comes in the library's order") << QString() << all;
     QTest::newRow("Keys come in the order they were asked for")
@@ -242,7 +244,7 @@ void TestTqinfo::table()
     if (!header.isEmpty())
         QCOMPARE(columns, header);
     for (const QString &key : columns.mid(1))
-        QVERIFY(UWStandardFile::keys().contains(key));
+        QVERIFY(TQFile::keys().contains(key));
     QList<qsizetype> starts; // where the header's columns begin; every row must begin them there too
     for (const QRegularExpressionMatch &match : QRegularExpression(uR"((?<= )\S)"_s).globalMatch(heading))
         starts.append(match.capturedStart());
@@ -254,6 +256,43 @@ void TestTqinfo::table()
         for (const qsizetype start : std::as_const(starts))
             QVERIFY2(line.size() > start && line.at(start - 1) == u' ' && line.at(start) != u' ', qPrintable(line));
     }
+}
+
+void TestTqinfo::writesOrientations_data()
+{
+    QTest::addColumn<QString>("arguments"); // run on a fresh copy of photo.jpg named turn.jpg
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<int>("orientation"); // what the copy states afterwards
+    QTest::addColumn<QString>("error");
+
+    QTest::newRow("an orientation is written") << u"--set-orientation 6 turn.jpg"_s << 0 << 6 << QString();
+    QTest::newRow("a turn counts counter-clockwise from the stated orientation") << u"--rotate 90 turn.jpg"_s << 0 << 8 << QString();
+    QTest::newRow("a turn by minus a quarter") << u"--rotate -90 turn.jpg"_s << 0 << 6 << QString();
+    QTest::newRow("a file that is no image fails, the rest is written")
+        << u"--rotate 180 folder turn.jpg"_s << 1 << 3 << u"folder: not a writable JPEG"_s;
+    QTest::newRow("a missing file fails") << u"--set-orientation 3 missing.jpg turn.jpg"_s << 1 << 3 << u"missing.jpg: No such file"_s;
+    QTest::newRow("an angle off the right angles is a usage error") << u"--rotate 45 turn.jpg"_s << 2 << 1 << u"multiple of 90"_s;
+    QTest::newRow("an orientation out of range is a usage error") << u"--set-orientation 9 turn.jpg"_s << 2 << 1 << u"from 1 to 8"_s;
+}
+
+void TestTqinfo::writesOrientations()
+{
+    QFETCH(QString, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(int, orientation);
+    QFETCH(QString, error);
+
+    const QString turn = path(u"turn.jpg"_s);
+    QFile::remove(turn);
+    QVERIFY(QFile::copy(path(u"photo.jpg"_s), turn));
+    QVERIFY(QFile::setPermissions(turn, QFileDevice::ReadOwner | QFileDevice::WriteOwner));
+    const Run result = run(arguments);
+    QCOMPARE(result.exitCode, exitCode);
+    if (!error.isEmpty())
+        QVERIFY2(result.err.contains(error.toUtf8()), result.err.constData());
+    else
+        QCOMPARE(result.err, QByteArray());
+    QCOMPARE(TQFile::newFileForPath(turn)->storedImageOrientation(), orientation);
 }
 
 QTEST_GUILESS_MAIN(TestTqinfo)

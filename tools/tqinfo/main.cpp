@@ -1,5 +1,7 @@
 // tqinfo: what the file browser knows about files, for people (a table) and scripts (JSON).
 
+#include "TQFile.h"
+#include "TQUtilityFunctions.h"
 #include "UWStandardFile.h"
 #include "tqinfo_listing.h"
 #include "tqinfo_output.h"
@@ -54,7 +56,7 @@ void dropMessages(QtMsgType type, const QMessageLogContext &, const QString &mes
 
 QStringList defaultKeys(bool json)
 {
-    QStringList keys = UWStandardFile::keys();
+    QStringList keys = TQFile::keys();
     if (!json) {
         // Only keys the library still answers, so that a renamed key never breaks the table.
         keys.removeIf([](const QString &key) { return !tableKeys.contains(key); });
@@ -66,7 +68,7 @@ QStringList defaultKeys(bool json)
 // The keys --keys names, in its order; an empty error when all of them are known.
 QStringList requestedKeys(const QStringList &values, QString *error)
 {
-    const QStringList known = UWStandardFile::keys();
+    const QStringList known = TQFile::keys();
     QStringList keys;
     for (const QString &value : values) {
         for (const QString &part : value.split(QLatin1Char(','))) {
@@ -94,6 +96,28 @@ QStringList requestedKeys(const QStringList &values, QString *error)
     return keys;
 }
 
+// --set-orientation and --rotate: one line on stderr for each file that was not written.
+int writeOrientations(const QStringList &paths, int value, bool rotate)
+{
+    int status = Success;
+    for (const QString &path : paths) {
+        const TQInfo::Lookup found = TQInfo::lookUp(path);
+        const TQFileRef file = TQFile::fromItem(found.item);
+        if (!file) {
+            reportError(path + QStringLiteral(": ") + found.error);
+            status = Failure;
+            continue;
+        }
+        const int orientation = rotate ? TQChangeRotationByDegrees(file->storedImageOrientation(), value) : value;
+        QString reason;
+        if (!file->setImageOrientation(orientation, &reason)) {
+            reportError(path + QStringLiteral(": ") + reason);
+            status = Failure;
+        }
+    }
+    return status;
+}
+
 QString description()
 {
     return QStringLiteral(
@@ -105,7 +129,7 @@ QString description()
                "Known keys: %2.\n\n"
                "Exit status: 0 when every file was shown, 1 when a path or the folder could not "
                "be read (the rest is still shown), 2 for a usage error.")
-        .arg(tableKeys.join(QStringLiteral(", ")), UWStandardFile::keys().join(QStringLiteral(", ")));
+        .arg(tableKeys.join(QStringLiteral(", ")), TQFile::keys().join(QStringLiteral(", ")));
 }
 
 } // namespace
@@ -133,7 +157,16 @@ int main(int argc, char *argv[])
                                         QStringLiteral("Shows the folder's entries (hidden ones too) "
                                                        "instead of PATH arguments."),
                                         QStringLiteral("DIR"));
-    parser.addOptions({helpOption, jsonOption, keysOption, listOption});
+    const QCommandLineOption setOrientationOption(
+        QStringLiteral("set-orientation"),
+        QStringLiteral("Writes the EXIF orientation N (1-8) into each FILE, changing nothing else."),
+        QStringLiteral("N"));
+    const QCommandLineOption rotateOption(
+        QStringLiteral("rotate"),
+        QStringLiteral("Turns each FILE by DEGREES counter-clockwise (a multiple of 90) by "
+                       "rewriting its EXIF orientation; mirroring is dropped."),
+        QStringLiteral("DEGREES"));
+    parser.addOptions({helpOption, jsonOption, keysOption, listOption, setOrientationOption, rotateOption});
     parser.addPositionalArgument(QStringLiteral("PATH"), QStringLiteral("The files to show."),
                                  QStringLiteral("PATH..."));
 
@@ -143,6 +176,24 @@ int main(int argc, char *argv[])
         parser.showHelp(Success);
     if (parser.isSet(versionOption))
         parser.showVersion();
+
+    if (parser.isSet(setOrientationOption) || parser.isSet(rotateOption)) {
+        if (parser.isSet(setOrientationOption) && parser.isSet(rotateOption))
+            return usageError(QStringLiteral("--set-orientation and --rotate exclude each other"));
+        if (parser.isSet(listOption) || parser.isSet(jsonOption) || parser.isSet(keysOption))
+            return usageError(QStringLiteral("--set-orientation and --rotate take files only"));
+        const bool rotate = parser.isSet(rotateOption);
+        bool ok = false;
+        const int value = (rotate ? parser.value(rotateOption) : parser.value(setOrientationOption)).toInt(&ok);
+        if (!ok || (!rotate && (value < 1 || value > 8)))
+            return usageError(rotate ? QStringLiteral("--rotate needs a number of degrees")
+                                     : QStringLiteral("--set-orientation needs an orientation from 1 to 8"));
+        if (rotate && value % 90 != 0)
+            return usageError(QStringLiteral("--rotate needs a multiple of 90 degrees"));
+        if (parser.positionalArguments().isEmpty())
+            return usageError(QStringLiteral("no file given"));
+        return writeOrientations(parser.positionalArguments(), value, rotate);
+    }
 
     const bool json = parser.isSet(jsonOption);
     QStringList keys = defaultKeys(json);

@@ -1,5 +1,7 @@
 #include "tqinfo_output.h"
 
+#include "UWStandardFile.h"
+
 #include <QDate>
 #include <QDateTime>
 #include <QJsonArray>
@@ -141,6 +143,11 @@ QJsonValue jsonValue(const QVariant &value)
     }
     default:
         break;
+    }
+    // An item (an application, say) is shown by the name people know it by.
+    if (value.metaType() == QMetaType::fromType<UWStandardFileRef>()) {
+        const UWStandardFileRef item = value.value<UWStandardFileRef>();
+        return item ? QJsonValue(item->displayName()) : QJsonValue::Null;
     }
     // Registered enumerations and the like still have a readable name.
     QVariant text = value;

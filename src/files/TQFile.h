@@ -1,0 +1,153 @@
+#pragma once
+
+#include "UWStandardFile.h"
+#include "tqkit_export.h"
+
+#include <QString>
+#include <QVariantMap>
+
+#include <memory>
+
+class TQFile;
+
+//! A file item of the browser, held shared like every item.
+using TQFileRef = std::shared_ptr<TQFile>;
+
+/*!
+    \class TQMarkableItemProtocol
+    \brief Items that carry the host's marks: a map whose keys and values are the host's.
+
+    Reading and replacing the map are atomic (another thread may read or replace it safely);
+    what is inside is the host's business.
+*/
+class TQKIT_EXPORT TQMarkableItemProtocol
+{
+public:
+    virtual ~TQMarkableItemProtocol();
+    virtual QVariantMap marks() const = 0;
+    virtual void setMarks(const QVariantMap &marks) = 0;
+};
+
+/*!
+    \class TQFile
+    \brief The file item of the browser: what a file holds, its size and dates as text, the
+    applications that open it, and (for images) its metadata and orientation.
+
+    Every item of a program that links TQKit is a TQFile: the library installs its factory in
+    the file manager when it loads, so folder listings, archives and links all give TQFile
+    items. Use fromItem() to get at the TQFile side of a UWStandardFileRef.
+
+    Each value is computed on first request and cached; updateForEvent() and
+    placeholderStatusChanged() empty the caches and announce the keys they reset.
+
+    \section Threads
+    No lock, like every item: one thread at a time. marks() and setMarks() alone are atomic.
+
+    \section Log
+    The category "tqkit.files" carries the item's diagnostic lines ("UTI %1 for %2 not an
+    image", "Error getting file size for file %1", "Error rotating image %1"); a host silences
+    it with QLoggingCategory's rules.
+*/
+class TQKIT_EXPORT TQFile : public UWStandardFile, public TQMarkableItemProtocol
+{
+public:
+    //! A new item for \a url (see UWStandardFile::newFileForURL()).
+    static TQFileRef newFileForURL(const QUrl &url);
+    //! A new item for the local path \a path.
+    static TQFileRef newFileForPath(const QString &path);
+    //! The TQFile side of \a item; nullptr when it is not one (a factory other than the
+    //! library's was installed).
+    static TQFileRef fromItem(const UWStandardFileRef &item);
+
+    ~TQFile() override;
+
+    //! True when the resolved type is an image type ("public.image" or EPS). Logs the line
+    //! "UTI %1 for %2 not an image" for every answer no, folders included. Cached.
+    bool isImage() const;
+    //! True when the resolved type is audio. Cached.
+    bool isMusic() const;
+    //! True when the resolved type is text. Cached.
+    bool isText() const;
+    //! True when the item's own type (not the resolved one) is audiovisual: audio files are
+    //! movies too. Cached.
+    bool isMovie() const;
+    //! Not for plain folders; images; else content or composite content. Not cached.
+    bool isPreviewable() const;
+    //! Not for plain folders; else image, movie, music or text, asked in that order.
+    bool isMedia() const;
+
+    /*!
+        The size in bytes (the entry's own size; 0 for plain folders and placeholders). A file
+        that cannot be read logs "Error getting file size for file %1" and counts as 0.
+    */
+    qint64 fileSize() const;
+    //! The size as people read it, in decimal units ("123.5 MB"); empty for plain folders.
+    QString fileSizeString() const;
+
+    //! The dates as text, the locale's medium date and short time ("Nov 21, 2026, 5:27 AM"),
+    //! in local time; empty for placeholders and missing dates.
+    QString modificationDateString() const;
+    QString creationDateString() const;
+    QString dateAddedString() const;
+    /*!
+        Fills its own cache with the access date's text but answers the creation-date text as
+        cached at that moment: nothing until creationDateString() has been asked for. Hosts
+        rely on this answer, so it stays so.
+    */
+    QString accessDateString() const;
+
+    /*!
+        The application that opens the file by default, as a new item for its desktop entry
+        (showing the entry's name and icon); nullptr for placeholders and when none is set.
+        Not cached: asks the desktop's associations each time.
+    */
+    TQFileRef preferredApplication() const;
+    //! The editor; the desktop has no editor role, so the same rule as preferredApplication().
+    TQFileRef editorApplication() const;
+
+    //! True when the item is writable and of a type whose metadata the library may rewrite.
+    //! Cached.
+    bool hasEditableImageMetadata() const;
+    /*!
+        Writes \a orientation (1..8) into the image file, losslessly and atomically, and tells
+        the file manager that the folder changed. False when the item's metadata is not
+        editable or the write failed (the file is then untouched). Blocks for the file's I/O.
+        The item's own caches are emptied by the event that follows, not here.
+    */
+    bool setImageOrientation(int orientation);
+    //! The same, with the reason in \a reason when the answer is false.
+    bool setImageOrientation(int orientation, QString *reason);
+    /*!
+        The orientation the image file states now (1 to 8; 1 when it states none), read from
+        the file on every call; 0 when it cannot be read. For writing a turn; the cached image
+        metadata answers for display.
+    */
+    int storedImageOrientation() const;
+
+    //! The process-wide list of image types: "public.image" and EPS.
+    static QStringList imageTypes();
+    //! The process-wide list of movie types: every audiovisual type.
+    static QStringList movieTypes();
+
+    //! Unused by the library; -1 until a host sets it.
+    int imageOrientation() const;
+    void setImageOrientationValue(int orientation);
+
+    QVariantMap marks() const override;
+    void setMarks(const QVariantMap &marks) override;
+
+    QVariant valueForKey(QStringView key) const override;
+    static QStringList keys();
+
+    void updateForEvent(const UWFileEvent &event) override;
+    void placeholderStatusChanged() override;
+
+protected:
+    TQFile();
+    bool initWithURL(const QUrl &url, const QByteArray &pathRep, const UWStatInfo *statInfo) override;
+
+private:
+    friend struct TQFileFactory;
+    struct Private;
+    std::unique_ptr<Private> const d;
+};

@@ -1,0 +1,58 @@
+#include "TQFormatting.h"
+
+#include <QCoreApplication>
+#include <QRegularExpression>
+
+#include <array>
+#include <cmath>
+
+QString TQByteCountString(qint64 bytes, const QLocale &locale)
+{
+    if (bytes == 0)
+        return QCoreApplication::translate("Quillbox", "Zero KB");
+    const qint64 magnitude = bytes < 0 ? -bytes : bytes;
+    if (magnitude < 1000) {
+        return bytes == 1 ? QCoreApplication::translate("Quillbox", "1 byte")
+                          : QCoreApplication::translate("Quillbox", "%1 bytes").arg(locale.toString(bytes));
+    }
+    struct Unit
+    {
+        const char *format;
+        int decimals;
+    };
+    static constexpr std::array<Unit, 6> units = {{
+        {QT_TRANSLATE_NOOP("Quillbox", "%1 KB"), 0},
+        {QT_TRANSLATE_NOOP("Quillbox", "%1 MB"), 1},
+        {QT_TRANSLATE_NOOP("Quillbox", "%1 GB"), 2},
+        {QT_TRANSLATE_NOOP("Quillbox", "%1 TB"), 2},
+        {QT_TRANSLATE_NOOP("Quillbox", "%1 PB"), 2},
+        {QT_TRANSLATE_NOOP("Quillbox", "%1 EB"), 2},
+    }};
+    double value = double(bytes) / 1000.0;
+    size_t unit = 0;
+    // Move up a unit once the rounded value would read 1000 or more ("1,000 KB" reads as 1 MB).
+    while (unit + 1 < units.size()) {
+        const double scale = std::pow(10.0, units[unit].decimals);
+        if (std::round(std::abs(value) * scale) / scale < 1000.0)
+            break;
+        value /= 1000.0;
+        ++unit;
+    }
+    return QCoreApplication::translate("Quillbox", units[unit].format)
+        .arg(locale.toString(value, 'f', units[unit].decimals));
+}
+
+QString TQMediumDateShortTimeString(const QDateTime &date, const QLocale &locale)
+{
+    if (!date.isValid())
+        return {};
+    // Qt knows short and long formats; the medium one is the long one with abbreviated
+    // month names and no weekday, which is how the locales' medium forms read.
+    QString dateFormat = locale.dateFormat(QLocale::LongFormat);
+    static const QRegularExpression weekday(QStringLiteral("d{4}[,.]?\\s*"));
+    dateFormat.remove(weekday);
+    dateFormat.replace(QStringLiteral("MMMM"), QStringLiteral("MMM"));
+    const QDateTime local = date.toLocalTime();
+    return locale.toString(local.date(), dateFormat.trimmed()) + QStringLiteral(", ")
+        + locale.toString(local.time(), QLocale::ShortFormat);
+}

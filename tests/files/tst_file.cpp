@@ -1,0 +1,305 @@
+#include "TQFile.h"
+#include "TQSampleData.h"
+#include "UWFileManager.h"
+
+#include <QDir>
+#include <QLoggingCategory>
+#include <QProcess>
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sys/stat.h>
+
+namespace {
+
+class Announcements : public UWFileObserver
+{
+public:
+    QStringList log;
+    void fileWillChangeValueForKey(UWStandardFile *, QStringView key) override { log.append(QStringLiteral("will ") + key.toString()); }
+    void fileDidChangeValueForKey(UWStandardFile *, QStringView key) override { log.append(QStringLiteral("did ") + key.toString()); }
+};
+
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
+
+class TestFile : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void everyItemIsAFileOfTheBrowser();
+    void kinds_data();
+    void kinds();
+    void folderIsNoImageAndSaysSo();
+    void placeholdersHaveNothing();
+    void sizes_data();
+    void sizes();
+    void dateTexts();
+    void accessDateTextAnswersTheCreationDate();
+    void eventsResetAndAnnounce();
+    void marksAreTheHosts();
+    void editableMetadata_data();
+    void editableMetadata();
+    void rotationWritesTheFile();
+
+private:
+    QTemporaryDir m_dir;
+    QString sample(const char *relative) const { return m_dir.filePath(QString::fromUtf8(relative)); }
+};
+
+void TestFile::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    QVERIFY(!TQSampleData::writeSamples(m_dir.path()).isEmpty());
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+    // The "not an image" lines are wanted in a host's log, not in this test's output.
+    QLoggingCategory::setFilterRules(QStringLiteral("tqkit.files.info=false"));
+}
+
+void TestFile::everyItemIsAFileOfTheBrowser()
+{
+    // Made through the storage layer's own operations, not TQFile's.
+    QVERIFY(TQFile::fromItem(UWStandardFile::newFileForPath(sample("images/orientation-1.jpg"))));
+    QVERIFY(TQFile::fromItem(UWStandardFile::newFileForPath(sample("links/link-to-photo.jpg"))->resolvedFileItem()));
+    QVERIFY(TQFile::fromItem(UWStandardFile::newFileForPath(sample("images"))->parentItem()));
+}
+
+void TestFile::kinds_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<bool>("image");
+    QTest::addColumn<bool>("music");
+    QTest::addColumn<bool>("text");
+    QTest::addColumn<bool>("movie");
+    QTest::addColumn<bool>("media");
+    QTest::addColumn<bool>("previewable");
+
+    QTest::newRow("a JPEG") << "images/orientation-3.jpg" << true << false << false << false << true << true;
+    QTest::newRow("a PNG") << "images/photo.png" << true << false << false << false << true << true;
+    QTest::newRow("a TIFF") << "images/photo.tiff" << true << false << false << false << true << true;
+    QTest::newRow("a WebP") << "images/photo.webp" << true << false << false << false << true << true;
+    QTest::newRow("a PNG named like a JPEG") << "lying/photo.jpg" << true << false << false << false << true << true;
+    QTest::newRow("text named like a JPEG is text") << "lying/image.jpg" << false << false << true << false << true << true;
+    QTest::newRow("a text file is media and previewable") << "text/notes.txt" << false << false << true << false << true << true;
+    QTest::newRow("source code is text") << "text/main.cpp" << false << false << true << false << true << true;
+    QTest::newRow("an MP3 is music and, being audiovisual, a movie") << "media/song.mp3" << false << true << false << true << true << true;
+    QTest::newRow("a FLAC is music") << "media/track.flac" << false << true << false << true << true << true;
+    QTest::newRow("an MP4 is a movie") << "media/clip.mp4" << false << false << false << true << true << true;
+    QTest::newRow("a Matroska film is a movie") << "media/movie.mkv" << false << false << false << true << true << true;
+    QTest::newRow("a folder is nothing") << "images" << false << false << false << false << false << false;
+    QTest::newRow("an empty file is data only") << "empty.dat" << false << false << false << false << false << false;
+    // Kinds look through links, except "movie", which asks the link's own type.
+    QTest::newRow("a link to a JPEG is an image") << "links/link-to-photo.jpg" << true << false << false << false << true << true;
+    QTest::newRow("a dangling link is nothing") << "links/dangling.jpg" << false << false << false << false << false << false;
+}
+
+void TestFile::kinds()
+{
+    QFETCH(QString, file);
+    QFETCH(bool, image);
+    QFETCH(bool, music);
+    QFETCH(bool, text);
+    QFETCH(bool, movie);
+    QFETCH(bool, media);
+    QFETCH(bool, previewable);
+
+    const TQFileRef item = TQFile::newFileForPath(m_dir.filePath(file));
+    QVERIFY(item);
+    QCOMPARE(item->isImage(), image);
+    QCOMPARE(item->isMusic(), music);
+    QCOMPARE(item->isText(), text);
+    QCOMPARE(item->isMovie(), movie);
+    QCOMPARE(item->isMedia(), media);
+    QCOMPARE(item->isPreviewable(), previewable);
+    QCOMPARE(item->valueForKey(u"isImage"), QVariant(image));
+}
+
+void TestFile::folderIsNoImageAndSaysSo()
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("tqkit.files.info=true"));
+    const TQFileRef folder = TQFile::newFileForPath(sample("images"));
+    QTest::ignoreMessage(QtInfoMsg, "UTI public.folder for images not an image");
+    QVERIFY(!folder->isImage());
+    // Cached: the line is written once per evaluation, not per question.
+    QVERIFY(!folder->isImage());
+    QLoggingCategory::setFilterRules(QStringLiteral("tqkit.files.info=false"));
+}
+
+void TestFile::placeholdersHaveNothing()
+{
+    const QList<UWStandardFileRef> items = UWStandardFile::arrayOfFilesForPaths({sample("not-yet.jpg")}, true);
+    QCOMPARE(items.size(), 1);
+    const TQFileRef placeholder = TQFile::fromItem(items.first());
+    QVERIFY(placeholder && placeholder->isPlaceholder());
+    QVERIFY(!placeholder->isImage() && !placeholder->isMusic() && !placeholder->isText() && !placeholder->isMovie());
+    QCOMPARE(placeholder->fileSize(), 0);
+    QCOMPARE(placeholder->fileSizeString(), QString());
+    QCOMPARE(placeholder->modificationDateString(), QString());
+    QCOMPARE(placeholder->creationDateString(), QString());
+    QVERIFY(!placeholder->preferredApplication());
+    QVERIFY(!placeholder->editorApplication());
+    QVERIFY(!placeholder->hasEditableImageMetadata());
+}
+
+void TestFile::sizes_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<qint64>("size");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("an empty file") << "empty.dat" << qint64(0) << "Zero KB";
+    QTest::newRow("a plain folder has no size") << "images" << qint64(0) << "";
+    QTest::newRow("a link has its own size") << "links/link-to-text" << qint64(7) << "7 bytes";
+    QTest::newRow("a file gone since the item was made") << "gone" << qint64(0) << "Zero KB";
+}
+
+void TestFile::sizes()
+{
+    QFETCH(QString, file);
+    QFETCH(qint64, size);
+    QFETCH(QString, text);
+
+    const QString path = m_dir.filePath(file);
+    if (file == u"gone") {
+        QFile created(path);
+        QVERIFY(created.open(QIODevice::WriteOnly));
+        created.close();
+    }
+    const TQFileRef item = TQFile::newFileForPath(path);
+    if (file == u"gone") {
+        QVERIFY(QFile::remove(path));
+        item->updateForEvent({UWFileEvent::Removed, {}});
+        QLoggingCategory::setFilterRules(QStringLiteral("tqkit.files.info=true"));
+        QTest::ignoreMessage(QtInfoMsg, qPrintable(QStringLiteral("Error getting file size for file ") + path));
+    }
+    QCOMPARE(item->fileSizeString(), text); // asks the size first
+    QCOMPARE(item->fileSize(), size);
+    QLoggingCategory::setFilterRules(QStringLiteral("tqkit.files.info=false"));
+
+    const TQFileRef real = TQFile::newFileForPath(sample("images/photo.png"));
+    QCOMPARE(real->fileSize(), QFileInfo(sample("images/photo.png")).size());
+}
+
+void TestFile::dateTexts()
+{
+    const QString path = sample("text/notes.txt");
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.setFileTime(QDateTime(QDate(2026, 11, 21), QTime(5, 27), Qt::UTC), QFileDevice::FileModificationTime));
+    file.close();
+    const TQFileRef item = TQFile::newFileForPath(path);
+    QCOMPARE(item->modificationDateString(), QStringLiteral("Nov 21, 2026, 5:27 AM"));
+    QCOMPARE(item->valueForKey(u"modificationDateString"), QVariant(QStringLiteral("Nov 21, 2026, 5:27 AM")));
+    QVERIFY(!item->creationDateString().isEmpty());
+    QVERIFY(!item->dateAddedString().isEmpty());
+}
+
+void TestFile::accessDateTextAnswersTheCreationDate()
+{
+    const TQFileRef item = TQFile::newFileForPath(sample("text/README.md"));
+    QCOMPARE(item->accessDateString(), QString());
+    const QString created = item->creationDateString();
+    QVERIFY(!created.isEmpty());
+    QCOMPARE(item->accessDateString(), created);
+}
+
+void TestFile::eventsResetAndAnnounce()
+{
+    const TQFileRef item = TQFile::newFileForPath(sample("images/orientation-2.jpg"));
+    QVERIFY(item->isImage());
+    item->creationDateString();
+    item->fileSize();
+    Announcements announcements;
+    item->addObserver(&announcements);
+
+    item->updateForEvent({UWFileEvent::ContentChanged, {}});
+    const QStringList expectedStart{
+        QStringLiteral("will modificationDateString"), QStringLiteral("did modificationDateString"),
+        QStringLiteral("will creationDateString"), QStringLiteral("did creationDateString"),
+        QStringLiteral("will fileSizeString"), QStringLiteral("will fileSize"),
+        QStringLiteral("did fileSize"), QStringLiteral("did fileSizeString"),
+        QStringLiteral("will isImage"), QStringLiteral("did isImage"),
+    };
+    QCOMPARE(announcements.log.mid(0, expectedStart.size()), expectedStart);
+
+    // A rename announces only the date text among the item's own caches.
+    announcements.log.clear();
+    item->isImage();
+    item->updateForEvent({UWFileEvent::Renamed, sample("images/orientation-2.jpg")});
+    QCOMPARE(announcements.log.mid(0, 2), (QStringList{QStringLiteral("will modificationDateString"),
+                                                         QStringLiteral("did modificationDateString")}));
+    QVERIFY(!announcements.log.contains(QStringLiteral("will isImage")));
+    item->removeObserver(&announcements);
+}
+
+void TestFile::marksAreTheHosts()
+{
+    const TQFileRef item = TQFile::newFileForPath(sample("text/notes.txt"));
+    QVERIFY(item->marks().isEmpty());
+    item->setMarks({{QStringLiteral("starred"), true}});
+    QCOMPARE(item->marks().value(QStringLiteral("starred")), QVariant(true));
+    item->updateForEvent({UWFileEvent::ContentChanged, {}});
+    QCOMPARE(item->marks().size(), 1); // never reset
+}
+
+void TestFile::editableMetadata_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<bool>("editable");
+
+    QTest::newRow("a writable JPEG") << "images/orientation-1.jpg" << 0644 << true;
+    QTest::newRow("a writable PNG") << "images/photo.png" << 0644 << true;
+    QTest::newRow("a writable TIFF") << "images/photo.tiff" << 0644 << true;
+    QTest::newRow("a WebP is not editable") << "images/photo.webp" << 0644 << false;
+    QTest::newRow("a read-only JPEG") << "images/orientation-4.jpg" << 0444 << false;
+    QTest::newRow("a link is not an editable type itself") << "links/link-to-photo.jpg" << 0 << false;
+    QTest::newRow("text is not an image") << "text/notes.txt" << 0644 << false;
+}
+
+void TestFile::editableMetadata()
+{
+    QFETCH(QString, file);
+    QFETCH(int, mode);
+    QFETCH(bool, editable);
+    const QString path = m_dir.filePath(file);
+    if (mode)
+        QVERIFY(::chmod(QFile::encodeName(path).constData(), mode_t(mode)) == 0);
+    const TQFileRef item = TQFile::newFileForPath(path);
+    QCOMPARE(item->hasEditableImageMetadata(), editable);
+    if (!editable && item->isImage()) {
+        const QByteArray before = contents(path);
+        QVERIFY(!item->setImageOrientation(6));
+        QCOMPARE(contents(path), before);
+    }
+}
+
+void TestFile::rotationWritesTheFile()
+{
+    const QString path = sample("images/orientation-3.jpg");
+    const auto subscription = UWFileManager::sharedFileManager()->subscriptionForFile(TQFile::newFileForPath(sample("images")));
+    subscription->loadImmediately();
+    QSignalSpy listingChanged(subscription.get(), &UWFileSubscription::filesChanged);
+
+    const TQFileRef item = TQFile::newFileForPath(path);
+    QVERIFY(item->setImageOrientation(8));
+    // The folder was told at once, without waiting for the kernel's events.
+    QVERIFY(listingChanged.count() >= 1);
+    QProcess exiftool;
+    exiftool.start(QStringLiteral("exiftool"), {QStringLiteral("-s3"), QStringLiteral("-n"), QStringLiteral("-Orientation"), path});
+    if (!exiftool.waitForFinished() || exiftool.exitCode() != 0)
+        QSKIP("exiftool is not installed");
+    QCOMPARE(exiftool.readAllStandardOutput().trimmed(), QByteArray("8"));
+}
+
+QTEST_MAIN(TestFile)
+#include "tst_file.moc"
