@@ -40,7 +40,7 @@ static void installFileFactory()
 }
 Q_CONSTRUCTOR_FUNCTION(installFileFactory)
 
-struct TQFile::Private
+struct TQFile::Caches
 {
     QString modificationDateString;
     QString creationDateString;
@@ -63,7 +63,7 @@ struct TQFile::Private
 TQMarkableItemProtocol::~TQMarkableItemProtocol() = default;
 
 TQFile::TQFile()
-    : d(std::make_unique<Private>())
+    : d(std::make_unique<Caches>())
 {
 }
 
@@ -359,6 +359,34 @@ void resetKind(TQFile &file, quint8 &cache, QStringView key)
 
 } // namespace
 
+namespace {
+
+// What a change of the file's content or attributes, or of its placeholder state, makes
+// stale, each reset between its own announcements in this order. The trash state is reset
+// only on file-system events, not when the placeholder state changes.
+void resetDerivedValues(TQFile &file, TQFile::Caches &caches, bool includingTrash)
+{
+    resetText(file, caches.creationDateString, u"creationDateString");
+    resetText(file, caches.dateAddedString, u"dateAddedString");
+    resetText(file, caches.accessDateString, u"accessDateString");
+    if (caches.fileSize) {
+        file.willChangeValueForKey(u"fileSizeString");
+        file.willChangeValueForKey(u"fileSize");
+        caches.fileSize.reset();
+        caches.fileSizeString.reset();
+        file.didChangeValueForKey(u"fileSize");
+        file.didChangeValueForKey(u"fileSizeString");
+    }
+    resetKind(file, caches.isImage, u"isImage");
+    resetKind(file, caches.isMusic, u"isMusic");
+    resetKind(file, caches.isText, u"isText");
+    resetKind(file, caches.isMovie, u"isMovie");
+    if (includingTrash)
+        resetKind(file, caches.isInTrash, u"isInTrash");
+}
+
+} // namespace
+
 void TQFile::updateForEvent(const UWFileEvent &event)
 {
     willChangeValueForKey(u"modificationDateString");
@@ -366,45 +394,15 @@ void TQFile::updateForEvent(const UWFileEvent &event)
     didChangeValueForKey(u"modificationDateString");
 
     if (event.type == UWFileEvent::ContentChanged || event.type == UWFileEvent::AttributesChanged
-        || event.type == UWFileEvent::CreatedOrReplaced) {
-        resetText(*this, d->creationDateString, u"creationDateString");
-        resetText(*this, d->dateAddedString, u"dateAddedString");
-        resetText(*this, d->accessDateString, u"accessDateString");
-        if (d->fileSize) {
-            willChangeValueForKey(u"fileSizeString");
-            willChangeValueForKey(u"fileSize");
-            d->fileSize.reset();
-            d->fileSizeString.reset();
-            didChangeValueForKey(u"fileSize");
-            didChangeValueForKey(u"fileSizeString");
-        }
-        resetKind(*this, d->isImage, u"isImage");
-        resetKind(*this, d->isMusic, u"isMusic");
-        resetKind(*this, d->isText, u"isText");
-        resetKind(*this, d->isMovie, u"isMovie");
-        resetKind(*this, d->isInTrash, u"isInTrash");
-    }
+        || event.type == UWFileEvent::CreatedOrReplaced)
+        resetDerivedValues(*this, *d, true);
     UWStandardFile::updateForEvent(event);
 }
 
 void TQFile::placeholderStatusChanged()
 {
     UWStandardFile::placeholderStatusChanged();
-    resetText(*this, d->creationDateString, u"creationDateString");
-    resetText(*this, d->dateAddedString, u"dateAddedString");
-    resetText(*this, d->accessDateString, u"accessDateString");
-    if (d->fileSize) {
-        willChangeValueForKey(u"fileSizeString");
-        willChangeValueForKey(u"fileSize");
-        d->fileSize.reset();
-        d->fileSizeString.reset();
-        didChangeValueForKey(u"fileSize");
-        didChangeValueForKey(u"fileSizeString");
-    }
-    resetKind(*this, d->isImage, u"isImage");
-    resetKind(*this, d->isMusic, u"isMusic");
-    resetKind(*this, d->isText, u"isText");
-    resetKind(*this, d->isMovie, u"isMovie");
+    resetDerivedValues(*this, *d, false);
 }
 
 // ---- Keys ----------------------------------------------------------------------------------

@@ -142,12 +142,14 @@ public:
     void updateForEvent(const UWFileEvent &event) override;
     void placeholderStatusChanged() override;
 
+    //! The item's caches; their layout is private to the library.
+    struct Caches;
+
 protected:
     TQFile();
     bool initWithURL(const QUrl &url, const QByteArray &pathRep, const UWStatInfo *statInfo) override;
 
 private:
     friend struct TQFileFactory;
-    struct Private;
-    std::unique_ptr<Private> const d;
+    std::unique_ptr<Caches> const d;
 };
