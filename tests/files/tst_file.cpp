@@ -50,6 +50,7 @@ private slots:
     void editableMetadata_data();
     void editableMetadata();
     void rotationWritesTheFile();
+    void rotationOfAVanishedFileWritesNothing();
 
 private:
     QTemporaryDir m_dir;
@@ -299,6 +300,20 @@ void TestFile::rotationWritesTheFile()
     if (!exiftool.waitForFinished() || exiftool.exitCode() != 0)
         QSKIP("exiftool is not installed");
     QCOMPARE(exiftool.readAllStandardOutput().trimmed(), QByteArray("8"));
+}
+
+void TestFile::rotationOfAVanishedFileWritesNothing()
+{
+    const QString path = sample("images/orientation-5.jpg");
+    const TQFileRef item = TQFile::newFileForPath(path);
+    QVERIFY(item->hasEditableImageMetadata()); // checked, and cached, while the file was there
+    QVERIFY(QFile::remove(path));
+    QString reason;
+    QVERIFY(!item->setImageOrientation(1, &reason));
+    QVERIFY(!reason.isEmpty());
+    QVERIFY(!QFileInfo::exists(path));
+    // Nothing was left behind in the folder either.
+    QVERIFY(QDir(sample("images")).entryList(QDir::Hidden | QDir::Files).filter(QStringLiteral("orientation-5")).isEmpty());
 }
 
 QTEST_MAIN(TestFile)
