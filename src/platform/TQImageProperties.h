@@ -1,0 +1,37 @@
+#pragma once
+
+#include "tqkit_export.h"
+
+#include <QString>
+#include <QVariantMap>
+
+/*!
+    \namespace TQImageProperties
+    \brief The properties of a picture file, keyed the way ImageIO keys its property dictionary.
+
+    Top-level keys: "PixelWidth", "PixelHeight" (the stored size), "Orientation" (1 to 8, only
+    when the file states one), "Depth", "ColorModel" ("RGB", "Gray", "CMYK", "Lab"), "HasAlpha",
+    "ProfileName" (the embedded ICC profile's description), "DPIWidth", "DPIHeight". Groups, as
+    nested maps and only when the file has them: "{Exif}", "{TIFF}", "{GPS}", "{IPTC}", and the
+    format's own "{JFIF}", "{PNG}" or "{GIF}". Numbers are numbers, rationals are doubles,
+    texts are trimmed.
+
+    Formats: JPEG, PNG, TIFF, WebP, GIF, BMP, HEIF/HEIC/AVIF (through libheif) and the camera
+    RAW formats exiv2 reads (DNG, CR2, NEF, ARW, ORF, RW2, PEF, RAF, …).
+*/
+namespace TQImageProperties {
+
+/*!
+    The properties of image 0 of the file at \a path (links followed); an empty map when the
+    file is not a readable image, a partial one when only its header could be read.
+    \a typeHint, a type identifier such as "public.jpeg" (may be empty), lets the reader try
+    that format first; a wrong hint costs nothing but the check.
+
+    \b Threading: reentrant; call it from any thread, for any files at once.
+    \b Ownership: the map is the caller's; nothing is cached.
+    \b Cost: blocking I/O of the headers and metadata blocks only (typically a few KiB); pixels
+    are never decoded. Problems are logged at debug level in "tqkit.platform".
+*/
+TQKIT_EXPORT QVariantMap propertiesOfFile(const QString &path, const QString &typeHint = QString());
+
+} // namespace TQImageProperties
