@@ -3,6 +3,8 @@
 #include "TQApplications.h"
 #include "TQFilesLogging.h"
 #include "TQFormatting.h"
+#include "TQImageMetadata.h"
+#include "TQImageProperties.h"
 #include "TQImageOrientationWriter.h"
 #include "TQTypeRegistry.h"
 #include "TQUtilityFunctions.h"
@@ -55,6 +57,26 @@ struct TQFile::Caches
     quint8 isInTrash = unknown;
     int imageOrientation = -1;
     quint8 imageMetadataEditable = unknown;
+
+    // Image metadata: kept out of line, made on the first request, so that a listing of
+    // thousands of non-images does not pay for it.
+    struct Image
+    {
+        std::optional<QVariantMap> properties;
+        std::optional<int> orientation;
+        std::optional<TQImageDimensions> dimensions;
+        std::optional<TQImageValue> focalLength, iso, exposureTime, fNumber;
+        std::optional<QDateTime> exifDate;
+        QString exifDateString;
+        std::optional<QString> imageDepthString, iccProfileString, resolutionString, cameraModelString;
+    };
+    std::unique_ptr<Image> image;
+    Image &ensureImage()
+    {
+        if (!image)
+            image = std::make_unique<Image>();
+        return *image;
+    }
 
     mutable QMutex marksLock;
     QVariantMap marks; // guarded by marksLock
@@ -320,6 +342,164 @@ void TQFile::setImageOrientationValue(int orientation)
     d->imageOrientation = orientation;
 }
 
+// ---- Image metadata ------------------------------------------------------------------------
+
+bool TQFile::findAllImageInfo() const
+{
+    Caches::Image &image = d->ensureImage();
+    if (image.properties)
+        return true;
+    if (!isPlaceholder() && isImage()) {
+        const QVariantMap properties = TQImageProperties::propertiesOfFile(resolvedURL().toLocalFile(), resolvedUTI());
+        // A file that opened but gave nothing is asked again next time.
+        if (!properties.isEmpty()) {
+            image.properties = properties;
+            return true;
+        }
+        return false;
+    }
+    image.properties = QVariantMap();
+    return false;
+}
+
+QVariantMap TQFile::imageProperties() const
+{
+    findAllImageInfo();
+    return d->ensureImage().properties.value_or(QVariantMap());
+}
+
+int TQFile::orientation() const
+{
+    Caches::Image &image = d->ensureImage();
+    if (!image.orientation)
+        image.orientation = TQImageMetadata::orientation(imageProperties());
+    return *image.orientation;
+}
+
+namespace {
+
+template<typename T, typename Fill>
+const T &filled(std::optional<T> &cache, Fill fill)
+{
+    if (!cache)
+        cache = fill();
+    return *cache;
+}
+
+} // namespace
+
+double TQFile::megapixels() const
+{
+    return filled(d->ensureImage().dimensions, [this] {
+               return TQImageMetadata::dimensions(imageProperties(), orientation());
+           }).megapixels;
+}
+
+QSizeF TQFile::trueDimensions() const { megapixels(); return d->image->dimensions->trueDimensions; }
+QSizeF TQFile::dimensions() const { megapixels(); return d->image->dimensions->dimensions; }
+double TQFile::dimensionsWidth() const { megapixels(); return d->image->dimensions->dimensions.width(); }
+double TQFile::dimensionsHeight() const { megapixels(); return d->image->dimensions->dimensions.height(); }
+QString TQFile::dimensionsString() const { megapixels(); return d->image->dimensions->dimensionsString; }
+QString TQFile::megapixelString() const { megapixels(); return d->image->dimensions->megapixelString; }
+uint TQFile::generalOrientation() const { megapixels(); return d->image->dimensions->generalOrientation; }
+QString TQFile::generalOrientationString() const { megapixels(); return d->image->dimensions->generalOrientationString; }
+
+double TQFile::focalLength() const
+{
+    return filled(d->ensureImage().focalLength, [this] { return TQImageMetadata::focalLength(imageProperties()); }).value;
+}
+
+QString TQFile::focalLengthString() const
+{
+    focalLength();
+    return d->image->focalLength->text;
+}
+
+double TQFile::ISO() const
+{
+    return filled(d->ensureImage().iso, [this] { return TQImageMetadata::iso(imageProperties()); }).value;
+}
+
+QString TQFile::ISOString() const
+{
+    ISO();
+    return d->image->iso->text;
+}
+
+double TQFile::exposureTime() const
+{
+    return filled(d->ensureImage().exposureTime, [this] { return TQImageMetadata::exposureTime(imageProperties()); }).value;
+}
+
+QString TQFile::exposureTimeString() const
+{
+    exposureTime();
+    return d->image->exposureTime->text;
+}
+
+double TQFile::fNumber() const
+{
+    return filled(d->ensureImage().fNumber, [this] { return TQImageMetadata::fNumber(imageProperties()); }).value;
+}
+
+QString TQFile::fNumberString() const
+{
+    fNumber();
+    return d->image->fNumber->text;
+}
+
+QDateTime TQFile::EXIFDate() const
+{
+    Caches::Image &image = d->ensureImage();
+    if (!image.exifDate)
+        image.exifDate = TQImageMetadata::exifDate(imageProperties(), &image.exifDateString);
+    return *image.exifDate;
+}
+
+QString TQFile::EXIFDateString() const
+{
+    EXIFDate();
+    return d->image->exifDateString;
+}
+
+QString TQFile::imageDepthString() const
+{
+    return filled(d->ensureImage().imageDepthString, [this] { return TQImageMetadata::imageDepthString(imageProperties()); });
+}
+
+QString TQFile::ICCProfileString() const
+{
+    return filled(d->ensureImage().iccProfileString, [this] { return TQImageMetadata::iccProfileString(imageProperties()); });
+}
+
+QString TQFile::resolutionString() const
+{
+    return filled(d->ensureImage().resolutionString, [this] { return TQImageMetadata::resolutionString(imageProperties()); });
+}
+
+QString TQFile::cameraModelString() const
+{
+    return filled(d->ensureImage().cameraModelString, [this] { return TQImageMetadata::cameraModelString(imageProperties()); });
+}
+
+void TQFile::_resetImageProperties()
+{
+    d->imageMetadataEditable = unknown;
+    // The order hosts observe; "dimensionsHeight" is emptied without an announcement of its own.
+    static constexpr std::array<QStringView, 24> keys = {
+        u"imageProperties", u"orientation", u"EXIFDateString", u"dimensionsWidth", u"megapixels",
+        u"ISO", u"exposureTime", u"fNumber", u"generalOrientation", u"focalLength",
+        u"trueDimensions", u"dimensions", u"dimensionsString", u"megapixelString",
+        u"imageDepthString", u"ICCProfileString", u"ISOString", u"exposureTimeString",
+        u"fNumberString", u"resolutionString", u"generalOrientationString", u"focalLengthString",
+        u"cameraModelString", u"EXIFDate"};
+    for (QStringView key : keys)
+        willChangeValueForKey(key);
+    d->image.reset();
+    for (auto key = keys.rbegin(); key != keys.rend(); ++key)
+        didChangeValueForKey(*key);
+}
+
 // ---- Marks ---------------------------------------------------------------------------------
 
 QVariantMap TQFile::marks() const
@@ -394,14 +574,17 @@ void TQFile::updateForEvent(const UWFileEvent &event)
     didChangeValueForKey(u"modificationDateString");
 
     if (event.type == UWFileEvent::ContentChanged || event.type == UWFileEvent::AttributesChanged
-        || event.type == UWFileEvent::CreatedOrReplaced)
+        || event.type == UWFileEvent::CreatedOrReplaced) {
+        _resetImageProperties();
         resetDerivedValues(*this, *d, true);
+    }
     UWStandardFile::updateForEvent(event);
 }
 
 void TQFile::placeholderStatusChanged()
 {
     UWStandardFile::placeholderStatusChanged();
+    _resetImageProperties();
     resetDerivedValues(*this, *d, false);
 }
 
@@ -437,6 +620,31 @@ const std::array fileKeyGetters = {
     KeyGetter{u"preferredApplication", [](const TQFile &f) { return itemValue(f.preferredApplication()); }},
     KeyGetter{u"editorApplication", [](const TQFile &f) { return itemValue(f.editorApplication()); }},
     KeyGetter{u"marks", [](const TQFile &f) { return QVariant(f.marks()); }},
+    KeyGetter{u"imageProperties", [](const TQFile &f) { return QVariant(f.imageProperties()); }},
+    KeyGetter{u"orientation", [](const TQFile &f) { return QVariant(f.orientation()); }},
+    KeyGetter{u"trueDimensions", [](const TQFile &f) { return QVariant(f.trueDimensions()); }},
+    KeyGetter{u"dimensions", [](const TQFile &f) { return QVariant(f.dimensions()); }},
+    KeyGetter{u"dimensionsWidth", [](const TQFile &f) { return QVariant(f.dimensionsWidth()); }},
+    KeyGetter{u"dimensionsHeight", [](const TQFile &f) { return QVariant(f.dimensionsHeight()); }},
+    KeyGetter{u"megapixels", [](const TQFile &f) { return QVariant(f.megapixels()); }},
+    KeyGetter{u"dimensionsString", [](const TQFile &f) { return QVariant(f.dimensionsString()); }},
+    KeyGetter{u"megapixelString", [](const TQFile &f) { return QVariant(f.megapixelString()); }},
+    KeyGetter{u"generalOrientation", [](const TQFile &f) { return QVariant(f.generalOrientation()); }},
+    KeyGetter{u"generalOrientationString", [](const TQFile &f) { return QVariant(f.generalOrientationString()); }},
+    KeyGetter{u"focalLength", [](const TQFile &f) { return QVariant(f.focalLength()); }},
+    KeyGetter{u"focalLengthString", [](const TQFile &f) { return QVariant(f.focalLengthString()); }},
+    KeyGetter{u"ISO", [](const TQFile &f) { return QVariant(f.ISO()); }},
+    KeyGetter{u"ISOString", [](const TQFile &f) { return QVariant(f.ISOString()); }},
+    KeyGetter{u"exposureTime", [](const TQFile &f) { return QVariant(f.exposureTime()); }},
+    KeyGetter{u"exposureTimeString", [](const TQFile &f) { return QVariant(f.exposureTimeString()); }},
+    KeyGetter{u"fNumber", [](const TQFile &f) { return QVariant(f.fNumber()); }},
+    KeyGetter{u"fNumberString", [](const TQFile &f) { return QVariant(f.fNumberString()); }},
+    KeyGetter{u"EXIFDate", [](const TQFile &f) { return QVariant(f.EXIFDate()); }},
+    KeyGetter{u"EXIFDateString", [](const TQFile &f) { return QVariant(f.EXIFDateString()); }},
+    KeyGetter{u"imageDepthString", [](const TQFile &f) { return QVariant(f.imageDepthString()); }},
+    KeyGetter{u"ICCProfileString", [](const TQFile &f) { return QVariant(f.ICCProfileString()); }},
+    KeyGetter{u"resolutionString", [](const TQFile &f) { return QVariant(f.resolutionString()); }},
+    KeyGetter{u"cameraModelString", [](const TQFile &f) { return QVariant(f.cameraModelString()); }},
 };
 
 } // namespace

@@ -3,6 +3,8 @@
 #include "UWStandardFile.h"
 #include "tqkit_export.h"
 
+#include <QDateTime>
+#include <QSizeF>
 #include <QString>
 #include <QVariantMap>
 
@@ -124,6 +126,42 @@ public:
     */
     int storedImageOrientation() const;
 
+    /*!
+        \name Image metadata
+        Read from the file once (image 0, headers and metadata only) when the first of these
+        values is asked for, and cached until the file changes. Non-images answer an empty
+        dictionary, zeros, TQDistantPast() and empty texts. Blocks for the read.
+    */
+    //@{
+    //! True when the property dictionary is at hand (reads it if needed).
+    bool findAllImageInfo() const;
+    QVariantMap imageProperties() const;
+    int orientation() const;
+    QSizeF trueDimensions() const;
+    QSizeF dimensions() const;
+    double dimensionsWidth() const;
+    double dimensionsHeight() const;
+    double megapixels() const;
+    QString dimensionsString() const;
+    QString megapixelString() const;
+    uint generalOrientation() const;
+    QString generalOrientationString() const;
+    double focalLength() const;
+    QString focalLengthString() const;
+    double ISO() const;
+    QString ISOString() const;
+    double exposureTime() const;
+    QString exposureTimeString() const;
+    double fNumber() const;
+    QString fNumberString() const;
+    QDateTime EXIFDate() const;
+    QString EXIFDateString() const;
+    QString imageDepthString() const;
+    QString ICCProfileString() const;
+    QString resolutionString() const;
+    QString cameraModelString() const;
+    //@}
+
     //! The process-wide list of image types: "public.image" and EPS.
     static QStringList imageTypes();
     //! The process-wide list of movie types: every audiovisual type.
@@ -148,6 +186,11 @@ public:
 protected:
     TQFile();
     bool initWithURL(const QUrl &url, const QByteArray &pathRep, const UWStatInfo *statInfo) override;
+
+protected:
+    //! Empties every image-metadata cache between its announcements; the next request reads
+    //! the file again.
+    void _resetImageProperties();
 
 private:
     friend struct TQFileFactory;

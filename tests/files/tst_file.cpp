@@ -1,4 +1,5 @@
 #include "TQFile.h"
+#include "TQImageMetadata.h"
 #include "TQSampleData.h"
 #include "UWFileManager.h"
 
@@ -49,6 +50,7 @@ private slots:
     void marksAreTheHosts();
     void editableMetadata_data();
     void editableMetadata();
+    void imageMetadataComesFromTheFile();
     void rotationWritesTheFile();
     void rotationOfAVanishedFileWritesNothing();
 
@@ -223,8 +225,18 @@ void TestFile::eventsResetAndAnnounce()
     item->addObserver(&announcements);
 
     item->updateForEvent({UWFileEvent::ContentChanged, {}});
-    const QStringList expectedStart{
-        QStringLiteral("will modificationDateString"), QStringLiteral("did modificationDateString"),
+    // The image metadata first, announced as one change ("dimensionsHeight" is emptied unannounced).
+    const QStringList imageKeys = QStringLiteral(
+        "imageProperties orientation EXIFDateString dimensionsWidth megapixels ISO exposureTime fNumber "
+        "generalOrientation focalLength trueDimensions dimensions dimensionsString megapixelString "
+        "imageDepthString ICCProfileString ISOString exposureTimeString fNumberString resolutionString "
+        "generalOrientationString focalLengthString cameraModelString EXIFDate").split(QLatin1Char(' '));
+    QStringList expectedStart{QStringLiteral("will modificationDateString"), QStringLiteral("did modificationDateString")};
+    for (const QString &key : imageKeys)
+        expectedStart.append(QStringLiteral("will ") + key);
+    for (auto key = imageKeys.crbegin(); key != imageKeys.crend(); ++key)
+        expectedStart.append(QStringLiteral("did ") + *key);
+    expectedStart += QStringList{
         QStringLiteral("will creationDateString"), QStringLiteral("did creationDateString"),
         QStringLiteral("will fileSizeString"), QStringLiteral("will fileSize"),
         QStringLiteral("did fileSize"), QStringLiteral("did fileSizeString"),
@@ -282,6 +294,44 @@ void TestFile::editableMetadata()
         QVERIFY(!item->setImageOrientation(6));
         QCOMPARE(contents(path), before);
     }
+}
+
+void TestFile::imageMetadataComesFromTheFile()
+{
+    const QString path = sample("camera.jpg");
+    QVERIFY(TQSampleData::writeImage(path, "JPEG", QSize(64, 48),
+                                     {{QStringLiteral("Orientation"), 6}, {QStringLiteral("Model"), QStringLiteral("TQ-1")},
+                                      {QStringLiteral("ISO"), 800}, {QStringLiteral("ExposureTime"), 0.004},
+                                      {QStringLiteral("FNumber"), 2.8}, {QStringLiteral("FocalLength"), 35.0},
+                                      {QStringLiteral("DateTimeOriginal"), QStringLiteral("2026:11:21 05:27:31")}}));
+    const TQFileRef item = TQFile::newFileForPath(path);
+    QCOMPARE(item->orientation(), 6);
+    // The generator draws 64x48 upright, so a quarter turn is stored as 48x64.
+    QCOMPARE(item->trueDimensions(), QSizeF(48, 64));
+    QCOMPARE(item->dimensionsString(), QStringLiteral("64x48"));
+    QCOMPARE(item->generalOrientationString(), QStringLiteral("Landscape"));
+    QCOMPARE(item->ISOString(), QStringLiteral("ISO 800"));
+    QCOMPARE(item->exposureTimeString(), QStringLiteral("1/250"));
+    QCOMPARE(item->fNumberString(), QStringLiteral("f2.8"));
+    QCOMPARE(item->focalLengthString(), QStringLiteral("35mm"));
+    QCOMPARE(item->cameraModelString(), QStringLiteral("TQ-1"));
+    QCOMPARE(item->EXIFDateString(), QStringLiteral("Nov 21, 2026, 5:27 AM"));
+    QCOMPARE(item->imageDepthString(), QStringLiteral("8-bit RGB"));
+
+    // Cached: the values stay what they were read as until an event resets them.
+    QVERIFY(TQSampleData::writeImage(path, "JPEG", QSize(64, 48), {{QStringLiteral("ISO"), 100}}));
+    QCOMPARE(item->ISOString(), QStringLiteral("ISO 800"));
+    item->updateForEvent({UWFileEvent::CreatedOrReplaced, {}});
+    QCOMPARE(item->ISOString(), QStringLiteral("ISO 100"));
+    QCOMPARE(item->orientation(), 1);
+
+    // Not an image: an empty dictionary and the missing forms.
+    const TQFileRef text = TQFile::newFileForPath(sample("text/notes.txt"));
+    QVERIFY(!text->findAllImageInfo());
+    QVERIFY(text->imageProperties().isEmpty());
+    QCOMPARE(text->megapixels(), 0.0);
+    QCOMPARE(text->EXIFDate(), TQDistantPast());
+    QCOMPARE(text->dimensionsString(), QString());
 }
 
 void TestFile::rotationWritesTheFile()

@@ -60,6 +60,7 @@ private slots:
     void exitStatus();
     void table_data();
     void table();
+    void properties();
     void writesOrientations_data();
     void writesOrientations();
 
@@ -256,6 +257,19 @@ void TestTqinfo::table()
         for (const qsizetype start : std::as_const(starts))
             QVERIFY2(line.size() > start && line.at(start - 1) == u' ' && line.at(start) != u' ', qPrintable(line));
     }
+}
+
+void TestTqinfo::properties()
+{
+    const Run result = run(uR"(--properties photo.jpg "café menu.txt" missing.jpg)"_s);
+    QCOMPARE(result.exitCode, 1);
+    QVERIFY(result.err.contains("missing.jpg: No such file"));
+    const QList<QByteArray> lines = result.lines();
+    QCOMPARE(lines.size(), 2);
+    const QJsonObject photo = QJsonDocument::fromJson(lines.at(0)).object();
+    QCOMPARE(photo.value(u"path"_s).toString(), path(u"photo.jpg"_s));
+    QVERIFY(photo.value(u"properties"_s).toObject().value(u"PixelWidth"_s).toInt() > 0);
+    QVERIFY(QJsonDocument::fromJson(lines.at(1)).object().value(u"properties"_s).isNull());
 }
 
 void TestTqinfo::writesOrientations_data()

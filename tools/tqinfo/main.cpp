@@ -118,6 +118,25 @@ int writeOrientations(const QStringList &paths, int value, bool rotate)
     return status;
 }
 
+// --properties: the dictionary the file item reads, "path" first.
+int printProperties(const QStringList &paths)
+{
+    int status = Success;
+    for (const QString &path : paths) {
+        const TQInfo::Lookup found = TQInfo::lookUp(path);
+        const TQFileRef file = TQFile::fromItem(found.item);
+        if (!file) {
+            reportError(path + QStringLiteral(": ") + found.error);
+            status = Failure;
+            continue;
+        }
+        const QVariantMap properties = file->imageProperties();
+        TQInfo::Row row{file->path(), {properties.isEmpty() ? QVariant() : QVariant(properties)}};
+        write(stdout, TQInfo::jsonLine({QStringLiteral("properties")}, row) + '\n');
+    }
+    return status;
+}
+
 QString description()
 {
     return QStringLiteral(
@@ -166,7 +185,12 @@ int main(int argc, char *argv[])
         QStringLiteral("Turns each FILE by DEGREES counter-clockwise (a multiple of 90) by "
                        "rewriting its EXIF orientation; mirroring is dropped."),
         QStringLiteral("DEGREES"));
-    parser.addOptions({helpOption, jsonOption, keysOption, listOption, setOrientationOption, rotateOption});
+    const QCommandLineOption propertiesOption(
+        QStringLiteral("properties"),
+        QStringLiteral("Prints each FILE's image property dictionary as one JSON object per line "
+                       "(null when the file is not a readable image)."));
+    parser.addOptions({helpOption, jsonOption, keysOption, listOption, setOrientationOption, rotateOption,
+                       propertiesOption});
     parser.addPositionalArgument(QStringLiteral("PATH"), QStringLiteral("The files to show."),
                                  QStringLiteral("PATH..."));
 
@@ -193,6 +217,14 @@ int main(int argc, char *argv[])
         if (parser.positionalArguments().isEmpty())
             return usageError(QStringLiteral("no file given"));
         return writeOrientations(parser.positionalArguments(), value, rotate);
+    }
+
+    if (parser.isSet(propertiesOption)) {
+        if (parser.isSet(listOption) || parser.isSet(keysOption))
+            return usageError(QStringLiteral("--properties takes files only"));
+        if (parser.positionalArguments().isEmpty())
+            return usageError(QStringLiteral("no file given"));
+        return printProperties(parser.positionalArguments());
     }
 
     const bool json = parser.isSet(jsonOption);

@@ -164,6 +164,20 @@ QByteArray jsonText(const QJsonValue &value)
     return wrapped.mid(1, wrapped.size() - 2);
 }
 
+QByteArray valueText(const QVariant &value)
+{
+    // A size reads width first, the way people say it; QJsonObject would sort the keys.
+    const int type = value.metaType().id();
+    if (type == QMetaType::QSize || type == QMetaType::QSizeF) {
+        const QSizeF size = value.toSizeF();
+        if (size.isValid()) {
+            return "{\"width\":" + jsonText(floatingValue(size.width())) + ",\"height\":"
+                + jsonText(floatingValue(size.height())) + '}';
+        }
+    }
+    return jsonText(jsonValue(value));
+}
+
 QByteArray jsonLine(const QStringList &keys, const Row &row)
 {
     // Built piece by piece because QJsonObject sorts its keys, and readers of the output
@@ -171,7 +185,7 @@ QByteArray jsonLine(const QStringList &keys, const Row &row)
     QByteArray line = "{\"path\":" + jsonText(row.path);
     for (qsizetype i = 0; i < keys.size(); ++i) {
         line += ',' + jsonText(keys.at(i)) + ':';
-        line += jsonText(jsonValue(row.values.value(i)));
+        line += valueText(row.values.value(i));
     }
     line += '}';
     return line;

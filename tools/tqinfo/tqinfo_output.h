@@ -26,6 +26,9 @@ QJsonValue jsonValue(const QVariant &value);
 //! The compact JSON text of \a value on its own ("\"text\"", "12", "null", "{...}").
 QByteArray jsonText(const QJsonValue &value);
 
+//! The compact JSON text of \a value; sizes as {"width":…,"height":…} in that order.
+QByteArray valueText(const QVariant &value);
+
 //! The row as one compact JSON object: "path" first, then \a keys in their order. No newline.
 QByteArray jsonLine(const QStringList &keys, const Row &row);
 
