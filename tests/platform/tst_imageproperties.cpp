@@ -166,6 +166,20 @@ void tst_ImageProperties::initTestCase()
     QVERIFY(profiled.save(file(u"profiled.png"_s), "PNG"));
     QVERIFY(profiled.convertToFormat(QImage::Format_RGB32).save(file(u"profiled.jpg"_s), "JPEG"));
 
+    QImage bitmap(33, 21, QImage::Format_RGB32);
+    bitmap.fill(Qt::blue);
+    QVERIFY(bitmap.save(file(u"photo.bmp"_s), "BMP"));
+    // Qt writes no GIF: a 57x31 screen holding one 1x1 frame, spelled out from the format.
+    QByteArray gif("GIF89a");
+    gif += QByteArray("\x39\x00\x1f\x00", 4);        // logical screen 57 x 31
+    gif += QByteArray("\x80\x00\x00", 3);              // global colour table of 2 entries
+    gif += QByteArray("\xff\xff\xff\x00\x00\x00", 6); // white, black
+    gif += QByteArray("\x2c\x00\x00\x00\x00\x01\x00\x01\x00\x00", 10); // one 1x1 frame
+    gif += QByteArray("\x02\x02\x44\x01\x00\x3b", 6); // its LZW data, then the trailer
+    QFile gifFile(file(u"frame.gif"_s));
+    QVERIFY(gifFile.open(QIODevice::WriteOnly) && gifFile.write(gif) == gif.size());
+    gifFile.close();
+
     m_heifProblem = writeHeif(file(u"photo.heic"_s), {128, 96}, exifOfJpeg(contents(file(u"camera.jpg"_s))));
 
     if (Exiftool.isEmpty())
@@ -203,6 +217,8 @@ void tst_ImageProperties::agreesWithExiftool_data()
     QTest::newRow("a PNG with a Display P3 profile and alpha") << u"profiled.png"_s;
     QTest::newRow("a JPEG with a Display P3 profile") << u"profiled.jpg"_s;
     QTest::newRow("a JPEG tagged by exiftool with GPS, IPTC and 300 dpi") << u"tagged.jpg"_s;
+    QTest::newRow("a BMP") << u"photo.bmp"_s;
+    QTest::newRow("a GIF, sized by its logical screen") << u"frame.gif"_s;
 }
 
 void tst_ImageProperties::agreesWithExiftool()
