@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 class TestTypeRegistry : public QObject
 {
     Q_OBJECT
@@ -23,8 +25,6 @@ private slots:
     void mimeTypes();
     void extensions_data();
     void extensions();
-    void dynamicTypesRoundTrip_data();
-    void dynamicTypesRoundTrip();
     void audiovisualTypes();
     void descriptions_data();
     void descriptions();
@@ -35,10 +35,7 @@ private slots:
 
 private:
     static const TQTypeRegistry &registry() { return TQTypeRegistry::shared(); }
-    static QString dyn(const char *mime)
-    {
-        return registry().typeForMimeType(QString::fromLatin1(mime));
-    }
+    static QString dyn(const char *mime) { return registry().typeForMimeType(QString::fromLatin1(mime)); }
 };
 
 void TestTypeRegistry::conformance_data()
@@ -47,67 +44,47 @@ void TestTypeRegistry::conformance_data()
     QTest::addColumn<QString>("conformsTo");
     QTest::addColumn<bool>("expected");
 
-    const auto row = [](const char *name, const QString &type, const char *other, bool expected) {
-        QTest::newRow(name) << type << QString::fromLatin1(other) << expected;
+    const auto row = [](const char *name, const QString &type, const QString &other, bool expected) {
+        QTest::newRow(name) << type << other << expected;
     };
-    const auto s = [](const char *text) { return QString::fromLatin1(text); };
 
-    row("a JPEG is an image", s("public.jpeg"), "public.image", true);
-    row("a JPEG is data", s("public.jpeg"), "public.data", true);
-    row("a JPEG is an item", s("public.jpeg"), "public.item", true);
-    row("a JPEG is content", s("public.jpeg"), "public.content", true);
-    row("an image is not a JPEG", s("public.image"), "public.jpeg", false);
-    row("a PNG is not a JPEG", s("public.png"), "public.jpeg", false);
-    row("EPS is not an image", s("com.adobe.encapsulated-postscript"), "public.image", false);
-    row("EPS is PostScript", s("com.adobe.encapsulated-postscript"), "com.adobe.postscript", true);
-    row("EPS is data", s("com.adobe.encapsulated-postscript"), "public.data", true);
-    row("an MP3 is audio", s("public.mp3"), "public.audio", true);
-    row("an MP3 is audiovisual content", s("public.mp3"), "public.audiovisual-content", true);
-    row("an MP3 is not a movie", s("public.mp3"), "public.movie", false);
-    row("MPEG-4 audio is a movie as well as audio", s("public.mpeg-4-audio"), "public.movie", true);
-    row("a QuickTime movie is audiovisual content", s("com.apple.quicktime-movie"), "public.audiovisual-content", true);
-    row("a QuickTime movie is not audio", s("com.apple.quicktime-movie"), "public.audio", false);
-    row("a folder is a folder", s("public.folder"), "public.folder", true);
-    row("a folder is a directory", s("public.folder"), "public.directory", true);
-    row("a folder is an item", s("public.folder"), "public.item", true);
-    row("a folder is not data", s("public.folder"), "public.data", false);
-    row("a volume is a folder", s("public.volume"), "public.folder", true);
-    row("a link is an item", s("public.symlink"), "public.item", true);
-    row("a link is not data", s("public.symlink"), "public.data", false);
-    row("a text file is content", s("public.plain-text"), "public.content", true);
-    row("a text file is text", s("public.plain-text"), "public.text", true);
-    row("C++ source is plain text", s("public.c-plus-plus-source"), "public.plain-text", true);
-    row("a shell script is source code", s("public.shell-script"), "public.source-code", true);
-    row("JSON is text", s("public.json"), "public.text", true);
-    row("JSON is not an executable", s("public.json"), "public.executable", false);
-    row("a PDF is composite content", s("com.adobe.pdf"), "public.composite-content", true);
-    row("a PDF is content", s("com.adobe.pdf"), "public.content", true);
-    row("a PDF is not text", s("com.adobe.pdf"), "public.text", false);
-    row("a DNG is a camera raw image", s("com.adobe.raw-image"), "public.camera-raw-image", true);
-    row("a CR3 is an image", s("com.canon.cr3-raw-image"), "public.image", true);
-    row("HEIC is an image", s("public.heic"), "public.image", true);
-    row("HEIC is not HEIF, they are siblings", s("public.heic"), "public.heif", false);
-    row("a DOCX is a zip archive", s("org.openxmlformats.wordprocessingml.document"), "public.zip-archive", true);
-    row("a DOCX is composite content", s("org.openxmlformats.wordprocessingml.document"), "public.composite-content", true);
-    row("a gzipped tar is a gzip archive", s("org.gnu.gnu-zip-tar-archive"), "org.gnu.gnu-zip-archive", true);
-    row("a desktop entry is an application", s("org.freedesktop.desktop-entry"), "com.apple.application", true);
-    row("an application is executable", s("com.apple.application"), "public.executable", true);
-    row("every type conforms to itself", s("public.item"), "public.item", true);
-    row("an unknown identifier conforms to itself", s("com.example.unknown"), "com.example.unknown", true);
-    row("an unknown identifier conforms to nothing else", s("com.example.unknown"), "public.item", false);
-    row("the empty identifier conforms to nothing", QString(), "public.item", false);
-    row("nothing conforms to the empty identifier", s("public.jpeg"), "", false);
+    row("a JPEG is an item", u"public.jpeg"_s, u"public.item"_s, true);
+    row("a JPEG is content", u"public.jpeg"_s, u"public.content"_s, true);
+    row("an image is not a JPEG", u"public.image"_s, u"public.jpeg"_s, false);
+    row("EPS is PostScript", u"com.adobe.encapsulated-postscript"_s, u"com.adobe.postscript"_s, true);
+    row("EPS is not an image", u"com.adobe.encapsulated-postscript"_s, u"public.image"_s, false);
+    row("an MP3 is audiovisual content", u"public.mp3"_s, u"public.audiovisual-content"_s, true);
+    row("an MP3 is not a movie", u"public.mp3"_s, u"public.movie"_s, false);
+    row("MPEG-4 audio is a movie as well as audio", u"public.mpeg-4-audio"_s, u"public.movie"_s, true);
+    row("a QuickTime movie is not audio", u"com.apple.quicktime-movie"_s, u"public.audio"_s, false);
+    row("a folder is an item", u"public.folder"_s, u"public.item"_s, true);
+    row("a folder is not data", u"public.folder"_s, u"public.data"_s, false);
+    row("a volume is a folder", u"public.volume"_s, u"public.folder"_s, true);
+    row("a link is not data", u"public.symlink"_s, u"public.data"_s, false);
+    row("a text file is content", u"public.plain-text"_s, u"public.content"_s, true);
+    row("C++ source is plain text", u"public.c-plus-plus-source"_s, u"public.plain-text"_s, true);
+    row("JSON is text", u"public.json"_s, u"public.text"_s, true);
+    row("a PDF is composite content", u"com.adobe.pdf"_s, u"public.composite-content"_s, true);
+    row("a PDF is not text", u"com.adobe.pdf"_s, u"public.text"_s, false);
+    row("a DNG is a camera raw image", u"com.adobe.raw-image"_s, u"public.camera-raw-image"_s, true);
+    row("HEIC is not HEIF, they are siblings", u"public.heic"_s, u"public.heif"_s, false);
+    row("a DOCX is a zip archive", u"org.openxmlformats.wordprocessingml.document"_s, u"public.zip-archive"_s, true);
+    row("a DOCX is composite content", u"org.openxmlformats.wordprocessingml.document"_s, u"public.composite-content"_s, true);
+    row("a gzipped tar is a gzip archive", u"org.gnu.gnu-zip-tar-archive"_s, u"org.gnu.gnu-zip-archive"_s, true);
+    row("a desktop entry is an executable application", u"org.freedesktop.desktop-entry"_s, u"public.executable"_s, true);
+    row("every type conforms to itself", u"public.item"_s, u"public.item"_s, true);
+    row("an unknown identifier conforms to itself", u"com.example.unknown"_s, u"com.example.unknown"_s, true);
+    row("an unknown identifier conforms to nothing else", u"com.example.unknown"_s, u"public.item"_s, false);
+    row("the empty identifier conforms to nothing", QString(), u"public.item"_s, false);
+    row("nothing conforms to the empty identifier", u"public.jpeg"_s, QString(), false);
 
     // Dynamic identifiers follow the MIME database's sub-class-of chain, then the media class.
-    row("a makefile is plain text", dyn("text/x-makefile"), "public.plain-text", true);
-    row("a makefile is content", dyn("text/x-makefile"), "public.content", true);
-    row("a GIMP image is an image", dyn("image/x-xcf"), "public.image", true);
-    row("an SQLite database is data", dyn("application/vnd.sqlite3"), "public.data", true);
-    row("an SQLite database is not content", dyn("application/vnd.sqlite3"), "public.content", false);
-    row("an OpenDocument drawing is a zip archive", dyn("application/vnd.oasis.opendocument.graphics"), "public.zip-archive", true);
-    row("a MIME type unknown to the database is data", dyn("application/x-tqkit-test"), "public.data", true);
-    row("a MIME type unknown to the database is an item", dyn("application/x-tqkit-test"), "public.item", true);
-    row("an unknown audio MIME type is audiovisual content", dyn("audio/x-tqkit-test"), "public.audiovisual-content", true);
+    row("a makefile is plain text", dyn("text/x-makefile"), u"public.plain-text"_s, true);
+    row("a GIMP image is an image", dyn("image/x-xcf"), u"public.image"_s, true);
+    row("an SQLite database is not content", dyn("application/vnd.sqlite3"), u"public.content"_s, false);
+    row("an OpenDocument drawing is a zip archive", dyn("application/vnd.oasis.opendocument.graphics"), u"public.zip-archive"_s, true);
+    row("a MIME type unknown to the database is data", dyn("application/x-tqkit-test"), u"public.data"_s, true);
+    row("an unknown audio MIME type is audiovisual content", dyn("audio/x-tqkit-test"), u"public.audiovisual-content"_s, true);
 }
 
 void TestTypeRegistry::conformance()
@@ -142,16 +119,14 @@ void TestTypeRegistry::mimeTypes_data()
     QTest::addColumn<QString>("mime");
     QTest::addColumn<QString>("type");
 
-    QTest::newRow("JPEG") << "image/jpeg" << "public.jpeg";
+    QTest::newRow("image/jpeg is a JPEG") << "image/jpeg" << "public.jpeg";
     QTest::newRow("an alias finds its type") << "audio/x-flac" << "org.xiph.flac";
-    QTest::newRow("another alias") << "text/javascript" << "com.netscape.javascript-source";
-    QTest::newRow("HEIC, an alias the registry claims itself") << "image/heic" << "public.heic";
-    QTest::newRow("HEIF") << "image/heif" << "public.heif";
-    QTest::newRow("a raw image") << "image/x-nikon-nef" << "com.nikon.raw-image";
-    QTest::newRow("a folder") << "inode/directory" << "public.folder";
-    QTest::newRow("the unknown type is data") << "application/octet-stream" << "public.data";
+    QTest::newRow("image/heic is HEIC, an alias the registry claims itself") << "image/heic" << "public.heic";
+    QTest::newRow("image/heif is HEIF") << "image/heif" << "public.heif";
+    QTest::newRow("inode/directory is a folder") << "inode/directory" << "public.folder";
+    QTest::newRow("the unknown MIME type is data") << "application/octet-stream" << "public.data";
     QTest::newRow("an undeclared MIME type gets a dynamic identifier") << "text/x-makefile" << "dyn.mime.text.x-makefile";
-    QTest::newRow("a MIME type unknown everywhere still gets one") << "application/x-tqkit-test" << "dyn.mime.application.x-tqkit-test";
+    QTest::newRow("a dynamic identifier keeps dots and a plus") << "application/vnd.tqkit.a+xml" << "dyn.mime.application.vnd.tqkit.a+xml";
     QTest::newRow("white space is ignored") << " image/png " << "public.png";
     QTest::newRow("an empty name has no type") << "" << "";
     QTest::newRow("a name without a slash has no type") << "nonsense" << "";
@@ -162,6 +137,11 @@ void TestTypeRegistry::mimeTypes()
     QFETCH(QString, mime);
     QFETCH(QString, type);
     QCOMPARE(registry().typeForMimeType(mime), type);
+    if (TQTypeRegistry::isDynamic(type)) { // and back again
+        QVERIFY(!registry().isDeclared(type));
+        QCOMPARE(registry().mimeTypes(type), QStringList{mime});
+        QCOMPARE(registry().preferredMimeType(type), mime);
+    }
 }
 
 void TestTypeRegistry::extensions_data()
@@ -169,15 +149,12 @@ void TestTypeRegistry::extensions_data()
     QTest::addColumn<QString>("fileName");
     QTest::addColumn<QString>("type");
 
-    QTest::newRow("jpg") << "a.jpg" << "public.jpeg";
-    QTest::newRow("upper-case JPG") << "DSC_0001.JPG" << "public.jpeg";
-    QTest::newRow("HEIC, not HEIF") << "IMG_1234.HEIC" << "public.heic";
+    QTest::newRow("an upper-case JPG is a JPEG") << "DSC_0001.JPG" << "public.jpeg";
+    QTest::newRow("a HEIC extension is HEIC, not HEIF") << "IMG_1234.HEIC" << "public.heic";
     QTest::newRow("a two-part extension wins") << "backup.tar.gz" << "org.gnu.gnu-zip-tar-archive";
-    QTest::newRow("a lone gz") << "notes.gz" << "org.gnu.gnu-zip-archive";
-    QTest::newRow("DNG") << "photo.dng" << "com.adobe.raw-image";
+    QTest::newRow("a lone gz is a gzip archive") << "notes.gz" << "org.gnu.gnu-zip-archive";
     QTest::newRow("a glob the MIME database knows") << "Makefile" << "dyn.mime.text.x-makefile";
     QTest::newRow("an unknown extension is data") << "file.qqqzzz" << "public.data";
-    QTest::newRow("no extension is data") << "blob" << "public.data";
     QTest::newRow("a dot-file's name is not an extension") << ".jpg" << "public.data";
 }
 
@@ -191,33 +168,13 @@ void TestTypeRegistry::extensions()
         QCOMPARE(registry().typeForFilenameExtension(fileName.mid(dot + 1)), type);
 }
 
-void TestTypeRegistry::dynamicTypesRoundTrip_data()
-{
-    QTest::addColumn<QString>("mime");
-    QTest::newRow("a plain subtype") << "text/x-makefile";
-    QTest::newRow("a subtype with dots") << "application/vnd.oasis.opendocument.graphics";
-    QTest::newRow("a subtype with a plus") << "application/x-tqkit+xml";
-}
-
-void TestTypeRegistry::dynamicTypesRoundTrip()
-{
-    QFETCH(QString, mime);
-    const QString type = registry().typeForMimeType(mime);
-    QVERIFY(TQTypeRegistry::isDynamic(type));
-    QVERIFY(!registry().isDeclared(type));
-    QCOMPARE(registry().mimeTypes(type), QStringList{mime});
-    QCOMPARE(registry().preferredMimeType(type), mime);
-    QCOMPARE(registry().typeForMimeType(registry().preferredMimeType(type)), type);
-}
-
 void TestTypeRegistry::audiovisualTypes()
 {
     const QStringList types = registry().audiovisualTypes();
-    for (const char *expected : {"public.audio", "public.movie", "public.mp3", "public.mpeg-4",
-                                 "com.apple.quicktime-movie", "org.matroska.mkv", "org.xiph.flac"})
-        QVERIFY2(types.contains(QString::fromLatin1(expected)), expected);
-    for (const char *unexpected : {"public.jpeg", "public.plain-text", "public.audiovisual-content_"})
-        QVERIFY2(!types.contains(QString::fromLatin1(unexpected)), unexpected);
+    for (const QString &expected : {u"public.audio"_s, u"public.movie"_s, u"public.mp3"_s, u"com.apple.quicktime-movie"_s,
+                                    u"org.matroska.mkv"_s, u"org.xiph.flac"_s})
+        QVERIFY2(types.contains(expected), qPrintable(expected));
+    QVERIFY(!types.contains(u"public.jpeg"_s));
     for (const QString &type : types)
         QVERIFY(registry().conformsTo(type, QStringLiteral("public.audiovisual-content")));
 }
@@ -228,12 +185,11 @@ void TestTypeRegistry::descriptions_data()
     // which MIME type's text each identifier borrows.
     QTest::addColumn<QString>("type");
     QTest::addColumn<QString>("describedAs");
-    QTest::newRow("a JPEG") << "public.jpeg" << "image/jpeg";
-    QTest::newRow("a folder") << "public.folder" << "inode/directory";
+    QTest::newRow("a JPEG borrows its MIME type's text") << "public.jpeg" << "image/jpeg";
     QTest::newRow("HEIC borrows its alias's text") << "public.heic" << "image/heif";
     QTest::newRow("a type without a MIME type borrows its parent's") << "public.utf8-plain-text" << "text/plain";
-    QTest::newRow("a dynamic type") << "dyn.mime.text.x-makefile" << "text/x-makefile";
-    QTest::newRow("an unknown identifier has none") << "com.example.unknown" << "";
+    QTest::newRow("a dynamic type borrows its MIME type's text") << "dyn.mime.text.x-makefile" << "text/x-makefile";
+    QTest::newRow("an unknown identifier has no text") << "com.example.unknown" << "";
 }
 
 void TestTypeRegistry::descriptions()
@@ -249,24 +205,19 @@ void TestTypeRegistry::descriptions()
 void TestTypeRegistry::detectsFiles_data()
 {
     QTest::addColumn<QString>("fileName");
-    QTest::addColumn<QByteArray>("content"); // "png:" / "jpeg:" make a real image
+    QTest::addColumn<QByteArray>("content"); // "PNG" and "JPEG" make a real image
     QTest::addColumn<QString>("byContentAndName");
     QTest::addColumn<QString>("byNameOnly");
 
-    QTest::newRow("a PNG named like a JPEG is a PNG") << "photo.jpg" << QByteArray("png:") << "public.png" << "public.jpeg";
-    QTest::newRow("a JPEG named like a PNG is a JPEG") << "picture.png" << QByteArray("jpeg:") << "public.jpeg" << "public.png";
-    QTest::newRow("a JPEG without an extension is a JPEG") << "IMG_0001" << QByteArray("jpeg:") << "public.jpeg" << "public.data";
-    QTest::newRow("an honest JPEG") << "honest.jpeg" << QByteArray("jpeg:") << "public.jpeg" << "public.jpeg";
+    QTest::newRow("a PNG named like a JPEG is a PNG") << "photo.jpg" << QByteArray("PNG") << "public.png" << "public.jpeg";
+    QTest::newRow("a JPEG named like a PNG is a JPEG") << "picture.png" << QByteArray("JPEG") << "public.jpeg" << "public.png";
+    QTest::newRow("a JPEG without an extension is a JPEG") << "IMG_0001" << QByteArray("JPEG") << "public.jpeg" << "public.data";
     QTest::newRow("text named like an image is text") << "image.jpg" << QByteArray("just some words\n") << "public.plain-text" << "public.jpeg";
     QTest::newRow("text without an extension is text") << "notes" << QByteArray("remember the milk\n") << "public.plain-text" << "public.data";
     QTest::newRow("a specific text type keeps its name") << "data.json" << QByteArray("{\"a\": 1}\n") << "public.json" << "public.json";
-    QTest::newRow("a script keeps its name") << "tool.py" << QByteArray("print('hi')\n") << "public.python-script" << "public.python-script";
-    QTest::newRow("a CSV keeps its name") << "table.csv" << QByteArray("a,b\n1,2\n") << "public.comma-separated-values-text" << "public.comma-separated-values-text";
     QTest::newRow("an empty file is typed by its name") << "empty.txt" << QByteArray() << "public.plain-text" << "public.plain-text";
-    QTest::newRow("an empty file with an unknown name is data") << "empty.qqqzzz" << QByteArray() << "public.data" << "public.data";
     QTest::newRow("binary noise keeps its name") << "noise.mp3" << QByteArray("\x01\x02\x03\xff\xfe\x00\x10", 7) << "public.mp3" << "public.mp3";
     QTest::newRow("PDF content without a name") << "document" << QByteArray("%PDF-1.4\n%\xe2\xe3\xcf\xd3\n") << "com.adobe.pdf" << "public.data";
-    QTest::newRow("a dot-file with text") << ".profile-notes" << QByteArray("export A=1\n") << "public.plain-text" << "public.data";
 }
 
 void TestTypeRegistry::detectsFiles()
@@ -279,10 +230,10 @@ void TestTypeRegistry::detectsFiles()
     QTemporaryDir dir;
     QVERIFY(dir.isValid());
     const QString path = dir.filePath(fileName);
-    if (content.startsWith("png:") || content.startsWith("jpeg:")) {
+    if (content == "PNG" || content == "JPEG") {
         QImage image(16, 12, QImage::Format_RGB32);
         image.fill(Qt::darkCyan);
-        QVERIFY(image.save(path, content.startsWith("png:") ? "PNG" : "JPEG"));
+        QVERIFY(image.save(path, content.constData()));
     } else {
         QFile file(path);
         QVERIFY(file.open(QIODevice::WriteOnly));
@@ -317,22 +268,17 @@ void TestTypeRegistry::concurrentQuestionsAgree()
 {
     // Dynamic identifiers are cached under a lock; many threads asking at once must get the
     // answers one thread gets.
-    const QStringList mimes = {QStringLiteral("text/x-makefile"), QStringLiteral("image/x-xcf"),
-                               QStringLiteral("application/vnd.oasis.opendocument.graphics"),
-                               QStringLiteral("application/x-tqkit-a"), QStringLiteral("audio/x-tqkit-b")};
-    const QStringList parents = {QStringLiteral("public.plain-text"), QStringLiteral("public.image"),
-                                 QStringLiteral("public.zip-archive"), QStringLiteral("public.data"),
-                                 QStringLiteral("public.audio")};
+    const QList<std::pair<QString, QString>> cases = {
+        {u"text/x-makefile"_s, u"public.plain-text"_s}, {u"image/x-xcf"_s, u"public.image"_s},
+        {u"application/vnd.oasis.opendocument.graphics"_s, u"public.zip-archive"_s},
+        {u"application/x-tqkit-a"_s, u"public.data"_s}, {u"audio/x-tqkit-b"_s, u"public.audio"_s}};
     std::atomic<int> wrong{0};
     std::vector<std::thread> threads;
     for (int t = 0; t < 8; ++t) {
         threads.emplace_back([&] {
             for (int round = 0; round < 200; ++round) {
-                for (qsizetype i = 0; i < mimes.size(); ++i) {
-                    const QString type = TQTypeRegistry::shared().typeForMimeType(mimes.at(i));
-                    if (!TQTypeRegistry::shared().conformsTo(type, parents.at(i)))
-                        ++wrong;
-                }
+                for (const auto &[mime, parent] : cases)
+                    wrong += !registry().conformsTo(registry().typeForMimeType(mime), parent);
             }
         });
     }
