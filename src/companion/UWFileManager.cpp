@@ -116,7 +116,8 @@ UWFileSubscription::~UWFileSubscription()
 
 void UWFileSubscription::loadImmediately()
 {
-    UWFileManager::sharedFileManager()->d->load(this);
+    if (UWFileManager *manager = UWFileManager::sharedFileManager())
+        manager->d->load(this);
 }
 
 void UWFileManagerPrivate::startWatching()
@@ -365,7 +366,10 @@ void UWFileManagerPrivate::mountsChanged()
 UWFileManager::UWFileManager()
     : d(std::make_unique<UWFileManagerPrivate>(this))
 {
-    d->startWatching();
+    // Watching needs an event loop to hear from the kernel; without an application object
+    // the manager still lists folders, it just cannot keep them live.
+    if (QCoreApplication::instance())
+        d->startWatching();
 }
 
 UWFileManager::~UWFileManager()

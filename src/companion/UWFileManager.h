@@ -73,7 +73,11 @@ public:
     //! Makes one bare item of the program's item class; the storage layer initialises it.
     using FileFactory = std::function<UWStandardFileRef()>;
 
-    //! The manager, made on first use (on the main thread, after the application object).
+    /*!
+        The manager, made on first use (on the main thread, after the application object);
+        it goes with the application object, after which this answers nullptr. Made without
+        an application object, it lists folders but cannot keep them live.
+    */
     static UWFileManager *sharedFileManager();
     ~UWFileManager() override;
 

@@ -312,8 +312,9 @@ bool TQFile::setImageOrientation(int orientation, QString *reason)
     QString error;
     const Result result = TQImageOrientationWriter::writeOrientation(resolvedURL().toLocalFile(), orientation, &error);
     if (TQImageOrientationWriter::succeeded(result)) {
-        if (const UWStandardFileRef parent = parentItem())
-            UWFileManager::sharedFileManager()->changeHappenedInDirectory(parent);
+        UWFileManager *manager = UWFileManager::sharedFileManager();
+        if (const UWStandardFileRef parent = parentItem(); parent && manager)
+            manager->changeHappenedInDirectory(parent);
         return true;
     }
     switch (result) {
