@@ -1,0 +1,220 @@
+#include "TQStringUtilities.h"
+
+#include <QDir>
+#include <QLocale>
+#include <QTest>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+using KeyStringFunction = const QString &(*)();
+Q_DECLARE_METATYPE(KeyStringFunction)
+
+class TestStringUtilities : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void finderStyleCompare_data();
+    void finderStyleCompare();
+    void missingStringSortsFirst();
+    void sortKeysOrderLikeCompare();
+    void isInDirectory_data();
+    void isInDirectory();
+    void isInSubdirectoryOfDirectory_data();
+    void isInSubdirectoryOfDirectory();
+    void keyStrings_data();
+    void keyStrings();
+
+private:
+    const QLocale english{QLocale::English, QLocale::UnitedStates};
+    QLocale originalDefault;
+};
+
+void TestStringUtilities::initTestCase()
+{
+    originalDefault = QLocale();
+    QLocale::setDefault(english);
+}
+
+void TestStringUtilities::cleanupTestCase()
+{
+    QLocale::setDefault(originalDefault);
+}
+
+void TestStringUtilities::finderStyleCompare_data()
+{
+    QTest::addColumn<QLocale>("locale");
+    QTest::addColumn<QString>("self");
+    QTest::addColumn<QString>("other");
+    QTest::addColumn<int>("expected");
+
+    const QLocale en = english;
+    QTest::newRow("digit runs compare by value") << en << u"file2"_s << u"file10"_s << -1;
+    QTest::newRow("case is ignored before digits") << en << u"FILE10"_s << u"file9"_s << 1;
+    QTest::newRow("case is ignored before letters") << en << u"ABC"_s << u"abd"_s << -1;
+    QTest::newRow("names differing in case are not equal, lowercase first") << en << u"abc"_s << u"ABC"_s << -1;
+    QTest::newRow("identical names are equal") << en << u"Photo 1.jpg"_s << u"Photo 1.jpg"_s << 0;
+    QTest::newRow("two empty names are equal") << en << QString() << u""_s << 0;
+    QTest::newRow("the empty name comes first") << en << u""_s << u"a"_s << -1;
+    QTest::newRow("a leading space sorts before letters") << en << u" b"_s << u"a"_s << -1;
+    QTest::newRow("full-width digits compare by value") << en << u"ｆｉｌｅ２"_s << u"file10"_s << -1;
+    QTest::newRow("full-width and ordinary forms tie, ordinary first") << en << u"file2"_s << u"ｆｉｌｅ２"_s << -1;
+    QTest::newRow("a full-width name ties by case only with its folded form") << en << u"ｆｉｌｅ２"_s << u"File2"_s << -1;
+    QTest::newRow("width is folded before case breaks a tie") << en << u"ｆa"_s << u"fA"_s << -1;
+    QTest::newRow("half-width katakana ties with its ordinary form") << en << u"ｶﾞ"_s << u"ガ"_s << 1;
+    QTest::newRow("an accent makes a name different") << en << u"résumé"_s << u"resume"_s << 1;
+    QTest::newRow("an accent weighs less than a letter") << en << u"résumé"_s << u"resumf"_s << -1;
+    QTest::newRow("equivalent accent spellings differ by code units") << en << u"\u00e9"_s << u"e\u0301"_s << 1;
+    QTest::newRow("leading zeros tie, then code units decide") << en << u"file02"_s << u"file2"_s << -1;
+    QTest::newRow("in English o with diaeresis is an o") << en << u"ö"_s << u"z"_s << -1;
+
+    const QLocale sv(QLocale::Swedish, QLocale::Sweden);
+    QTest::newRow("in Swedish o with diaeresis follows z") << sv << u"ö"_s << u"z"_s << 1;
+    QTest::newRow("in Swedish a with ring follows z") << sv << u"å"_s << u"z"_s << 1;
+    QTest::newRow("in Swedish digit runs compare by value") << sv << u"bild9"_s << u"bild10"_s << -1;
+
+    const QLocale c = QLocale::c();
+    QTest::newRow("the C locale still compares digit runs by value") << c << u"file2"_s << u"file10"_s << -1;
+    QTest::newRow("the C locale still ignores case first") << c << u"B"_s << u"a"_s << 1;
+}
+
+void TestStringUtilities::finderStyleCompare()
+{
+    QFETCH(QLocale, locale);
+    QFETCH(QString, self);
+    QFETCH(QString, other);
+    QFETCH(int, expected);
+
+    QLocale::setDefault(locale);
+    const auto restore = qScopeGuard([this] { QLocale::setDefault(english); });
+
+    QCOMPARE(TQStringUtilities::finderStyleCompare(self, other), expected);
+    QCOMPARE(TQStringUtilities::finderStyleCompare(other, self), -expected);
+    QCOMPARE(TQStringUtilities::finderStyleCompare(self, &other), expected);
+    const auto selfKey = TQStringUtilities::finderStyleSortKey(self);
+    const auto otherKey = TQStringUtilities::finderStyleSortKey(other);
+    QCOMPARE(TQStringUtilities::compare(selfKey, otherKey), expected);
+    QCOMPARE(TQStringUtilities::compare(otherKey, selfKey), -expected);
+}
+
+void TestStringUtilities::missingStringSortsFirst()
+{
+    QCOMPARE(TQStringUtilities::finderStyleCompare(u"a"_s, nullptr), -1);
+    QCOMPARE(TQStringUtilities::finderStyleCompare(QString(), nullptr), -1);
+}
+
+void TestStringUtilities::sortKeysOrderLikeCompare()
+{
+    const QStringList names = {
+        u"file10"_s, u"File2"_s, u"file2"_s, u"ｆｉｌｅ２"_s, u"FILE2"_s, u"file02"_s, u"file1"_s,
+        u"file 2"_s, u" file2"_s, u"  file2"_s, u""_s, u"résumé"_s, u"resume"_s, u"Résumé"_s,
+        u"resumf"_s, u"e\u0301"_s, u"\u00e9"_s, u"E"_s, u"e"_s, u"ｅ"_s, u"abc"_s, u"ABC"_s,
+        u"Abc"_s, u"ａｂｃ"_s, u"abc10def"_s, u"abc9def"_s, u"abc9Def"_s, u"9"_s, u"10"_s, u"０9"_s,
+        u"ö"_s, u"o"_s, u"z"_s, u"ガ"_s, u"ｶﾞ"_s, u"カ"_s, u"a\u3000b"_s, u"a b"_s, u"a\u200bb"_s,
+        u"ab"_s, u"_x"_s, u"x.jpg"_s, u"x.JPG"_s};
+    QStringList byCompare = names;
+    std::sort(byCompare.begin(), byCompare.end(), [](const QString &a, const QString &b) {
+        return TQStringUtilities::finderStyleCompare(a, b) < 0;
+    });
+    for (qsizetype i = 1; i < byCompare.size(); ++i)
+        QCOMPARE(TQStringUtilities::finderStyleCompare(byCompare.at(i - 1), byCompare.at(i)), -1);
+
+    std::vector<TQStringUtilities::FinderStyleSortKey> keys;
+    for (const QString &name : names)
+        keys.push_back(TQStringUtilities::finderStyleSortKey(name));
+    std::sort(keys.begin(), keys.end());
+    QStringList byKey;
+    for (const auto &key : keys)
+        byKey.append(key.string());
+    QCOMPARE(byKey, byCompare);
+}
+
+void TestStringUtilities::isInDirectory_data()
+{
+    QTest::addColumn<QString>("self");
+    QTest::addColumn<QString>("directory");
+    QTest::addColumn<bool>("expected");
+
+    QTest::newRow("a file is in its folder named with a trailing separator") << u"/x/y/z.jpg"_s << u"/x/y/"_s << true;
+    QTest::newRow("a dot component of the folder is removed") << u"/x/y/z.jpg"_s << u"/x/./y"_s << true;
+    QTest::newRow("a file in a subfolder is not directly in the folder") << u"/x/y/w/z.jpg"_s << u"/x/y"_s << false;
+    QTest::newRow("a folder is not in itself") << u"/x/y"_s << u"/x/y"_s << false;
+    QTest::newRow("a trailing separator does not make a component") << u"/x/y/w/"_s << u"/x/y"_s << true;
+    QTest::newRow("a dot-dot component of the file is resolved") << u"/x/w/../y/z.jpg"_s << u"/x/y"_s << true;
+    QTest::newRow("a dot-dot component of the folder is resolved") << u"/x/y/z.jpg"_s << u"/x/y/w/.."_s << true;
+    QTest::newRow("a similar folder name is another folder") << u"/x/yz/a.jpg"_s << u"/x/y"_s << false;
+    QTest::newRow("a tilde in the folder is the home folder") << QDir::homePath() + u"/a.jpg"_s << u"~"_s << true;
+    QTest::newRow("a tilde in the file is the home folder") << u"~/Pictures/a.jpg"_s << QDir::homePath() + u"/Pictures"_s << true;
+    QTest::newRow("a top-level entry is in the root") << u"/etc"_s << u"/"_s << true;
+}
+
+void TestStringUtilities::isInDirectory()
+{
+    QFETCH(QString, self);
+    QFETCH(QString, directory);
+    QFETCH(bool, expected);
+    QCOMPARE(TQStringUtilities::isInDirectory(self, directory), expected);
+}
+
+void TestStringUtilities::isInSubdirectoryOfDirectory_data()
+{
+    QTest::addColumn<QString>("self");
+    QTest::addColumn<QString>("directory");
+    QTest::addColumn<bool>("expected");
+
+    QTest::newRow("a file deep inside is inside") << u"/x/y/w/z.jpg"_s << u"/x/y"_s << true;
+    QTest::newRow("a folder is inside itself") << u"/x/y"_s << u"/x/y"_s << true;
+    QTest::newRow("a name that merely begins like the folder is inside") << u"/x/yz/a"_s << u"/x/y"_s << true;
+    QTest::newRow("the parent is not inside") << u"/x"_s << u"/x/y"_s << false;
+    QTest::newRow("paths are not standardised") << u"/x/y/z.jpg"_s << u"/x/./y"_s << false;
+    QTest::newRow("case matters") << u"/X/y/z.jpg"_s << u"/x/y"_s << false;
+    QTest::newRow("the empty folder contains nothing") << u"/x/y"_s << u""_s << false;
+}
+
+void TestStringUtilities::isInSubdirectoryOfDirectory()
+{
+    QFETCH(QString, self);
+    QFETCH(QString, directory);
+    QFETCH(bool, expected);
+    QCOMPARE(TQStringUtilities::isInSubdirectoryOfDirectory(self, directory), expected);
+}
+
+void TestStringUtilities::keyStrings_data()
+{
+    QTest::addColumn<KeyStringFunction>("function");
+    QTest::addColumn<int>("code");
+
+    using namespace TQStringUtilities;
+    QTest::newRow("tab is the tab character") << &tabString << 0x0009;
+    QTest::newRow("escape is the escape character") << &escapeKeyString << 0x001B;
+    QTest::newRow("right arrow is F703") << &rightKeyString << 0xF703;
+    QTest::newRow("left arrow is F702") << &leftKeyString << 0xF702;
+    QTest::newRow("up arrow is F700") << &upKeyString << 0xF700;
+    QTest::newRow("down arrow is F701") << &downKeyString << 0xF701;
+    QTest::newRow("backspace is ASCII backspace, not DEL") << &backspaceKeyString << 0x0008;
+    QTest::newRow("page down is F72D") << &pageDownKeyString << 0xF72D;
+    QTest::newRow("page up is F72C") << &pageUpKeyString << 0xF72C;
+    QTest::newRow("home is F729") << &homeKeyString << 0xF729;
+    QTest::newRow("end is F72B") << &endKeyString << 0xF72B;
+    QTest::newRow("forward delete is F728") << &forwardDeleteKeyString << 0xF728;
+    QTest::newRow("F1 is F704") << &f1KeyString << 0xF704;
+    QTest::newRow("F2 is F705") << &f2KeyString << 0xF705;
+    QTest::newRow("F3 is F706") << &f3KeyString << 0xF706;
+    QTest::newRow("F4 is F707") << &f4KeyString << 0xF707;
+}
+
+void TestStringUtilities::keyStrings()
+{
+    QFETCH(KeyStringFunction, function);
+    QFETCH(int, code);
+    const QString &first = function();
+    QCOMPARE(first.size(), 1);
+    QCOMPARE(int(first.at(0).unicode()), code);
+    QCOMPARE(function().constData(), first.constData());
+}
+
+QTEST_GUILESS_MAIN(TestStringUtilities)
+#include "tst_stringutilities.moc"
