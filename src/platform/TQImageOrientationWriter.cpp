@@ -1,5 +1,6 @@
 #include "TQImageOrientationWriter.h"
 
+#include "TQExiv2_p.h"
 #include "TQPlatformLogging.h"
 
 #include <QByteArray>
@@ -12,7 +13,6 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
-#include <mutex>
 #include <new>
 #include <set>
 #include <string>
@@ -614,48 +614,13 @@ void patchInPlace(int fd, const Layout &layout, int orientation, const QString &
     writeAll(fd, bytes, 4, layout.pngChunk + 8 + layout.pngChunkLength, path);
 }
 
-// exiv2 reads past what it can't parse, says so in an error line, and leaves it out when it
-// writes the file again. Counting those lines (they come on the reading thread) lets a
-// rewrite be refused rather than quietly dropping tags.
-thread_local int exiv2Complaints = 0;
-
-void logFromExiv2(int level, const char *message)
-{
-    if (level >= Exiv2::LogMsg::error)
-        ++exiv2Complaints;
-    QByteArray text(message ? message : "");
-    while (text.endsWith('\n'))
-        text.chop(1);
-    qCDebug(lcPlatform, "exiv2 %s: %s", level >= Exiv2::LogMsg::error ? "error" : "warning",
-            text.constData());
-}
-
-void xmpLock(void *mutex, bool lock)
-{
-    auto *m = static_cast<std::recursive_mutex *>(mutex);
-    lock ? m->lock() : m->unlock();
-}
-
-// exiv2 prints to stderr unless told otherwise, and its XMP toolkit is only thread-safe
-// when initialised once, up front, with a lock.
-void prepareExiv2()
-{
-    static std::once_flag once;
-    std::call_once(once, [] {
-        Exiv2::LogMsg::setLevel(Exiv2::LogMsg::warn);
-        Exiv2::LogMsg::setHandler(logFromExiv2);
-        static std::recursive_mutex xmpMutex;
-        Exiv2::XmpParser::initialize(xmpLock, &xmpMutex);
-    });
-}
-
 // The whole file as exiv2 writes it with the tag added (or retyped), or an empty array when
 // exiv2 finds the file already stating `orientation` in a form we didn't patch. exiv2 works
 // in memory only: the file system sees nothing but our own writes, whose errors we can tell
 // apart (exiv2 doesn't report a short write at all).
 QByteArray rewriteWithExiv2(const QByteArray &file, int orientation, const QString &path)
 {
-    prepareExiv2();
+    TQExiv2::prepare();
     const Exiv2::ExifKey key("Exif.Image.Orientation");
     const auto stated = [&key](Exiv2::ExifData &exif) -> long {
         const auto it = exif.findKey(key);
@@ -669,9 +634,9 @@ QByteArray rewriteWithExiv2(const QByteArray &file, int orientation, const QStri
         auto image = Exiv2::ImageFactory::open(bytes(file), long(file.size()));
         if (!image.get())
             refuse(Result::UnsupportedFormat, u"exiv2 doesn't know the format of "_s + quoted(path));
-        exiv2Complaints = 0;
+        TQExiv2::complaints() = 0;
         image->readMetadata();
-        if (exiv2Complaints > 0)
+        if (TQExiv2::complaints() > 0)
             refuse(Result::Corrupt, u"exiv2 can't read all of "_s + quoted(path)
                                             + u" and would drop the rest in a rewrite"_s);
         if (stated(image->exifData()) == orientation)
@@ -930,7 +895,7 @@ Result writeOrientation(const QString &path, int orientation, QString *error)
 
 int readOrientation(const QString &path)
 {
-    prepareExiv2();
+    TQExiv2::prepare();
     try {
         auto image = Exiv2::ImageFactory::open(QFile::encodeName(path).toStdString());
         if (!image.get())

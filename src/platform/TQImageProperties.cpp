@@ -1,5 +1,6 @@
 #include "TQImageProperties.h"
 
+#include "TQExiv2_p.h"
 #include "TQPlatformLogging.h"
 
 #include <QByteArray>
@@ -15,7 +16,6 @@
 #include <cmath>
 #include <exception>
 #include <map>
-#include <mutex>
 #include <new>
 #include <stdexcept>
 
@@ -90,36 +90,7 @@ private:
 };
 
 // ---------------------------------------------------------------------------------------------
-// exiv2: its messages go to our category, and its XMP toolkit is initialised once with a lock.
-// The orientation writer installs a handler of its own that also counts complaints; whichever
-// of us comes first, the other leaves an installed handler alone.
-
-void logFromExiv2(int level, const char *message)
-{
-    QByteArray text(message ? message : "");
-    while (text.endsWith('\n'))
-        text.chop(1);
-    qCDebug(lcPlatform, "exiv2 %s: %s", level >= Exiv2::LogMsg::error ? "error" : "warning", text.constData());
-}
-
-void xmpLock(void *mutex, bool lock)
-{
-    auto *m = static_cast<std::recursive_mutex *>(mutex);
-    lock ? m->lock() : m->unlock();
-}
-
-void prepareExiv2()
-{
-    static std::once_flag once;
-    std::call_once(once, [] {
-        if (Exiv2::LogMsg::handler() == Exiv2::LogMsg::defaultHandler) {
-            Exiv2::LogMsg::setLevel(Exiv2::LogMsg::warn);
-            Exiv2::LogMsg::setHandler(logFromExiv2);
-        }
-        static std::recursive_mutex xmpMutex;
-        Exiv2::XmpParser::initialize(xmpLock, &xmpMutex);
-    });
-}
+// exiv2 is set up once for the whole platform layer (TQExiv2::prepare).
 
 // Runs one step of reading; a failure loses only what that step would have added.
 template<typename Step>
@@ -1059,15 +1030,15 @@ QVariantMap read(const QString &path, const QString &typeHint)
     QVariantMap props;
     switch (format) {
     case Format::Jpeg:
-        prepareExiv2();
+        TQExiv2::prepare();
         readJpeg(file, path, props);
         break;
     case Format::Png:
-        prepareExiv2();
+        TQExiv2::prepare();
         readPng(file, path, props);
         break;
     case Format::WebP:
-        prepareExiv2();
+        TQExiv2::prepare();
         readWebP(file, path, props);
         break;
     case Format::Gif:
@@ -1077,12 +1048,12 @@ QVariantMap read(const QString &path, const QString &typeHint)
         readBmp(file, props);
         break;
     case Format::Heif:
-        prepareExiv2();
+        TQExiv2::prepare();
         readHeif(path, props);
         break;
     case Format::Tiff:
     case Format::Raw:
-        prepareExiv2();
+        TQExiv2::prepare();
         readWithExiv2(path, format == Format::Tiff, props);
         break;
     case Format::Unknown:

@@ -1,0 +1,51 @@
+#include "TQExiv2_p.h"
+
+#include "TQPlatformLogging.h"
+
+#include <QByteArray>
+
+#include <exiv2/exiv2.hpp>
+
+#include <mutex>
+
+namespace {
+
+thread_local int complaintsOnThisThread = 0;
+
+void logFromExiv2(int level, const char *message)
+{
+    if (level >= Exiv2::LogMsg::error)
+        ++complaintsOnThisThread;
+    QByteArray text(message ? message : "");
+    while (text.endsWith('\n'))
+        text.chop(1);
+    qCDebug(lcPlatform, "exiv2 %s: %s", level >= Exiv2::LogMsg::error ? "error" : "warning", text.constData());
+}
+
+void xmpLock(void *mutex, bool lock)
+{
+    auto *m = static_cast<std::recursive_mutex *>(mutex);
+    lock ? m->lock() : m->unlock();
+}
+
+} // namespace
+
+namespace TQExiv2 {
+
+void prepare()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        Exiv2::LogMsg::setLevel(Exiv2::LogMsg::warn);
+        Exiv2::LogMsg::setHandler(logFromExiv2);
+        static std::recursive_mutex xmpMutex;
+        Exiv2::XmpParser::initialize(xmpLock, &xmpMutex);
+    });
+}
+
+int &complaints()
+{
+    return complaintsOnThisThread;
+}
+
+} // namespace TQExiv2

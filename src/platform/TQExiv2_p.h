@@ -1,0 +1,15 @@
+#pragma once
+
+// What every user of exiv2 in the platform layer sets up the same way.
+namespace TQExiv2 {
+
+// Once per process: exiv2's messages go to "tqkit.platform" at debug level instead of stderr,
+// and its XMP toolkit is initialised with a lock, which it needs to be used from many threads.
+void prepare();
+
+// The error lines exiv2 logged on the calling thread since the caller last set this to 0.
+// exiv2 reads past what it cannot parse and then leaves it out of a rewrite; counting its
+// complaints lets a rewrite be refused instead of quietly dropping tags.
+int &complaints();
+
+} // namespace TQExiv2
