@@ -96,18 +96,26 @@ QStringList requestedKeys(const QStringList &values, QString *error)
     return keys;
 }
 
+// The item for a path named on the command line; reports why there is none and marks the run failed.
+TQFileRef fileItem(const QString &path, int *status)
+{
+    const TQInfo::Lookup found = TQInfo::lookUp(path);
+    const TQFileRef file = TQFile::fromItem(found.item);
+    if (!file) {
+        reportError(path + QStringLiteral(": ") + found.error);
+        *status = Failure;
+    }
+    return file;
+}
+
 // --set-orientation and --rotate: one line on stderr for each file that was not written.
 int writeOrientations(const QStringList &paths, int value, bool rotate)
 {
     int status = Success;
     for (const QString &path : paths) {
-        const TQInfo::Lookup found = TQInfo::lookUp(path);
-        const TQFileRef file = TQFile::fromItem(found.item);
-        if (!file) {
-            reportError(path + QStringLiteral(": ") + found.error);
-            status = Failure;
+        const TQFileRef file = fileItem(path, &status);
+        if (!file)
             continue;
-        }
         const int orientation = rotate ? TQChangeRotationByDegrees(file->storedImageOrientation(), value) : value;
         QString reason;
         if (!file->setImageOrientation(orientation, &reason)) {
@@ -123,13 +131,9 @@ int printProperties(const QStringList &paths)
 {
     int status = Success;
     for (const QString &path : paths) {
-        const TQInfo::Lookup found = TQInfo::lookUp(path);
-        const TQFileRef file = TQFile::fromItem(found.item);
-        if (!file) {
-            reportError(path + QStringLiteral(": ") + found.error);
-            status = Failure;
+        const TQFileRef file = fileItem(path, &status);
+        if (!file)
             continue;
-        }
         const QVariantMap properties = file->imageProperties();
         TQInfo::Row row{file->path(), {properties.isEmpty() ? QVariant() : QVariant(properties)}};
         write(stdout, TQInfo::jsonLine({QStringLiteral("properties")}, row) + '\n');
