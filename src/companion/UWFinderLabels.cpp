@@ -1,7 +1,13 @@
 #include "UWFinderLabels.h"
 
+#include "UWFinderLabels_p.h"
+
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QFile>
+#include <QMutex>
+#include <QSettings>
+#include <QVariantMap>
 #include <QtEndian>
 
 #include <sys/xattr.h>
@@ -60,9 +66,72 @@ QByteArray finderInfoFromAppleDouble(const QByteArray &record)
     return {};
 }
 
+constexpr const char *noLabelName = QT_TRANSLATE_NOOP("UWStorageKit", "No Label");
+constexpr qint64 preferencesMaxAgeMs = 15'000;
+
+// The user's label names: a copy of the preference domain and the time it was taken. The
+// time is a key of the copy, like the domain's own values, and is absent while the domain
+// holds nothing (so an empty domain is read again on the next call).
+struct LabelNames
+{
+    QMutex lock;
+    QVariantMap preferences;
+    QStringList defaults;
+    qint64 (*now)() = [] { return QDateTime::currentMSecsSinceEpoch(); };
+};
+
+LabelNames &labelNames()
+{
+    static LabelNames names;
+    return names;
+}
+
+const QString prefsDateKey = QStringLiteral("PrefsDate");
+
+void refreshPreferences(LabelNames &names)
+{
+    const qint64 now = names.now();
+    const QVariant taken = names.preferences.value(prefsDateKey);
+    if (taken.isValid() && now - taken.toLongLong() <= preferencesMaxAgeMs)
+        return;
+    QSettings domain(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("com.apple.Labels"));
+    QVariantMap copy;
+    for (const QString &key : domain.allKeys())
+        copy.insert(key, domain.value(key));
+    if (!copy.isEmpty())
+        copy.insert(prefsDateKey, now);
+    names.preferences = std::move(copy);
+}
+
 } // namespace
 
+void UWFinderLabels_setClockForTesting(qint64 (*now)())
+{
+    LabelNames &names = labelNames();
+    QMutexLocker locker(&names.lock);
+    names.now = now ? now : [] { return QDateTime::currentMSecsSinceEpoch(); };
+    names.preferences.clear();
+}
+
 namespace UWFinderLabels {
+
+QString nameForLabel(int index)
+{
+    if (index < 0 || index >= int(englishNames.size()))
+        return {};
+    LabelNames &names = labelNames();
+    QMutexLocker locker(&names.lock);
+    refreshPreferences(names);
+    if (names.defaults.isEmpty()) {
+        names.defaults.append(QCoreApplication::translate("UWStorageKit", noLabelName));
+        for (int i = 1; i < int(englishNames.size()); ++i)
+            names.defaults.append(defaultName(i));
+    }
+    const QVariant userName = names.preferences.value(QStringLiteral("Label_Name_%1").arg(index));
+    if (userName.typeId() == QMetaType::QString)
+        return userName.toString();
+    return names.defaults.at(index);
+}
 
 QStringList defaultNames()
 {

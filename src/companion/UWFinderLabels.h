@@ -27,7 +27,12 @@
     \endlist
     Anything missing, short or malformed counts as no label.
 
-    All functions are reentrant and may be called from any thread.
+    The names a user gave the labels are kept in the preference domain "com.apple.Labels"
+    (QSettings, organisation "com.apple.Labels": \c ~/.config/com.apple.Labels.conf), under
+    the keys "Label_Name_0" to "Label_Name_7".
+
+    All functions may be called from any thread; nameForLabel() serialises its cache with a
+    mutex, the others are reentrant.
 */
 namespace UWFinderLabels {
 
@@ -35,6 +40,16 @@ namespace UWFinderLabels {
 TQKIT_EXPORT QStringList defaultNames();
 //! The translated default name of label \a index; empty outside 1..7.
 TQKIT_EXPORT QString defaultName(int index);
+/*!
+    The name of label \a index (0..7): the user's name for it from the preference domain
+    "com.apple.Labels" when that is a string, else the translated default ("No Label",
+    "Gray", ... "Orange"). A null string for an index outside 0..7.
+
+    The domain is read at most once every 15 seconds however often names are asked for, so a
+    renamed label shows within 15 seconds; a domain that does not exist (or holds nothing) is
+    read again on every call. Default names are translated once, on the first call.
+*/
+TQKIT_EXPORT QString nameForLabel(int index);
 //! The label of the file at \a path (a link itself, not its target), 0..7.
 TQKIT_EXPORT int labelForPath(const QString &path);
 //! The label a FinderInfo record's colour bits give; 0 for a record shorter than 32 bytes.

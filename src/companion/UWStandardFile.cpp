@@ -778,7 +778,8 @@ int UWStandardFile::finderLabel() const
 
 QString UWStandardFile::finderLabelTitle() const
 {
-    return UWFinderLabels::defaultName(finderLabel());
+    const int label = finderLabel();
+    return label == 0 ? QString() : UWFinderLabels::nameForLabel(label);
 }
 
 // ---- Change notification -------------------------------------------------------------------

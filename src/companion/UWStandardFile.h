@@ -199,7 +199,8 @@ public:
         the colour bits of a Mac FinderInfo record kept by macOS, Samba or Netatalk.
     */
     int finderLabel() const;
-    //! The name of finderLabel() ("Red"); empty for no label.
+    //! The name of finderLabel(), the user's own where one is set (UWFinderLabels::nameForLabel());
+    //! empty for no label.
     QString finderLabelTitle() const;
 
     /*!

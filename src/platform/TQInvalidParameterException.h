@@ -1,0 +1,36 @@
+#pragma once
+
+#include "tqkit_export.h"
+
+#include <QString>
+
+#include <exception>
+#include <string>
+
+/*!
+    \class TQInvalidParameterException
+    \brief Thrown when a caller breaks a precondition of the library: a programming error,
+    not a condition of the files or of the user's data.
+
+    what() reads "Invalid parameter not satisfying: " followed by the condition that failed
+    ("NULL != context"); file() and line() name the place that checked it. Functions that
+    can throw it say so, with the condition, in their documentation.
+*/
+class TQKIT_EXPORT TQInvalidParameterException : public std::exception
+{
+public:
+    TQInvalidParameterException(const QString &condition, const char *file, int line);
+    ~TQInvalidParameterException() override;
+
+    const char *what() const noexcept override;
+    //! The condition that did not hold, as written at the check.
+    QString condition() const;
+    const char *file() const noexcept { return m_file; }
+    int line() const noexcept { return m_line; }
+
+private:
+    QString m_condition;
+    std::string m_what;
+    const char *m_file;
+    int m_line;
+};
