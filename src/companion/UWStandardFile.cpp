@@ -915,6 +915,13 @@ const std::array keyGetters = {
 
 } // namespace
 
+// Key paths through rows that hold items ("file.displayName") pass through this type.
+static void registerFileReferences()
+{
+    TQKeyValueCoding::registerReferenceType<UWStandardFile>();
+}
+Q_CONSTRUCTOR_FUNCTION(registerFileReferences)
+
 QVariant UWStandardFile::valueForKey(QStringView key) const
 {
     // Sorting asks for the date added under this name.

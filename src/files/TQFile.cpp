@@ -8,10 +8,15 @@
 #include "TQImageOrientationWriter.h"
 #include "TQTypeRegistry.h"
 #include "TQUtilityFunctions.h"
+#include "TQInvalidParameterException.h"
+#include "UWFileLoadOperation.h"
 #include "UWFileManager.h"
 
+#include <QLocale>
 #include <QMutex>
 #include <QMutexLocker>
+#include <QRandomGenerator>
+#include <QSet>
 
 #include <array>
 #include <optional>
@@ -39,6 +44,8 @@ struct TQFileFactory
 static void installFileFactory()
 {
     UWFileManager::setFileFactory(&TQFileFactory::make);
+    // Rows may hold items under either pointer type; key paths pass through both.
+    TQKeyValueCoding::registerReferenceType<TQFile>();
 }
 Q_CONSTRUCTOR_FUNCTION(installFileFactory)
 
@@ -80,6 +87,15 @@ struct TQFile::Caches
 
     mutable QMutex marksLock;
     QVariantMap marks; // guarded by marksLock
+
+    // The name's sort key, made when the item is first sorted by name; valid while the name
+    // and the default locale are the ones it was made for.
+    struct NameKey
+    {
+        TQStringUtilities::FinderStyleSortKey key;
+        QLocale locale;
+    };
+    std::optional<NameKey> nameKey;
 };
 
 TQMarkableItemProtocol::~TQMarkableItemProtocol() = default;
@@ -501,6 +517,213 @@ void TQFile::_resetImageProperties()
         didChangeValueForKey(*key);
 }
 
+// ---- Sorting and filtering -----------------------------------------------------------------
+
+namespace {
+
+enum class Order { Natural, Name };
+
+struct SortColumn
+{
+    int type;
+    QStringView key;
+    Order order;
+};
+
+constexpr std::array sortColumns = {
+    SortColumn{1, u"fileSize", Order::Natural},
+    SortColumn{3, u"kindString", Order::Name},
+    SortColumn{4, u"megapixels", Order::Natural},
+    SortColumn{5, u"imageDepthString", Order::Name},
+    SortColumn{6, u"modificationDate", Order::Natural},
+    SortColumn{8, u"ICCProfileString", Order::Name},
+    SortColumn{9, u"creationDate", Order::Natural},
+    SortColumn{13, u"finderLabelSortValue", Order::Name},
+    SortColumn{14, u"dimensionsHeight", Order::Natural},
+    SortColumn{15, u"dimensionsWidth", Order::Natural},
+    SortColumn{16, u"EXIFDate", Order::Natural},
+    SortColumn{17, u"generalOrientation", Order::Natural},
+    SortColumn{18, u"exposureTime", Order::Natural},
+    SortColumn{19, u"fNumber", Order::Natural},
+    SortColumn{20, u"ISO", Order::Natural},
+    SortColumn{21, u"focalLength", Order::Natural},
+    SortColumn{22, u"cameraModelString", Order::Name},
+    SortColumn{23, u"addedDate", Order::Natural},
+};
+
+constexpr int foldersFirst = 10;
+constexpr int foldersLast = 11;
+constexpr int randomOrder = 7;
+
+// Never "same": the lowest bit of a random number picks before or after.
+int randomComparison(const QVariant &, const QVariant &)
+{
+    return int(QRandomGenerator::global()->generate() & 1) * 2 - 1;
+}
+
+} // namespace
+
+QList<TQSortDescriptor> TQFile::sortDescriptorsForSortType(int sortType, int folderPriority, bool ascending,
+                                                           const QString &itemKeyPath)
+{
+    const auto path = [&itemKeyPath](QStringView key) {
+        return itemKeyPath.isEmpty() ? key.toString() : QStringLiteral("%1.%2").arg(itemKeyPath, key);
+    };
+    QList<TQSortDescriptor> descriptors;
+    descriptors.reserve(10);
+    const TQSortDescriptor name(path(u"displayName"), ascending, TQSortDescriptor::Comparison::NameOrder);
+    if (folderPriority == foldersFirst || folderPriority == foldersLast)
+        descriptors.append(TQSortDescriptor(path(u"isDirectory"), folderPriority == foldersLast));
+    if (sortType == randomOrder) {
+        descriptors.append(TQSortDescriptor(path(u"displayName"), ascending, &randomComparison));
+    } else {
+        for (const SortColumn &column : sortColumns) {
+            if (column.type == sortType) {
+                descriptors.append(TQSortDescriptor(path(column.key), ascending,
+                                                    column.order == Order::Name ? TQSortDescriptor::Comparison::NameOrder
+                                                                                : TQSortDescriptor::Comparison::Natural));
+                break;
+            }
+        }
+    }
+    descriptors.append(name);
+    return descriptors;
+}
+
+std::optional<TQPredicate> TQFile::filterPredicateForFilterType(int filterType, bool excludeFolders,
+                                                                const QString &itemKeyPath)
+{
+    struct Filter
+    {
+        const char16_t *format;
+        std::initializer_list<QStringView> keys;
+    };
+    static const std::array<Filter, 8> filters = {{
+        {u"%K == NO", {u"isInvisible"}},
+        {u"TRUEPREDICATE", {}},
+        {u"(%K == NO) && (%K == YES)", {u"isInvisible", u"isImage"}},
+        {u"(%K == NO) && (%K == YES)", {u"isInvisible", u"isMedia"}},
+        {u"(%K == NO) && ((%K == YES) || (%K == YES))", {u"isInvisible", u"isImage", u"isDirectory"}},
+        {u"(%K == NO) && ((%K == YES) || (%K == YES))", {u"isInvisible", u"isMedia", u"isDirectory"}},
+        {u"(%K == NO) && (%K == YES)", {u"isInvisible", u"isDirectory"}},
+        {u"(%K == NO) && (%K == NO)", {u"isInvisible", u"isDirectory"}},
+    }};
+    const auto path = [&itemKeyPath](QStringView key) {
+        return itemKeyPath.isEmpty() ? key.toString() : QStringLiteral("%1.%2").arg(itemKeyPath, key);
+    };
+    std::optional<TQPredicate> predicate;
+    if (filterType >= 0 && filterType < int(filters.size())) {
+        QStringList keys;
+        for (QStringView key : filters[size_t(filterType)].keys)
+            keys.append(path(key));
+        predicate = TQPredicate::predicateWithFormat(QString::fromUtf16(filters[size_t(filterType)].format), keys);
+    }
+    // Folders only: the folders stay whatever the flag says.
+    if (filterType == 6 || !excludeFolders)
+        return predicate;
+    if (!predicate)
+        throw TQInvalidParameterException(QStringLiteral("nil != predicate"), __FILE__, __LINE__);
+    return TQPredicate::andPredicateWithSubpredicates(
+        {*predicate, *TQPredicate::predicateWithFormat(QStringLiteral("%K == NO"), {path(u"isDirectory")})});
+}
+
+bool TQFile::automaticallyNotifiesObserversForKey(QStringView key)
+{
+    static const QSet<QStringView> announcedByHand = {
+        u"fileSizeString", u"fileSize", u"accessDateString", u"modificationDateString",
+        u"creationDateString", u"dateAddedString", u"creationDate", u"isImage", u"isMovie",
+        u"isText", u"isMusic", u"isMedia", u"isPreviewable", u"isInTrash", u"imageProperties",
+        u"orientation", u"EXIFDateString", u"dimensionsWidth", u"megapixels", u"ISO",
+        u"exposureTime", u"fNumber", u"generalOrientation", u"focalLength", u"trueDimensions",
+        u"dimensions", u"dimensionsString", u"megapixelString", u"imageDepthString",
+        u"ICCProfileString", u"ISOString", u"exposureTimeString", u"fNumberString",
+        u"resolutionString", u"generalOrientationString", u"focalLengthString",
+        u"cameraModelString", u"EXIFDate"};
+    if (announcedByHand.contains(key))
+        return false;
+    return UWStandardFile::automaticallyNotifiesObserversForKey(key);
+}
+
+QVariant TQFile::comparisonValueForType(int sortType) const
+{
+    switch (sortType) {
+    case randomOrder:
+        return QVariant(QRandomGenerator::global()->generate());
+    case 23:
+        return valueForKey(u"dateAdded");
+    default:
+        for (const SortColumn &column : sortColumns) {
+            if (column.type == sortType)
+                return valueForKey(column.key);
+        }
+        return QVariant(displayName());
+    }
+}
+
+QString TQFile::finderLabelSortValue() const
+{
+    if (finderLabel() == 0)
+        return QStringLiteral("");
+    return finderLabelTitle();
+}
+
+std::optional<TQStringUtilities::FinderStyleSortKey> TQFile::nameSortKeyForKey(QStringView key) const
+{
+    if (key != u"displayName")
+        return std::nullopt;
+    const QString name = displayName();
+    const QLocale locale;
+    if (!d->nameKey || d->nameKey->key.string() != name || !(d->nameKey->locale == locale))
+        d->nameKey.emplace(Caches::NameKey{TQStringUtilities::finderStyleSortKey(name), locale});
+    return d->nameKey->key;
+}
+
+// ---- Counting ------------------------------------------------------------------------------
+
+bool TQFile::countOfFiles(uint *files, uint *folders, uint *total, const TQPredicate *fileFilter,
+                          const TQPredicate *directoryFilter) const
+{
+    if (!isDirectory())
+        return false;
+    std::shared_ptr<UWFileSubscription> subscription;
+    if (UWFileManager *manager = UWFileManager::sharedFileManager())
+        subscription = manager->subscriptionForFile(resolvedFileItem());
+    return countOfFiles(files, folders, total, subscription.get(), fileFilter, directoryFilter);
+}
+
+bool TQFile::countOfFiles(uint *files, uint *folders, uint *total, UWFileSubscription *subscription,
+                          const TQPredicate *fileFilter, const TQPredicate *directoryFilter) const
+{
+    if (!files && !folders && !total)
+        return true;
+    QList<UWStandardFileRef> listing;
+    if (subscription) {
+        subscription->loadImmediately();
+        listing = subscription->files();
+    } else if (const UWStandardFileRef folder = resolvedFileItem()) {
+        UWFileLoadOperation load;
+        load.addObjectToQueue(folder);
+        load.main();
+        listing = load.results();
+    }
+    uint fileCount = 0, folderCount = 0;
+    for (const UWStandardFileRef &item : listing) {
+        if (item->isDirectory()) {
+            if (!directoryFilter || directoryFilter->evaluateWithObject(item))
+                ++folderCount;
+        } else if (!fileFilter || fileFilter->evaluateWithObject(item)) {
+            ++fileCount;
+        }
+    }
+    if (files)
+        *files = fileCount;
+    if (folders)
+        *folders = folderCount;
+    if (total)
+        *total = fileCount + folderCount;
+    return true;
+}
+
 // ---- Marks ---------------------------------------------------------------------------------
 
 QVariantMap TQFile::marks() const
@@ -605,6 +828,7 @@ QVariant itemValue(const TQFileRef &item)
 }
 
 const std::array fileKeyGetters = {
+    KeyGetter{u"finderLabelSortValue", [](const TQFile &f) { return QVariant(f.finderLabelSortValue()); }},
     KeyGetter{u"fileSize", [](const TQFile &f) { return QVariant(f.fileSize()); }},
     KeyGetter{u"fileSizeString", [](const TQFile &f) { return QVariant(f.fileSizeString()); }},
     KeyGetter{u"modificationDateString", [](const TQFile &f) { return QVariant(f.modificationDateString()); }},

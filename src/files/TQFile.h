@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TQPredicate.h"
+#include "TQSortDescriptor.h"
 #include "UWStandardFile.h"
 #include "tqkit_export.h"
 
@@ -11,6 +13,7 @@
 #include <memory>
 
 class TQFile;
+class UWFileSubscription;
 
 //! A file item of the browser, held shared like every item.
 using TQFileRef = std::shared_ptr<TQFile>;
@@ -171,10 +174,91 @@ public:
     int imageOrientation() const;
     void setImageOrientationValue(int orientation);
 
+    /*!
+        \name Sorting and filtering
+        A browser sorts a folder by one of its columns and filters it by a preset; these give
+        the descriptors and predicates for both, by number. The keys they name are keys of
+        the item (valueForKey()); with a non-empty \a itemKeyPath each key becomes
+        "itemKeyPath.key", so the same order and filter work on rows that hold an item under
+        that key path (a map with the item under "file", a bookmark record).
+    */
+    //@{
+    /*!
+        The sort order of column \a sortType: the folder descriptor (folder priority 10:
+        "isDirectory" descending, folders first; 11: ascending, folders last; other values:
+        none), then the column's key in the direction \a ascending, then "displayName" in name
+        order and the same direction to break ties. Name order for the text columns, natural
+        order for numbers and dates:
+
+        0 "displayName" (the name descriptor itself, not repeated), 1 "fileSize",
+        3 "kindString", 4 "megapixels", 5 "imageDepthString", 6 "modificationDate",
+        7 "displayName" by a comparator that answers at random, 8 "ICCProfileString",
+        9 "creationDate", 13 "finderLabelSortValue", 14 "dimensionsHeight",
+        15 "dimensionsWidth", 16 "EXIFDate", 17 "generalOrientation", 18 "exposureTime",
+        19 "fNumber", 20 "ISO", 21 "focalLength", 22 "cameraModelString", 23 "addedDate".
+        Other types (2, 10, 11, 12, 24 and above, negative) sort by name alone.
+    */
+    static QList<TQSortDescriptor> sortDescriptorsForSortType(int sortType, int folderPriority, bool ascending,
+                                                              const QString &itemKeyPath = {});
+    /*!
+        The filter of preset \a filterType:
+        0 "%K == NO" on "isInvisible" (visible items);
+        1 TRUEPREDICATE (everything);
+        2 "(%K == NO) && (%K == YES)" on "isInvisible", "isImage";
+        3 the same on "isInvisible", "isMedia";
+        4 "(%K == NO) && ((%K == YES) || (%K == YES))" on "isInvisible", "isImage", "isDirectory";
+        5 the same on "isInvisible", "isMedia", "isDirectory";
+        6 "(%K == NO) && (%K == YES)" on "isInvisible", "isDirectory" (visible folders);
+        7 "(%K == NO) && (%K == NO)" on "isInvisible", "isDirectory" (visible non-folders);
+        8 and above (and negative): no filter, nullopt.
+        With \a excludeFolders the preset is ANDed with "%K == NO" on "isDirectory", except
+        preset 6, which is returned as it is. Presets without a filter cannot exclude folders:
+        asking for both throws TQInvalidParameterException ("nil != predicate").
+    */
+    static std::optional<TQPredicate> filterPredicateForFilterType(int filterType, bool excludeFolders,
+                                                                   const QString &itemKeyPath = {});
+    /*!
+        False for the 38 keys whose changes the item announces itself (sizes, date texts,
+        kinds, the image values: see _resetImageProperties() and updateForEvent()); the base
+        class's answer for every other key. "dimensionsHeight" is announced automatically.
+    */
+    static bool automaticallyNotifiesObserversForKey(QStringView key);
+    /*!
+        The value the item sorts by under \a sortType (see sortDescriptorsForSortType()),
+        except that type 7 gives a new random 32-bit number on every call and type 23 the
+        "dateAdded" value; unknown types give the display name.
+    */
+    QVariant comparisonValueForType(int sortType) const;
+    //! "" for an item without a label, else the label's name: label columns sort by name.
+    QString finderLabelSortValue() const;
+    //@}
+
+    /*!
+        Counts the entries of this folder (not of its subfolders): folders into \a folders
+        unless \a directoryFilter rejects them, other entries into \a files unless
+        \a fileFilter rejects them, every counted entry into \a total. Each count may be
+        nullptr; with all three null the answer is true at once, without listing. False
+        (nothing written) when the item is not a folder. A folder that cannot be read counts
+        as empty.
+
+        Lists through the shared file manager's subscription of the resolved folder when
+        there is a manager, else with a UWFileLoadOperation; either way on the calling thread,
+        which it blocks for the time of the listing: for a background thread or small folders.
+    */
+    bool countOfFiles(uint *files, uint *folders, uint *total, const TQPredicate *fileFilter = nullptr,
+                      const TQPredicate *directoryFilter = nullptr) const;
+    //! The same with \a subscription's files (loaded now), or, when it is nullptr, with a
+    //! UWFileLoadOperation of the resolved item. Does not ask whether the item is a folder:
+    //! a file lists as empty, counts 0 and answers true.
+    bool countOfFiles(uint *files, uint *folders, uint *total, UWFileSubscription *subscription,
+                      const TQPredicate *fileFilter, const TQPredicate *directoryFilter) const;
+
     QVariantMap marks() const override;
     void setMarks(const QVariantMap &marks) override;
 
     QVariant valueForKey(QStringView key) const override;
+    //! Keeps the sort key of "displayName" until the name or the default locale changes.
+    std::optional<TQStringUtilities::FinderStyleSortKey> nameSortKeyForKey(QStringView key) const override;
     static QStringList keys();
 
     void updateForEvent(const UWFileEvent &event) override;

@@ -1,9 +1,16 @@
 #pragma once
 
 #include "tqkit_export.h"
+#include "TQStringUtilities.h"
 
+#include <QMetaType>
 #include <QStringView>
 #include <QVariant>
+#include <QVariantMap>
+
+#include <memory>
+#include <optional>
+#include <type_traits>
 
 /*!
     \class TQKeyValueCoding
@@ -14,7 +21,13 @@
     "modificationDate", "isInvisible". An object that takes part implements valueForKey().
     A key the object does not know answers a null QVariant.
 
-    Thread-safety is that of the implementing object.
+    A key path ("file.modificationDate") is walked with TQKeyValueSubject: through objects
+    of this interface and through QVariantMaps. For the walk to pass through an object held
+    in a QVariant (a row map holding a file item under "file"), the QVariant's type must be
+    registered with registerReferenceType(); the library registers its file items.
+
+    Thread-safety is that of the implementing object; the registry of reference types is
+    guarded and may be used from any thread.
 */
 class TQKIT_EXPORT TQKeyValueCoding
 {
@@ -24,8 +37,84 @@ public:
     //! The value named \a key; a null QVariant when the key is unknown or the value missing.
     virtual QVariant valueForKey(QStringView key) const = 0;
 
+    /*!
+        The name-order sort key of the text value for \a key, when the object keeps one
+        (sorting by name then makes no collation key for it); by default none. An object
+        that answers must answer the key of exactly the text valueForKey() gives now.
+    */
+    virtual std::optional<TQStringUtilities::FinderStyleSortKey> nameSortKeyForKey(QStringView key) const;
+
+    //! Reads the object out of a QVariant of a registered type; nullptr when it holds none.
+    using Extractor = const TQKeyValueCoding *(*)(const QVariant &value);
+
+    /*!
+        Lets key paths pass through QVariants of \a type: \a extract gives the object held.
+        Registering a type again replaces its extractor.
+    */
+    static void registerReferenceType(QMetaType type, Extractor extract);
+
+    //! The same for QVariants holding a \c std::shared_ptr<T>.
+    template <class T>
+    static void registerReferenceType()
+    {
+        static_assert(std::is_base_of_v<TQKeyValueCoding, T>);
+        registerReferenceType(QMetaType::fromType<std::shared_ptr<T>>(), [](const QVariant &value) {
+            return static_cast<const TQKeyValueCoding *>(
+                static_cast<const std::shared_ptr<T> *>(value.constData())->get());
+        });
+    }
+
+    //! The object \a value holds, if its type is registered; else nullptr. Borrowed: valid
+    //! as long as \a value is.
+    static const TQKeyValueCoding *objectInValue(const QVariant &value);
+
 protected:
     TQKeyValueCoding() = default;
     TQKeyValueCoding(const TQKeyValueCoding &) = default;
     TQKeyValueCoding &operator=(const TQKeyValueCoding &) = default;
+};
+
+/*!
+    \class TQKeyValueSubject
+    \brief Where a key path starts: an object that answers valueForKey(), or a QVariantMap.
+
+    A light, non-owning handle: the object or map it was made from must outlive it. Made
+    implicitly from a pointer or shared pointer to a TQKeyValueCoding object, a QVariantMap,
+    or a QVariant holding either (a null subject otherwise, whose every value is null).
+
+    A key path is a list of keys joined by "."; each key but the last must lead to an object
+    or a map. A missing step gives a null value, never an error.
+*/
+class TQKIT_EXPORT TQKeyValueSubject
+{
+public:
+    TQKeyValueSubject() = default;
+    TQKeyValueSubject(const TQKeyValueCoding *object)
+        : m_object(object)
+    {
+    }
+    template <class T>
+        requires std::is_base_of_v<TQKeyValueCoding, T>
+    TQKeyValueSubject(const std::shared_ptr<T> &object)
+        : m_object(object.get())
+    {
+    }
+    TQKeyValueSubject(const QVariantMap &map)
+        : m_map(&map)
+    {
+    }
+    TQKeyValueSubject(const QVariant &value);
+
+    bool isNull() const { return !m_object && !m_map; }
+    const TQKeyValueCoding *object() const { return m_object; }
+    const QVariantMap *map() const { return m_map; }
+
+    //! The value of the single key \a key.
+    QVariant valueForKey(QStringView key) const;
+    //! The value at the end of \a keyPath ("file.modificationDate").
+    QVariant valueForKeyPath(QStringView keyPath) const;
+
+private:
+    const TQKeyValueCoding *m_object = nullptr;
+    const QVariantMap *m_map = nullptr;
 };

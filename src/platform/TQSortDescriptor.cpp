@@ -1,0 +1,367 @@
+#include "TQSortDescriptor.h"
+
+#include <QDateTime>
+
+#include <cmath>
+#include <vector>
+
+using TQStringUtilities::FinderStyleSortKey;
+
+class TQSortDescriptorData : public QSharedData
+{
+public:
+    QString keyPath;
+    QStringList components;
+    bool ascending = true;
+    TQSortDescriptor::Comparison comparison = TQSortDescriptor::Comparison::Natural;
+    TQSortDescriptor::Comparator comparator;
+};
+
+namespace {
+
+int sign(int value)
+{
+    return (value > 0) - (value < 0);
+}
+
+// The object and key at the end of a key path: name order asks that object for the sort key
+// it keeps. The intermediate values are held so that the object stays alive.
+struct PathEnd
+{
+    TQKeyValueSubject subject;
+    QString key;
+    QVariant holder;
+};
+
+PathEnd walk(const TQKeyValueSubject &start, const QStringList &components)
+{
+    PathEnd end{start, components.constLast(), {}};
+    for (qsizetype i = 0; i + 1 < components.size(); ++i) {
+        end.holder = end.subject.valueForKey(components.at(i));
+        end.subject = TQKeyValueSubject(end.holder);
+        if (end.subject.isNull())
+            break;
+    }
+    return end;
+}
+
+enum Kind : quint8 { Unread, Null, Integer, Real, Key, Other };
+
+union Number {
+    qint64 integer;
+    double real;
+};
+
+// The values of one descriptor, read from each object the first time a comparison needs them.
+class Level
+{
+public:
+    Level(const TQSortDescriptorData &descriptor, const QList<TQKeyValueSubject> &objects)
+        : m_descriptor(descriptor)
+        , m_objects(objects)
+        , m_kinds(size_t(objects.size()), Unread)
+    {
+        if (descriptor.comparison == TQSortDescriptor::Comparison::NameOrder)
+            m_keys.resize(size_t(objects.size()));
+        else if (descriptor.comparison == TQSortDescriptor::Comparison::Natural)
+            m_numbers.resize(size_t(objects.size()));
+    }
+
+    int compare(qsizetype a, qsizetype b)
+    {
+        read(a);
+        read(b);
+        const int order = compareRead(size_t(a), size_t(b));
+        return m_descriptor.ascending ? order : -order;
+    }
+
+private:
+    void read(qsizetype index)
+    {
+        const size_t i = size_t(index);
+        if (m_kinds[i] != Unread)
+            return;
+        const PathEnd end = walk(m_objects.at(index), m_descriptor.components);
+        switch (m_descriptor.comparison) {
+        case TQSortDescriptor::Comparison::NameOrder:
+            if (const TQKeyValueCoding *object = end.subject.object()) {
+                if (auto kept = object->nameSortKeyForKey(end.key)) {
+                    m_keys[i] = std::move(kept);
+                    m_kinds[i] = Key;
+                    return;
+                }
+            }
+            if (const QVariant value = end.subject.valueForKey(end.key); !value.isNull()) {
+                m_keys[i] = TQStringUtilities::finderStyleSortKey(value.toString());
+                m_kinds[i] = Key;
+            } else {
+                m_kinds[i] = Null;
+            }
+            return;
+        case TQSortDescriptor::Comparison::Natural:
+            readNatural(i, end.subject.valueForKey(end.key));
+            return;
+        case TQSortDescriptor::Comparison::Comparator:
+            if (m_others.empty())
+                m_others.resize(m_kinds.size());
+            m_others[i] = end.subject.valueForKey(end.key);
+            m_kinds[i] = Other;
+            return;
+        }
+    }
+
+    void readNatural(size_t i, const QVariant &value)
+    {
+        Number &number = m_numbers[i];
+        switch (value.typeId()) {
+        case QMetaType::UnknownType:
+            m_kinds[i] = Null;
+            return;
+        case QMetaType::Bool:
+        case QMetaType::Char:
+        case QMetaType::SChar:
+        case QMetaType::UChar:
+        case QMetaType::Short:
+        case QMetaType::UShort:
+        case QMetaType::Int:
+        case QMetaType::UInt:
+        case QMetaType::Long:
+        case QMetaType::LongLong:
+            number.integer = value.toLongLong();
+            m_kinds[i] = Integer;
+            return;
+        case QMetaType::ULong:
+        case QMetaType::ULongLong:
+            if (value.toULongLong() <= quint64(std::numeric_limits<qint64>::max())) {
+                number.integer = value.toLongLong();
+                m_kinds[i] = Integer;
+            } else {
+                number.real = value.toDouble();
+                m_kinds[i] = Real;
+            }
+            return;
+        case QMetaType::Float:
+        case QMetaType::Double:
+            number.real = value.toDouble();
+            // A NaN has no place in an order; it sorts with the missing values.
+            m_kinds[i] = std::isnan(number.real) ? Null : Real;
+            return;
+        case QMetaType::QDateTime: {
+            const QDateTime date = value.toDateTime();
+            m_kinds[i] = date.isValid() ? Integer : Null;
+            number.integer = date.isValid() ? date.toMSecsSinceEpoch() : 0;
+            return;
+        }
+        default:
+            if (m_others.empty())
+                m_others.resize(m_kinds.size());
+            m_others[i] = value;
+            m_kinds[i] = Other;
+            return;
+        }
+    }
+
+    int compareRead(size_t a, size_t b) const
+    {
+        const Kind kindA = Kind(m_kinds[a]);
+        const Kind kindB = Kind(m_kinds[b]);
+        if (m_descriptor.comparison == TQSortDescriptor::Comparison::Comparator)
+            return sign(m_descriptor.comparator(m_others[a], m_others[b]));
+        if (kindA == Null || kindB == Null)
+            return int(kindA != Null) - int(kindB != Null);
+        switch (kindA) {
+        case Key:
+            return m_keys[a]->compare(*m_keys[b]);
+        case Integer:
+            if (kindB == Integer)
+                return (m_numbers[a].integer > m_numbers[b].integer) - (m_numbers[a].integer < m_numbers[b].integer);
+            if (kindB == Real)
+                return compareReals(double(m_numbers[a].integer), m_numbers[b].real);
+            break;
+        case Real:
+            if (kindB == Real)
+                return compareReals(m_numbers[a].real, m_numbers[b].real);
+            if (kindB == Integer)
+                return compareReals(m_numbers[a].real, double(m_numbers[b].integer));
+            break;
+        case Other:
+            if (kindB == Other) {
+                const QPartialOrdering order = QVariant::compare(m_others[a], m_others[b]);
+                if (order == QPartialOrdering::Less)
+                    return -1;
+                if (order == QPartialOrdering::Greater)
+                    return 1;
+                return 0;
+            }
+            break;
+        default:
+            break;
+        }
+        // Numbers before other values, whatever they are.
+        return kindA < kindB ? -1 : 1;
+    }
+
+    static int compareReals(double a, double b) { return (a > b) - (a < b); }
+
+    const TQSortDescriptorData &m_descriptor;
+    const QList<TQKeyValueSubject> &m_objects;
+    std::vector<quint8> m_kinds;
+    std::vector<Number> m_numbers;
+    std::vector<std::optional<FinderStyleSortKey>> m_keys;
+    std::vector<QVariant> m_others;
+};
+
+class Order
+{
+public:
+    Order(const QList<TQSortDescriptor> &descriptors, const QList<TQKeyValueSubject> &objects);
+
+    int compare(qsizetype a, qsizetype b)
+    {
+        for (Level &level : m_levels) {
+            if (const int order = level.compare(a, b))
+                return order;
+        }
+        return 0;
+    }
+
+private:
+    std::vector<Level> m_levels;
+};
+
+// A merge sort of the positions: stable, and safe with a comparator whose answers are not
+// consistent (std::stable_sort may then read out of bounds).
+template <class Compare>
+void mergeSort(std::vector<qsizetype> &items, Compare &&compare)
+{
+    constexpr size_t run = 16;
+    const size_t n = items.size();
+    for (size_t start = 0; start < n; start += run) {
+        const size_t end = std::min(n, start + run);
+        for (size_t i = start + 1; i < end; ++i) {
+            const qsizetype item = items[i];
+            size_t j = i;
+            for (; j > start && compare(items[j - 1], item) > 0; --j)
+                items[j] = items[j - 1];
+            items[j] = item;
+        }
+    }
+    std::vector<qsizetype> buffer(n);
+    for (size_t width = run; width < n; width *= 2) {
+        for (size_t left = 0; left < n; left += 2 * width) {
+            const size_t middle = std::min(n, left + width);
+            const size_t right = std::min(n, left + 2 * width);
+            size_t i = left, j = middle, out = left;
+            if (middle == right || compare(items[middle - 1], items[middle]) <= 0) {
+                std::copy(items.begin() + left, items.begin() + right, buffer.begin() + left);
+                continue;
+            }
+            while (i < middle && j < right)
+                buffer[out++] = compare(items[i], items[j]) <= 0 ? items[i++] : items[j++];
+            while (i < middle)
+                buffer[out++] = items[i++];
+            while (j < right)
+                buffer[out++] = items[j++];
+        }
+        items.swap(buffer);
+    }
+}
+
+} // namespace
+
+class TQSortOrder
+{
+public:
+    static const TQSortDescriptorData &data(const TQSortDescriptor &descriptor) { return *descriptor.d; }
+};
+
+Order::Order(const QList<TQSortDescriptor> &descriptors, const QList<TQKeyValueSubject> &objects)
+{
+    m_levels.reserve(size_t(descriptors.size()));
+    for (const TQSortDescriptor &descriptor : descriptors)
+        m_levels.emplace_back(TQSortOrder::data(descriptor), objects);
+}
+
+TQSortDescriptor::TQSortDescriptor(const QString &keyPath, bool ascending, Comparison comparison)
+    : d(new TQSortDescriptorData)
+{
+    d->keyPath = keyPath;
+    d->components = keyPath.split(u'.');
+    d->ascending = ascending;
+    // A comparator-less Comparator descriptor would have nothing to call.
+    d->comparison = comparison == Comparison::Comparator ? Comparison::Natural : comparison;
+}
+
+TQSortDescriptor::TQSortDescriptor(const QString &keyPath, bool ascending, Comparator comparator)
+    : TQSortDescriptor(keyPath, ascending)
+{
+    if (comparator) {
+        d->comparison = Comparison::Comparator;
+        d->comparator = std::move(comparator);
+    }
+}
+
+TQSortDescriptor::TQSortDescriptor(const TQSortDescriptor &other) = default;
+TQSortDescriptor &TQSortDescriptor::operator=(const TQSortDescriptor &other) = default;
+TQSortDescriptor::~TQSortDescriptor() = default;
+
+QString TQSortDescriptor::key() const
+{
+    return d->keyPath;
+}
+
+bool TQSortDescriptor::ascending() const
+{
+    return d->ascending;
+}
+
+TQSortDescriptor::Comparison TQSortDescriptor::comparison() const
+{
+    return d->comparison;
+}
+
+TQSortDescriptor::Comparator TQSortDescriptor::comparator() const
+{
+    return d->comparator;
+}
+
+TQSortDescriptor TQSortDescriptor::reversedSortDescriptor() const
+{
+    TQSortDescriptor reversed(*this);
+    reversed.d->ascending = !d->ascending;
+    return reversed;
+}
+
+int TQSortDescriptor::compareObject(const TQKeyValueSubject &a, const TQKeyValueSubject &b) const
+{
+    return compareObject(QList<TQSortDescriptor>{*this}, a, b);
+}
+
+int TQSortDescriptor::compareObject(const QList<TQSortDescriptor> &descriptors, const TQKeyValueSubject &a,
+                                    const TQKeyValueSubject &b)
+{
+    const QList<TQKeyValueSubject> objects{a, b};
+    Order order(descriptors, objects);
+    return order.compare(0, 1);
+}
+
+QList<qsizetype> TQSortDescriptor::sortedOrder(const QList<TQKeyValueSubject> &objects,
+                                               const QList<TQSortDescriptor> &descriptors)
+{
+    std::vector<qsizetype> positions(size_t(objects.size()));
+    for (size_t i = 0; i < positions.size(); ++i)
+        positions[i] = qsizetype(i);
+    if (!descriptors.isEmpty() && positions.size() > 1) {
+        Order order(descriptors, objects);
+        mergeSort(positions, [&order](qsizetype a, qsizetype b) { return order.compare(a, b); });
+    }
+    return QList<qsizetype>(positions.begin(), positions.end());
+}
+
+QString TQSortDescriptor::description() const
+{
+    static const char *const names[] = {"natural order", "name order", "comparator"};
+    return QStringLiteral("(%1, %2, %3)")
+        .arg(d->keyPath, d->ascending ? QStringLiteral("ascending") : QStringLiteral("descending"),
+             QLatin1String(names[int(d->comparison)]));
+}

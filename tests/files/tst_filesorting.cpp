@@ -1,0 +1,422 @@
+#include "TQFile.h"
+#include "TQInvalidParameterException.h"
+#include "TQSampleData.h"
+#include "UWFileManager.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class Announcements : public UWFileObserver
+{
+public:
+    QStringList did;
+    void fileWillChangeValueForKey(UWStandardFile *, QStringView) override {}
+    void fileDidChangeValueForKey(UWStandardFile *, QStringView key) override { did.append(key.toString()); }
+};
+
+// The columns a browser sorts by: key and whether it compares by name.
+struct Column
+{
+    int type;
+    const char *key;
+    bool byName;
+};
+const Column columns[] = {
+    {1, "fileSize", false}, {3, "kindString", true}, {4, "megapixels", false},
+    {5, "imageDepthString", true}, {6, "modificationDate", false}, {8, "ICCProfileString", true},
+    {9, "creationDate", false}, {13, "finderLabelSortValue", true}, {14, "dimensionsHeight", false},
+    {15, "dimensionsWidth", false}, {16, "EXIFDate", false}, {17, "generalOrientation", false},
+    {18, "exposureTime", false}, {19, "fNumber", false}, {20, "ISO", false},
+    {21, "focalLength", false}, {22, "cameraModelString", true}, {23, "addedDate", false},
+};
+
+QStringList names(const QList<UWStandardFileRef> &items)
+{
+    QStringList result;
+    for (const UWStandardFileRef &item : items)
+        result.append(item->fileName());
+    return result;
+}
+
+} // namespace
+
+class TestFileSorting : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void descriptors_data();
+    void descriptors();
+    void sortsAFolder_data();
+    void sortsAFolder();
+    void randomOrderChangesAndKeepsEveryItem();
+    void filters_data();
+    void filters();
+    void filterEdges();
+    void counting_data();
+    void counting();
+    void eventsEmptyTheirCaches_data();
+    void eventsEmptyTheirCaches();
+    void handAnnouncedKeys();
+    void comparisonValues();
+
+private:
+    QList<UWStandardFileRef> listing() const;
+    QTemporaryDir m_dir;
+    bool m_labelled = false;
+};
+
+// .config/ (hidden folder), Folder/ (with a file inside), .hidden.jpg, a9.png, a10.jpg,
+// data.bin and notes.txt, with sizes and modification times chosen so that every order differs.
+void TestFileSorting::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    const QDir dir(m_dir.path());
+    QVERIFY(dir.mkdir(u".config"_s) && dir.mkdir(u"Folder"_s));
+    const auto write = [&](const QString &name, QByteArray bytes, qint64 size) {
+        bytes.append(QByteArray(size - bytes.size(), '\0'));
+        QFile file(dir.filePath(name));
+        return file.open(QIODevice::WriteOnly) && file.write(bytes) == size;
+    };
+    const auto image = [&](const QString &name, const char *format, qint64 size) {
+        const QString path = dir.filePath(name);
+        if (!TQSampleData::writeImage(path, format, QSize(8, 8), {}))
+            return false;
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) && write(name, file.readAll(), size);
+    };
+    QVERIFY(image(u".hidden.jpg"_s, "JPEG", 2000) && image(u"a9.png"_s, "PNG", 3000) && image(u"a10.jpg"_s, "JPEG", 4000));
+    QVERIFY(write(u"notes.txt"_s, "plain words\n", 300) && write(u"data.bin"_s, QByteArray("\xfe\xed\x00\x10\x20\x99", 6), 50));
+    QVERIFY(write(u"Folder/inner.txt"_s, "inside\n", 7));
+    const QDateTime t0(QDate(2026, 1, 1), QTime(12, 0), Qt::UTC);
+    const QList<std::pair<QString, int>> times = {{u"notes.txt"_s, 0}, {u"a10.jpg"_s, 1}, {u"a9.png"_s, 2},
+                                                  {u"data.bin"_s, 3}, {u".hidden.jpg"_s, 4}, {u".config"_s, 5}, {u"Folder"_s, 5}};
+    for (const auto &[name, seconds] : times) {
+        const timespec when[2] = {{0, UTIME_OMIT}, {time_t(t0.toSecsSinceEpoch() + seconds), 0}};
+        QCOMPARE(::utimensat(AT_FDCWD, QFile::encodeName(dir.filePath(name)).constData(), when, 0), 0);
+    }
+    m_labelled = ::setxattr(QFile::encodeName(dir.filePath(u"notes.txt"_s)).constData(), "user.xdg.tags", "Red", 3, 0) == 0
+        && ::setxattr(QFile::encodeName(dir.filePath(u"data.bin"_s)).constData(), "user.xdg.tags", "Blue", 4, 0) == 0;
+}
+
+QList<UWStandardFileRef> TestFileSorting::listing() const
+{
+    QList<UWStandardFileRef> items;
+    for (const QString &name : QDir(m_dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot))
+        items.append(TQFile::newFileForPath(m_dir.filePath(name)));
+    return items;
+}
+
+void TestFileSorting::descriptors_data()
+{
+    QTest::addColumn<int>("sortType");
+    QTest::addColumn<int>("folderPriority");
+    QTest::addColumn<bool>("ascending");
+    QTest::addColumn<QString>("itemKeyPath");
+    QTest::addColumn<QStringList>("expected");
+
+    const auto describe = [](const QString &prefix, const char *key, bool ascending, const char *order) {
+        return u"(%1%2, %3, %4)"_s.arg(prefix, QLatin1String(key), ascending ? u"ascending"_s : u"descending"_s,
+                                       QLatin1String(order));
+    };
+    for (const QString &path : {QString(), u"file"_s}) {
+        const QString prefix = path.isEmpty() ? QString() : path + u'.';
+        for (int priority : {0, 10, 11}) {
+            for (bool ascending : {true, false}) {
+                QStringList start;
+                if (priority != 0)
+                    start.append(describe(prefix, "isDirectory", priority == 11, "natural order"));
+                const QString name = describe(prefix, "displayName", ascending, "name order");
+                const QString suffix = u" priority %1 %2 %3"_s.arg(priority).arg(ascending ? u"up"_s : u"down"_s, prefix);
+                QTest::addRow("0%ls", qUtf16Printable(suffix)) << 0 << priority << ascending << path << (start + QStringList{name});
+                for (int alone : {2, 10, 11, 12, 24, -1})
+                    QTest::addRow("%d%ls", alone, qUtf16Printable(suffix)) << alone << priority << ascending << path << (start + QStringList{name});
+                QTest::addRow("7%ls", qUtf16Printable(suffix))
+                    << 7 << priority << ascending << path << (start + QStringList{describe(prefix, "displayName", ascending, "comparator"), name});
+                for (const Column &column : columns)
+                    QTest::addRow("%d%ls", column.type, qUtf16Printable(suffix))
+                        << column.type << priority << ascending << path
+                        << (start + QStringList{describe(prefix, column.key, ascending, column.byName ? "name order" : "natural order"), name});
+            }
+        }
+    }
+}
+
+void TestFileSorting::descriptors()
+{
+    QFETCH(int, sortType);
+    QFETCH(int, folderPriority);
+    QFETCH(bool, ascending);
+    QFETCH(QString, itemKeyPath);
+    QFETCH(QStringList, expected);
+
+    QStringList described;
+    for (const TQSortDescriptor &descriptor : TQFile::sortDescriptorsForSortType(sortType, folderPriority, ascending, itemKeyPath))
+        described.append(descriptor.description());
+    QCOMPARE(described, expected);
+}
+
+void TestFileSorting::sortsAFolder_data()
+{
+    QTest::addColumn<int>("sortType");
+    QTest::addColumn<int>("folderPriority");
+    QTest::addColumn<bool>("ascending");
+    QTest::addColumn<QStringList>("expected");
+
+    QTest::newRow("by name") << 0 << 0 << true
+                             << QStringList{u".config"_s, u".hidden.jpg"_s, u"a9.png"_s, u"a10.jpg"_s, u"data.bin"_s, u"Folder"_s, u"notes.txt"_s};
+    QTest::newRow("a column without a key sorts by name, descending")
+        << 2 << 0 << false << QStringList{u"notes.txt"_s, u"Folder"_s, u"data.bin"_s, u"a10.jpg"_s, u"a9.png"_s, u".hidden.jpg"_s, u".config"_s};
+    QTest::newRow("by size, folders first")
+        << 1 << 10 << true << QStringList{u".config"_s, u"Folder"_s, u"data.bin"_s, u"notes.txt"_s, u".hidden.jpg"_s, u"a9.png"_s, u"a10.jpg"_s};
+    QTest::newRow("by size descending, folders last, ties by name descending")
+        << 1 << 11 << false << QStringList{u"a10.jpg"_s, u"a9.png"_s, u".hidden.jpg"_s, u"notes.txt"_s, u"data.bin"_s, u"Folder"_s, u".config"_s};
+    QTest::newRow("by modification date")
+        << 6 << 0 << true << QStringList{u"notes.txt"_s, u"a10.jpg"_s, u"a9.png"_s, u"data.bin"_s, u".hidden.jpg"_s, u".config"_s, u"Folder"_s};
+    QTest::newRow("by label name, unlabelled first")
+        << 13 << 0 << true << QStringList{u".config"_s, u".hidden.jpg"_s, u"a9.png"_s, u"a10.jpg"_s, u"Folder"_s, u"data.bin"_s, u"notes.txt"_s};
+}
+
+void TestFileSorting::sortsAFolder()
+{
+    QFETCH(int, sortType);
+    QFETCH(int, folderPriority);
+    QFETCH(bool, ascending);
+    QFETCH(QStringList, expected);
+    if (sortType == 13 && !m_labelled)
+        QSKIP("this file system keeps no user extended attributes");
+
+    QList<UWStandardFileRef> items = listing();
+    std::reverse(items.begin(), items.end());
+    TQSortDescriptor::sort(items, TQFile::sortDescriptorsForSortType(sortType, folderPriority, ascending));
+    QCOMPARE(names(items), expected);
+
+    // The same order for rows that hold the items under a key path.
+    QVariantList rows;
+    for (const UWStandardFileRef &item : listing())
+        rows.append(QVariantMap{{u"file"_s, QVariant::fromValue(item)}});
+    TQSortDescriptor::sort(rows, TQFile::sortDescriptorsForSortType(sortType, folderPriority, ascending, u"file"_s));
+    QStringList rowNames;
+    for (const QVariant &row : rows)
+        rowNames.append(row.toMap().value(u"file"_s).value<UWStandardFileRef>()->fileName());
+    QCOMPARE(rowNames, expected);
+}
+
+void TestFileSorting::randomOrderChangesAndKeepsEveryItem()
+{
+    QList<UWStandardFileRef> items;
+    for (int i = 0; i < 200; ++i)
+        items.append(TQFile::newFileForPath(m_dir.filePath(u"f%1"_s.arg(i, 3, 10, QChar(u'0')))));
+    const QList<TQSortDescriptor> random = TQFile::sortDescriptorsForSortType(7, 0, true, {});
+    const QStringList first = names(TQSortDescriptor::sortedArray(items, random));
+    const QStringList second = names(TQSortDescriptor::sortedArray(items, random));
+    QVERIFY(first != second);
+    QStringList sorted = first;
+    sorted.sort();
+    QCOMPARE(sorted, names(items));
+    const TQSortDescriptor comparator = random.first();
+    for (int i = 0; i < 100; ++i)
+        QVERIFY(comparator.comparator()(QVariant(), QVariant()) != 0);
+}
+
+void TestFileSorting::filters_data()
+{
+    QTest::addColumn<int>("filterType");
+    QTest::addColumn<bool>("excludeFolders");
+    QTest::addColumn<QStringList>("kept");
+
+    const QString all = u".config .hidden.jpg a10.jpg a9.png data.bin Folder notes.txt"_s;
+    const auto keep = [](const QString &list) { return list.split(u' ', Qt::SkipEmptyParts); };
+    QTest::newRow("0 visible") << 0 << false << keep(u"a10.jpg a9.png data.bin Folder notes.txt"_s);
+    QTest::newRow("1 everything") << 1 << false << keep(all);
+    QTest::newRow("1 without folders") << 1 << true << keep(u".hidden.jpg a10.jpg a9.png data.bin notes.txt"_s);
+    QTest::newRow("2 images") << 2 << false << keep(u"a10.jpg a9.png"_s);
+    QTest::newRow("3 media") << 3 << false << keep(u"a10.jpg a9.png notes.txt"_s);
+    QTest::newRow("4 images and folders") << 4 << false << keep(u"a10.jpg a9.png Folder"_s);
+    QTest::newRow("4 without folders") << 4 << true << keep(u"a10.jpg a9.png"_s);
+    QTest::newRow("5 media and folders") << 5 << false << keep(u"a10.jpg a9.png Folder notes.txt"_s);
+    QTest::newRow("6 folders") << 6 << false << keep(u"Folder"_s);
+    QTest::newRow("6 keeps its folders when told to exclude them") << 6 << true << keep(u"Folder"_s);
+    QTest::newRow("7 non-folders") << 7 << false << keep(u"a10.jpg a9.png data.bin notes.txt"_s);
+    QTest::newRow("9 has no filter") << 9 << false << keep(all);
+}
+
+void TestFileSorting::filters()
+{
+    QFETCH(int, filterType);
+    QFETCH(bool, excludeFolders);
+    QFETCH(QStringList, kept);
+
+    const std::optional<TQPredicate> filter = TQFile::filterPredicateForFilterType(filterType, excludeFolders, {});
+    QCOMPARE(filter.has_value(), filterType < 8);
+    QStringList found;
+    for (const UWStandardFileRef &item : listing()) {
+        if (!filter || filter->evaluateWithObject(item))
+            found.append(item->fileName());
+    }
+    found.sort(Qt::CaseInsensitive);
+    kept.sort(Qt::CaseInsensitive);
+    QCOMPARE(found, kept);
+}
+
+void TestFileSorting::filterEdges()
+{
+    // The platform writes its conjunction after the preset, with the key path in every place.
+    const std::optional<TQPredicate> filter = TQFile::filterPredicateForFilterType(4, true, u"file"_s);
+    QVERIFY(filter);
+    QCOMPARE(filter->predicateFormat(),
+             u"(file.isInvisible == NO AND (file.isImage == YES OR file.isDirectory == YES)) AND file.isDirectory == NO"_s);
+
+    // An image package is an image and a folder: images keep it unless folders are excluded.
+    const QVariantMap package{{u"file"_s, QVariantMap{{u"isInvisible"_s, false}, {u"isImage"_s, true}, {u"isDirectory"_s, true}}}};
+    QVERIFY(TQFile::filterPredicateForFilterType(2, false, u"file"_s)->evaluateWithObject(package));
+    QVERIFY(!TQFile::filterPredicateForFilterType(2, true, u"file"_s)->evaluateWithObject(package));
+
+    try {
+        TQFile::filterPredicateForFilterType(8, true, {});
+        QFAIL("a preset without a filter cannot exclude folders");
+    } catch (const TQInvalidParameterException &error) {
+        QCOMPARE(QString::fromUtf8(error.what()), u"Invalid parameter not satisfying: nil != predicate"_s);
+    }
+}
+
+void TestFileSorting::counting_data()
+{
+    QTest::addColumn<int>("fileFilter"); // a preset, -1 for none
+    QTest::addColumn<int>("directoryFilter");
+    QTest::addColumn<bool>("throughSubscription");
+    QTest::addColumn<QList<uint>>("expected");
+
+    for (bool subscription : {true, false}) {
+        const char *via = subscription ? "subscription" : "load";
+        QTest::addRow("no filters, %s", via) << -1 << -1 << subscription << QList<uint>{5, 2, 7};
+        QTest::addRow("folders rejected, %s", via) << -1 << 8 << subscription << QList<uint>{5, 0, 5};
+        QTest::addRow("visible files, %s", via) << 0 << -1 << subscription << QList<uint>{4, 2, 6};
+        QTest::addRow("visible only, %s", via) << 0 << 0 << subscription << QList<uint>{4, 1, 5};
+        QTest::addRow("images and visible folders, %s", via) << 2 << 6 << subscription << QList<uint>{2, 1, 3};
+    }
+}
+
+void TestFileSorting::counting()
+{
+    QFETCH(int, fileFilter);
+    QFETCH(int, directoryFilter);
+    QFETCH(bool, throughSubscription);
+    QFETCH(QList<uint>, expected);
+
+    const auto preset = [](int type) -> std::optional<TQPredicate> {
+        if (type == 8)
+            return TQPredicate::predicateWithValue(false);
+        return type < 0 ? std::nullopt : TQFile::filterPredicateForFilterType(type, false, {});
+    };
+    const std::optional<TQPredicate> files = preset(fileFilter);
+    const std::optional<TQPredicate> folders = preset(directoryFilter);
+    const TQFileRef folder = TQFile::newFileForPath(m_dir.path());
+    uint counts[3] = {99, 99, 99};
+    if (throughSubscription) {
+        QVERIFY(folder->countOfFiles(&counts[0], &counts[1], &counts[2], files ? &*files : nullptr, folders ? &*folders : nullptr));
+    } else {
+        QVERIFY(folder->countOfFiles(&counts[0], &counts[1], &counts[2], nullptr, files ? &*files : nullptr,
+                                     folders ? &*folders : nullptr));
+    }
+    QCOMPARE((QList<uint>{counts[0], counts[1], counts[2]}), expected);
+
+    // Each count is optional; a file is no folder to count.
+    uint total = 0;
+    QVERIFY(folder->countOfFiles(nullptr, nullptr, &total));
+    QCOMPARE(total, 7u);
+    QVERIFY(folder->countOfFiles(nullptr, nullptr, nullptr));
+    QVERIFY(!TQFile::newFileForPath(m_dir.filePath(u"notes.txt"_s))->countOfFiles(&counts[0], nullptr, nullptr));
+    QCOMPARE(counts[0], expected.at(0));
+}
+
+void TestFileSorting::eventsEmptyTheirCaches_data()
+{
+    QTest::addColumn<int>("event"); // 0: the placeholder state changed
+    QTest::addColumn<QStringList>("emptied");
+
+    const QStringList caches{u"creationDateString"_s, u"fileSize"_s, u"isImage"_s, u"imageProperties"_s};
+    QTest::newRow("1 content") << 1 << (QStringList{u"modificationDateString"_s} + caches);
+    QTest::newRow("2 attributes") << 2 << (QStringList{u"modificationDateString"_s} + caches);
+    QTest::newRow("3 renamed") << 3 << QStringList{u"modificationDateString"_s};
+    QTest::newRow("4 created") << 4 << (QStringList{u"modificationDateString"_s} + caches);
+    QTest::newRow("5 removed") << 5 << QStringList{u"modificationDateString"_s};
+    QTest::newRow("placeholder") << 0 << caches;
+}
+
+void TestFileSorting::eventsEmptyTheirCaches()
+{
+    QFETCH(int, event);
+    QFETCH(QStringList, emptied);
+
+    const QString path = m_dir.filePath(u"a9.png"_s);
+    const TQFileRef item = TQFile::newFileForPath(path);
+    for (const QString &key : {u"modificationDateString"_s, u"creationDateString"_s, u"fileSize"_s, u"isImage"_s, u"imageProperties"_s})
+        item->valueForKey(key);
+    Announcements announcements;
+    item->addObserver(&announcements);
+    if (event == 0)
+        item->placeholderStatusChanged();
+    else
+        item->updateForEvent({UWFileEvent::Type(event), path});
+    item->removeObserver(&announcements);
+    const QStringList watched{u"modificationDateString"_s, u"creationDateString"_s, u"fileSize"_s, u"isImage"_s, u"imageProperties"_s};
+    QStringList found;
+    for (const QString &key : watched) {
+        if (announcements.did.contains(key))
+            found.append(key);
+    }
+    QCOMPARE(found, emptied);
+    // An emptied cache is computed afresh and gives the same answer.
+    QVERIFY(item->isImage() || event == 5);
+}
+
+void TestFileSorting::handAnnouncedKeys()
+{
+    const QStringList byHand = u"fileSizeString fileSize accessDateString modificationDateString creationDateString "
+                               "dateAddedString creationDate isImage isMovie isText isMusic isMedia isPreviewable "
+                               "isInTrash imageProperties orientation EXIFDateString dimensionsWidth megapixels ISO "
+                               "exposureTime fNumber generalOrientation focalLength trueDimensions dimensions "
+                               "dimensionsString megapixelString imageDepthString ICCProfileString ISOString "
+                               "exposureTimeString fNumberString resolutionString generalOrientationString "
+                               "focalLengthString cameraModelString EXIFDate"_s.split(u' ');
+    QCOMPARE(byHand.size(), 38);
+    for (const QString &key : byHand)
+        QVERIFY2(!TQFile::automaticallyNotifiesObserversForKey(key), qPrintable(key));
+    for (const QString &key : TQFile::keys() + QStringList{u"unknownKey"_s}) {
+        if (!byHand.contains(key))
+            QVERIFY2(TQFile::automaticallyNotifiesObserversForKey(key), qPrintable(key));
+    }
+    QVERIFY(TQFile::automaticallyNotifiesObserversForKey(u"dimensionsHeight"));
+}
+
+void TestFileSorting::comparisonValues()
+{
+    const TQFileRef item = TQFile::newFileForPath(m_dir.filePath(u"notes.txt"_s));
+    QCOMPARE(item->comparisonValueForType(1), QVariant(qint64(300)));
+    QCOMPARE(item->comparisonValueForType(23), item->valueForKey(u"dateAdded"));
+    QCOMPARE(item->comparisonValueForType(6), item->valueForKey(u"modificationDate"));
+    QCOMPARE(item->comparisonValueForType(0), QVariant(u"notes.txt"_s));
+    QCOMPARE(item->comparisonValueForType(99), QVariant(u"notes.txt"_s));
+    QCOMPARE(item->comparisonValueForType(13), QVariant(m_labelled ? u"Red"_s : u""_s));
+    QCOMPARE(TQFile::newFileForPath(m_dir.filePath(u"a9.png"_s))->finderLabelSortValue(), u""_s);
+    QSet<uint> randoms;
+    for (int i = 0; i < 20; ++i)
+        randoms.insert(item->comparisonValueForType(7).toUInt());
+    QVERIFY(randoms.size() > 1);
+}
+
+QTEST_GUILESS_MAIN(TestFileSorting)
+#include "tst_filesorting.moc"
