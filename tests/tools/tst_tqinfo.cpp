@@ -56,6 +56,8 @@ private slots:
     void values();
     void listing_data();
     void listing();
+    void sortsAndFilters_data();
+    void sortsAndFilters();
     void exitStatus_data();
     void exitStatus();
     void table_data();
@@ -184,6 +186,37 @@ void TestTqinfo::listing()
     QVERIFY2(std::is_permutation(listed.cbegin(), listed.cend(), onDisk.cbegin(), onDisk.cend()), qPrintable(onDisk.join(u", "_s)));
 }
 
+void TestTqinfo::sortsAndFilters_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("names");
+
+    QTest::newRow("Visible entries by name, folders last")
+        << u"--sort 0 --folders last --filter 0"_s
+        << u"apple.txt|Banana.txt|café menu.txt|dangling|file2.txt|file10.txt|link-to-photo.jpg|notes.txt|photo.jpg|folder|odd"_s;
+    QTest::newRow("Visible images; a link to one is one") << u"--sort 0 --filter 2"_s << u"link-to-photo.jpg|photo.jpg"_s;
+    // A link's size is its own: the length of the name it holds.
+    QTest::newRow("By size without folders, hidden ones too")
+        << u"--sort 1 --folders first --filter 1 --exclude-folders"_s
+        << u"dangling|link-to-photo.jpg|.hidden-file|apple.txt|Banana.txt|café menu.txt|file2.txt|file10.txt|notes.txt|photo.jpg"_s;
+    QTest::newRow("Images and folders without folders, descending")
+        << u"--sort 0 --descending --filter 4 --exclude-folders"_s << u"photo.jpg|link-to-photo.jpg"_s;
+    QTest::newRow("Visible folders stay folders") << u"--sort 2 --folders first --filter 6 --exclude-folders"_s << u"folder|odd"_s;
+}
+
+void TestTqinfo::sortsAndFilters()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QString, names);
+
+    const Run result = run(u"--json --keys displayName --list . "_s + arguments);
+    QCOMPARE(result.exitCode, 0);
+    QStringList listed;
+    for (const QByteArray &line : result.lines())
+        listed.append(QJsonDocument::fromJson(line).object().value(u"displayName"_s).toString());
+    QCOMPARE(listed.join(u'|'), names);
+}
+
 void TestTqinfo::exitStatus_data()
 {
     QTest::addColumn<QString>("arguments");
@@ -203,6 +236,10 @@ void TestTqinfo::exitStatus_data()
     QTest::newRow("An unknown key gets a hint and the known keys") << u"--keys displayname notes.txt"_s << 2
         << usage.arg(uR"(unknown key 'displayname' \(did you mean 'displayName'\?\); known keys: .*modificationDate.*)"_s) << 0;
     QTest::newRow("A listing with another path is a usage error") << u"--list folder notes.txt"_s << 2 << usage.arg(u".*"_s) << 0;
+    QTest::newRow("Sorting needs a listing") << u"--sort 1 notes.txt"_s << 2 << usage.arg(u".*need --list"_s) << 0;
+    QTest::newRow("Folders go first or last") << u"--list . --sort 1 --folders middle"_s << 2 << usage.arg(u".*first.*last.*"_s) << 0;
+    QTest::newRow("Excluding folders needs a filter to add to")
+        << u"--list . --filter 9 --exclude-folders"_s << 2 << usage.arg(u"--exclude-folders needs --filter 0 to 7"_s) << 0;
 }
 
 void TestTqinfo::exitStatus()

@@ -141,6 +141,13 @@ int printProperties(const QStringList &paths)
     return status;
 }
 
+bool toInteger(const QString &text, int *value)
+{
+    bool ok = false;
+    *value = text.toInt(&ok);
+    return ok;
+}
+
 QString description()
 {
     return QStringLiteral(
@@ -193,8 +200,29 @@ int main(int argc, char *argv[])
         QStringLiteral("properties"),
         QStringLiteral("Prints each FILE's image property dictionary as one JSON object per line "
                        "(null when the file is not a readable image)."));
-    parser.addOptions({helpOption, jsonOption, keysOption, listOption, setOrientationOption, rotateOption,
-                       propertiesOption});
+    const QCommandLineOption sortOption(
+        QStringLiteral("sort"),
+        QStringLiteral("With --list: sorts the entries by column TYPE (0 name, 1 size, 3 kind, 4 megapixels, "
+                       "5 depth, 6 modification date, 7 random, 8 colour profile, 9 creation date, 13 label, "
+                       "14 height, 15 width, 16 date taken, 17 shape, 18 exposure, 19 f-number, 20 ISO, "
+                       "21 focal length, 22 camera, 23 date added; others by name)."),
+        QStringLiteral("TYPE"));
+    const QCommandLineOption foldersOption(QStringLiteral("folders"),
+                                           QStringLiteral("With --sort: folders \"first\" or \"last\"."),
+                                           QStringLiteral("first|last"));
+    const QCommandLineOption descendingOption(QStringLiteral("descending"),
+                                              QStringLiteral("With --sort: the other direction."));
+    const QCommandLineOption filterOption(
+        QStringLiteral("filter"),
+        QStringLiteral("With --list: keeps the entries of preset TYPE (0 visible, 1 everything, 2 visible "
+                       "images, 3 visible media, 4 visible images and folders, 5 visible media and folders, "
+                       "6 visible folders, 7 visible non-folders; 8 and above: no filter)."),
+        QStringLiteral("TYPE"));
+    const QCommandLineOption excludeFoldersOption(QStringLiteral("exclude-folders"),
+                                                  QStringLiteral("With --filter 0 to 7: drops folders too "
+                                                                 "(preset 6 keeps its folders)."));
+    parser.addOptions({helpOption, jsonOption, keysOption, listOption, sortOption, foldersOption, descendingOption,
+                       filterOption, excludeFoldersOption, setOrientationOption, rotateOption, propertiesOption});
     parser.addPositionalArgument(QStringLiteral("PATH"), QStringLiteral("The files to show."),
                                  QStringLiteral("PATH..."));
 
@@ -241,6 +269,28 @@ int main(int argc, char *argv[])
     }
 
     const QStringList folders = parser.values(listOption);
+    const bool sorting = parser.isSet(sortOption);
+    int sortType = 0, folderPriority = 0, filterType = 0;
+    if ((sorting || parser.isSet(filterOption) || parser.isSet(foldersOption) || parser.isSet(descendingOption)
+         || parser.isSet(excludeFoldersOption))
+        && folders.isEmpty())
+        return usageError(QStringLiteral("--sort, --filter and their options need --list"));
+    if ((parser.isSet(foldersOption) || parser.isSet(descendingOption)) && !sorting)
+        return usageError(QStringLiteral("--folders and --descending need --sort"));
+    if (sorting && !toInteger(parser.value(sortOption), &sortType))
+        return usageError(QStringLiteral("--sort needs a number"));
+    if (parser.isSet(foldersOption)) {
+        const QString where = parser.value(foldersOption);
+        if (where != u"first" && where != u"last")
+            return usageError(QStringLiteral("--folders takes \"first\" or \"last\""));
+        folderPriority = where == u"first" ? 10 : 11;
+    }
+    if (parser.isSet(filterOption) && !toInteger(parser.value(filterOption), &filterType))
+        return usageError(QStringLiteral("--filter needs a number"));
+    const bool excludeFolders = parser.isSet(excludeFoldersOption);
+    // A preset without a filter has nothing to add the folder rule to.
+    if (excludeFolders && (!parser.isSet(filterOption) || filterType < 0 || filterType > 7))
+        return usageError(QStringLiteral("--exclude-folders needs --filter 0 to 7"));
     QStringList paths = parser.positionalArguments();
     if (folders.size() > 1)
         return usageError(QStringLiteral("--list takes one folder"));
@@ -263,7 +313,7 @@ int main(int argc, char *argv[])
         paths = listing.paths;
     }
 
-    QList<TQInfo::Row> rows;
+    QList<UWStandardFileRef> items;
     for (const QString &path : std::as_const(paths)) {
         const TQInfo::Lookup found = TQInfo::lookUp(path);
         if (!found.item) {
@@ -271,11 +321,23 @@ int main(int argc, char *argv[])
             status = Failure;
             continue;
         }
-        TQInfo::Row row{found.item->path(), {}};
+        items.append(found.item);
+    }
+    if (parser.isSet(filterOption)) {
+        if (const std::optional<TQPredicate> filter = TQFile::filterPredicateForFilterType(filterType, excludeFolders))
+            items.removeIf([&filter](const UWStandardFileRef &item) { return !filter->evaluateWithObject(item); });
+    }
+    if (sorting)
+        TQSortDescriptor::sort(items, TQFile::sortDescriptorsForSortType(sortType, folderPriority,
+                                                                          !parser.isSet(descendingOption)));
+
+    QList<TQInfo::Row> rows;
+    for (const UWStandardFileRef &item : std::as_const(items)) {
+        TQInfo::Row row{item->path(), {}};
         for (const QString &key : std::as_const(keys))
-            row.values.append(found.item->valueForKey(key));
-        // JSON goes out as it comes, so a pipe sees the first items of a large folder at once;
-        // the table has to wait for its widest cell.
+            row.values.append(item->valueForKey(key));
+        // JSON goes out row by row, so a pipe sees the first items of a large folder before
+        // their values for the whole folder are read; the table has to wait for its widest cell.
         if (json)
             write(stdout, TQInfo::jsonLine(keys, row) + '\n');
         else
