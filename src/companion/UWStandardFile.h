@@ -208,6 +208,7 @@ public:
         dates come as QString, bool, int and QDateTime (UTC); a missing value is a null QVariant.
     */
     QVariant valueForKey(QStringView key) const override;
+    void prefetchValueForKey(QStringView key) const override;
     //! The keys valueForKey() answers, in a stable order.
     static QStringList keys();
 

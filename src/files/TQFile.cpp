@@ -12,6 +12,7 @@
 #include "UWFileLoadOperation.h"
 #include "UWFileManager.h"
 
+#include <QHash>
 #include <QLocale>
 #include <QMutex>
 #include <QMutexLocker>
@@ -94,6 +95,7 @@ struct TQFile::Caches
     {
         TQStringUtilities::FinderStyleSortKey key;
         QLocale locale;
+        QString path;
     };
     std::optional<NameKey> nameKey;
 };
@@ -667,15 +669,23 @@ QString TQFile::finderLabelSortValue() const
     return finderLabelTitle();
 }
 
-std::optional<TQStringUtilities::FinderStyleSortKey> TQFile::nameSortKeyForKey(QStringView key) const
+const TQStringUtilities::FinderStyleSortKey *TQFile::nameSortKeyForKey(QStringView key) const
 {
     if (key != u"displayName")
-        return std::nullopt;
-    const QString name = displayName();
+        return nullptr;
+    // The display name follows from the path (a placeholder's from its archive, which does
+    // not change): while the path is the very string the key was made for, so is the name.
+    // The copy of the path the key keeps holds that string's buffer, so a new path never
+    // reuses it.
+    const QString path = this->path();
     const QLocale locale;
-    if (!d->nameKey || d->nameKey->key.string() != name || !(d->nameKey->locale == locale))
-        d->nameKey.emplace(Caches::NameKey{TQStringUtilities::finderStyleSortKey(name), locale});
-    return d->nameKey->key;
+    const bool valid = d->nameKey && d->nameKey->locale == locale
+        && (path.isEmpty() ? d->nameKey->key.string() == displayName() : path.constData() == d->nameKey->path.constData());
+    if (!valid) {
+        const QString name = displayName();
+        d->nameKey.emplace(Caches::NameKey{TQStringUtilities::finderStyleSortKey(name), locale, path});
+    }
+    return &d->nameKey->key;
 }
 
 // ---- Counting ------------------------------------------------------------------------------
@@ -876,11 +886,25 @@ const std::array fileKeyGetters = {
 
 QVariant TQFile::valueForKey(QStringView key) const
 {
-    for (const KeyGetter &getter : fileKeyGetters) {
-        if (getter.key == key)
-            return getter.get(*this);
-    }
+    // Sorting asks every item of a folder for a key: one hash look-up, not a scan.
+    using Getter = QVariant (*)(const TQFile &);
+    static const QHash<QStringView, Getter> byKey = [] {
+        QHash<QStringView, Getter> table;
+        for (const KeyGetter &getter : fileKeyGetters)
+            table.insert(getter.key, getter.get);
+        return table;
+    }();
+    if (const Getter get = byKey.value(key))
+        return get(*this);
     return UWStandardFile::valueForKey(key);
+}
+
+void TQFile::prefetchValueForKey(QStringView key) const
+{
+    // Most keys need the storage side's record as well as the caches here.
+    UWStandardFile::prefetchValueForKey(key);
+    __builtin_prefetch(d.get());
+    __builtin_prefetch(&d->fileSize);
 }
 
 QStringList TQFile::keys()

@@ -257,8 +257,9 @@ public:
     void setMarks(const QVariantMap &marks) override;
 
     QVariant valueForKey(QStringView key) const override;
+    void prefetchValueForKey(QStringView key) const override;
     //! Keeps the sort key of "displayName" until the name or the default locale changes.
-    std::optional<TQStringUtilities::FinderStyleSortKey> nameSortKeyForKey(QStringView key) const override;
+    const TQStringUtilities::FinderStyleSortKey *nameSortKeyForKey(QStringView key) const override;
     static QStringList keys();
 
     void updateForEvent(const UWFileEvent &event) override;

@@ -21,10 +21,15 @@ ReferenceTypes &referenceTypes()
 
 TQKeyValueCoding::~TQKeyValueCoding() = default;
 
-std::optional<TQStringUtilities::FinderStyleSortKey> TQKeyValueCoding::nameSortKeyForKey(QStringView key) const
+const TQStringUtilities::FinderStyleSortKey *TQKeyValueCoding::nameSortKeyForKey(QStringView key) const
 {
     Q_UNUSED(key);
-    return std::nullopt;
+    return nullptr;
+}
+
+void TQKeyValueCoding::prefetchValueForKey(QStringView key) const
+{
+    Q_UNUSED(key);
 }
 
 void TQKeyValueCoding::registerReferenceType(QMetaType type, Extractor extract)

@@ -39,10 +39,19 @@ public:
 
     /*!
         The name-order sort key of the text value for \a key, when the object keeps one
-        (sorting by name then makes no collation key for it); by default none. An object
-        that answers must answer the key of exactly the text valueForKey() gives now.
+        (sorting by name then makes no collation key for it); by default nullptr. An object
+        that answers must answer the key of exactly the text valueForKey() gives now. The
+        key belongs to the object and stays valid until that value changes or the object
+        goes; a sort reads it while it runs.
     */
-    virtual std::optional<TQStringUtilities::FinderStyleSortKey> nameSortKeyForKey(QStringView key) const;
+    virtual const TQStringUtilities::FinderStyleSortKey *nameSortKeyForKey(QStringView key) const;
+
+    /*!
+        A hint that valueForKey(\a key) will be asked for soon: an object whose values live
+        behind pointers may start loading them into the cache. Sorting a long list gives this
+        hint a few objects ahead of the one it reads. By default nothing.
+    */
+    virtual void prefetchValueForKey(QStringView key) const;
 
     //! Reads the object out of a QVariant of a registered type; nullptr when it holds none.
     using Extractor = const TQKeyValueCoding *(*)(const QVariant &value);

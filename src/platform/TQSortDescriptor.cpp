@@ -36,6 +36,8 @@ struct PathEnd
 PathEnd walk(const TQKeyValueSubject &start, const QStringList &components)
 {
     PathEnd end{start, components.constLast(), {}};
+    if (components.size() == 1)
+        return end;
     for (qsizetype i = 0; i + 1 < components.size(); ++i) {
         end.holder = end.subject.valueForKey(components.at(i));
         end.subject = TQKeyValueSubject(end.holder);
@@ -59,12 +61,7 @@ public:
     Level(const TQSortDescriptorData &descriptor, const QList<TQKeyValueSubject> &objects)
         : m_descriptor(descriptor)
         , m_objects(objects)
-        , m_kinds(size_t(objects.size()), Unread)
     {
-        if (descriptor.comparison == TQSortDescriptor::Comparison::NameOrder)
-            m_keys.resize(size_t(objects.size()));
-        else if (descriptor.comparison == TQSortDescriptor::Comparison::Natural)
-            m_numbers.resize(size_t(objects.size()));
     }
 
     int compare(qsizetype a, qsizetype b)
@@ -75,24 +72,60 @@ public:
         return m_descriptor.ascending ? order : -order;
     }
 
+    // Reads every value; answers their one kind, or Unread when they are of several.
+    Kind readAll()
+    {
+        // Reading a value of a long list costs a few cache misses per object, so objects are
+        // touched ahead of their reads: the object itself far ahead, its values nearer.
+        constexpr qsizetype objectAhead = 24, valuesAhead = 12;
+        const bool direct = m_descriptor.components.size() == 1;
+        const qsizetype n = m_objects.size();
+        for (qsizetype i = 0; i < n; ++i) {
+            if (direct && i + objectAhead < n)
+                __builtin_prefetch(m_objects.at(i + objectAhead).object());
+            if (direct && i + valuesAhead < n) {
+                if (const TQKeyValueCoding *ahead = m_objects.at(i + valuesAhead).object())
+                    ahead->prefetchValueForKey(m_descriptor.keyPath);
+            }
+            read(i);
+        }
+        const quint8 kind = m_kinds.empty() ? quint8(Unread) : m_kinds.front();
+        const bool same = std::all_of(m_kinds.cbegin(), m_kinds.cend(), [kind](quint8 k) { return k == kind; });
+        return same ? Kind(kind) : Unread;
+    }
+
+    bool ascending() const { return m_descriptor.ascending; }
+    const FinderStyleSortKey &key(size_t i) const { return *m_keys[i]; }
+    qint64 integer(size_t i) const { return m_numbers[i].integer; }
+
 private:
     void read(qsizetype index)
     {
         const size_t i = size_t(index);
+        // Later keys are often needed for a few ties only: their storage is made on demand.
+        if (m_kinds.empty()) {
+            m_kinds.assign(size_t(m_objects.size()), Unread);
+            if (m_descriptor.comparison == TQSortDescriptor::Comparison::NameOrder)
+                m_keys.resize(m_kinds.size());
+            else if (m_descriptor.comparison == TQSortDescriptor::Comparison::Natural)
+                m_numbers.resize(m_kinds.size());
+        }
         if (m_kinds[i] != Unread)
             return;
         const PathEnd end = walk(m_objects.at(index), m_descriptor.components);
         switch (m_descriptor.comparison) {
         case TQSortDescriptor::Comparison::NameOrder:
             if (const TQKeyValueCoding *object = end.subject.object()) {
-                if (auto kept = object->nameSortKeyForKey(end.key)) {
-                    m_keys[i] = std::move(kept);
+                if (const FinderStyleSortKey *kept = object->nameSortKeyForKey(end.key)) {
+                    m_keys[i] = kept;
                     m_kinds[i] = Key;
                     return;
                 }
             }
             if (const QVariant value = end.subject.valueForKey(end.key); !value.isNull()) {
-                m_keys[i] = TQStringUtilities::finderStyleSortKey(value.toString());
+                if (m_madeKeys.empty())
+                    m_madeKeys.resize(m_kinds.size());
+                m_keys[i] = &m_madeKeys[i].emplace(TQStringUtilities::finderStyleSortKey(value.toString()));
                 m_kinds[i] = Key;
             } else {
                 m_kinds[i] = Null;
@@ -207,7 +240,9 @@ private:
     const QList<TQKeyValueSubject> &m_objects;
     std::vector<quint8> m_kinds;
     std::vector<Number> m_numbers;
-    std::vector<std::optional<FinderStyleSortKey>> m_keys;
+    // The objects' own keys, or those made here for objects that keep none.
+    std::vector<const FinderStyleSortKey *> m_keys;
+    std::vector<std::optional<FinderStyleSortKey>> m_madeKeys;
     std::vector<QVariant> m_others;
 };
 
@@ -216,14 +251,16 @@ class Order
 public:
     Order(const QList<TQSortDescriptor> &descriptors, const QList<TQKeyValueSubject> &objects);
 
-    int compare(qsizetype a, qsizetype b)
+    int compare(qsizetype a, qsizetype b, size_t fromLevel = 0)
     {
-        for (Level &level : m_levels) {
-            if (const int order = level.compare(a, b))
+        for (size_t level = fromLevel; level < m_levels.size(); ++level) {
+            if (const int order = m_levels[level].compare(a, b))
                 return order;
         }
         return 0;
     }
+
+    Level &level(size_t index) { return m_levels[index]; }
 
 private:
     std::vector<Level> m_levels;
@@ -264,6 +301,23 @@ void mergeSort(std::vector<qsizetype> &items, Compare &&compare)
                 buffer[out++] = items[j++];
         }
         items.swap(buffer);
+    }
+}
+
+// Sorts by \a less, then sorts each run of entries that \a equal finds equal by \a tie.
+template <class Entry, class Less, class Equal, class Tie>
+void sortInRuns(std::vector<Entry> &entries, Less less, Equal equal, Tie tie, bool ties = true)
+{
+    std::stable_sort(entries.begin(), entries.end(), less);
+    if (!ties)
+        return;
+    for (auto run = entries.begin(); run != entries.end();) {
+        auto end = run + 1;
+        while (end != entries.end() && equal(*run, *end))
+            ++end;
+        if (end - run > 1)
+            std::stable_sort(run, end, tie);
+        run = end;
     }
 }
 
@@ -351,10 +405,69 @@ QList<qsizetype> TQSortDescriptor::sortedOrder(const QList<TQKeyValueSubject> &o
     std::vector<qsizetype> positions(size_t(objects.size()));
     for (size_t i = 0; i < positions.size(); ++i)
         positions[i] = qsizetype(i);
-    if (!descriptors.isEmpty() && positions.size() > 1) {
-        Order order(descriptors, objects);
-        mergeSort(positions, [&order](qsizetype a, qsizetype b) { return order.compare(a, b); });
+    if (descriptors.isEmpty() || positions.size() < 2)
+        return QList<qsizetype>(positions.begin(), positions.end());
+    Order order(descriptors, objects);
+    const bool consistent = std::none_of(descriptors.cbegin(), descriptors.cend(), [](const TQSortDescriptor &descriptor) {
+        return descriptor.comparison() == Comparison::Comparator;
+    });
+    if (consistent) {
+        // The first key decides nearly every comparison: when its values are all sort keys or
+        // all integers, they are sorted side by side with their positions (which keeps the
+        // comparisons in cache and free of branches on the other keys), and only runs of
+        // equal values are then sorted by the other keys.
+        Level &first = order.level(0);
+        const bool ascending = first.ascending();
+        const auto breakTies = [&order](qsizetype a, qsizetype b) { return order.compare(a, b, 1) < 0; };
+        const Kind kind = first.readAll();
+        if (kind == Key) {
+            // Copies of the collation keys travel with the positions, so that a comparison
+            // goes straight to the keys' bytes instead of through the objects first.
+            struct Entry
+            {
+                QCollatorSortKey key;
+                qsizetype position;
+            };
+            std::vector<Entry> entries;
+            entries.reserve(positions.size());
+            for (size_t i = 0; i < positions.size(); ++i)
+                entries.push_back({first.key(i).collationKey(), qsizetype(i)});
+            sortInRuns(
+                entries,
+                [ascending](const Entry &a, const Entry &b) {
+                    return ascending ? a.key.compare(b.key) < 0 : b.key.compare(a.key) < 0;
+                },
+                [](const Entry &a, const Entry &b) { return a.key.compare(b.key) == 0; },
+                [&](const Entry &a, const Entry &b) {
+                    // Equal first levels: the name's own tie rules, then the other keys.
+                    const int byName = first.key(size_t(a.position)).compare(first.key(size_t(b.position)));
+                    if (byName)
+                        return (byName < 0) == ascending;
+                    return breakTies(a.position, b.position);
+                });
+            for (size_t i = 0; i < entries.size(); ++i)
+                positions[i] = entries[i].position;
+            return QList<qsizetype>(positions.begin(), positions.end());
+        }
+        if (kind == Integer) {
+            using Entry = std::pair<qint64, qsizetype>;
+            std::vector<Entry> entries(positions.size());
+            for (size_t i = 0; i < entries.size(); ++i)
+                entries[i] = {first.integer(i), qsizetype(i)};
+            const auto byValue = [](const Entry &a, const Entry &b) { return a.first < b.first; };
+            const auto byValueDescending = [](const Entry &a, const Entry &b) { return b.first < a.first; };
+            const auto equal = [](const Entry &a, const Entry &b) { return a.first == b.first; };
+            const auto rest = [&](const Entry &a, const Entry &b) { return breakTies(a.second, b.second); };
+            if (ascending)
+                sortInRuns(entries, byValue, equal, rest, descriptors.size() > 1);
+            else
+                sortInRuns(entries, byValueDescending, equal, rest, descriptors.size() > 1);
+            for (size_t i = 0; i < entries.size(); ++i)
+                positions[i] = entries[i].second;
+            return QList<qsizetype>(positions.begin(), positions.end());
+        }
     }
+    mergeSort(positions, [&order](qsizetype a, qsizetype b) { return order.compare(a, b); });
     return QList<qsizetype>(positions.begin(), positions.end());
 }
 

@@ -33,7 +33,11 @@ class TQSortDescriptorData;
     order. They read each value at most once per object and sort, and only as deep into the
     list of descriptors as ties require. For name order they use the sort key an object keeps
     (TQKeyValueCoding::nameSortKeyForKey()), else make one per object. Cost: n log n
-    comparisons plus one value read per object and descriptor used.
+    comparisons plus one value read per object and descriptor used. When the first
+    descriptor's values are all names or all integers (sizes, dates), they are sorted apart
+    from the objects, and only runs of equal values go on to the later descriptors; reading
+    a long list touches each object once, a few objects ahead of the read
+    (TQKeyValueCoding::prefetchValueForKey()).
 
     A value type, implicitly shared. Sorting is reentrant: lists may be sorted on any thread
     whose objects that thread may read.
@@ -73,20 +77,21 @@ public:
     template <class T>
     static void sort(QList<T> &list, const QList<TQSortDescriptor> &descriptors)
     {
-        list = sortedArray(list, descriptors);
+        const QList<qsizetype> order = sortedOrder(subjects(list), descriptors);
+        QList<T> sorted;
+        sorted.reserve(list.size());
+        for (qsizetype i : order)
+            sorted.append(std::move(list[i]));
+        list = std::move(sorted);
     }
 
     //! A sorted copy of \a list.
     template <class T>
     static QList<T> sortedArray(const QList<T> &list, const QList<TQSortDescriptor> &descriptors)
     {
-        QList<TQKeyValueSubject> subjects;
-        subjects.reserve(list.size());
-        for (const T &element : list)
-            subjects.append(TQKeyValueSubject(element));
         QList<T> sorted;
         sorted.reserve(list.size());
-        for (qsizetype i : sortedOrder(subjects, descriptors))
+        for (qsizetype i : sortedOrder(subjects(list), descriptors))
             sorted.append(list.at(i));
         return sorted;
     }
@@ -95,6 +100,16 @@ public:
     QString description() const;
 
 private:
+    template <class T>
+    static QList<TQKeyValueSubject> subjects(const QList<T> &list)
+    {
+        QList<TQKeyValueSubject> subjects;
+        subjects.reserve(list.size());
+        for (const T &element : list)
+            subjects.emplace_back(element);
+        return subjects;
+    }
+
     friend class TQSortOrder;
     QSharedDataPointer<TQSortDescriptorData> d;
 };

@@ -75,6 +75,11 @@ public:
 
     /*! The name the key was made from. */
     const QString &string() const { return m_string; }
+    /*!
+        The collation key of the name's first level: keys that compare unequal order their
+        names; keys that compare equal leave the order to compare().
+    */
+    const QCollatorSortKey &collationKey() const { return m_key; }
 
     friend bool operator<(const FinderStyleSortKey &a, const FinderStyleSortKey &b)
     {
