@@ -61,6 +61,7 @@ private slots:
     void descriptors();
     void sortsAFolder_data();
     void sortsAFolder();
+    void keptNameKeysFollowRenamesAndLocale();
     void randomOrderChangesAndKeepsEveryItem();
     void filters_data();
     void filters();
@@ -212,6 +213,32 @@ void TestFileSorting::sortsAFolder()
     for (const QVariant &row : rows)
         rowNames.append(row.toMap().value(u"file"_s).value<UWStandardFileRef>()->fileName());
     QCOMPARE(rowNames, expected);
+}
+
+void TestFileSorting::keptNameKeysFollowRenamesAndLocale()
+{
+    QTemporaryDir dir;
+    for (const char *name : {"b.txt", "z.txt", "\u00f6.txt"})
+        QVERIFY(QFile(dir.filePath(QString::fromUtf8(name))).open(QIODevice::WriteOnly));
+    QList<UWStandardFileRef> items;
+    for (const char *name : {"z.txt", "b.txt", "\u00f6.txt"})
+        items.append(TQFile::newFileForPath(dir.filePath(QString::fromUtf8(name))));
+    const QList<TQSortDescriptor> byName = TQFile::sortDescriptorsForSortType(0, 0, true);
+    TQSortDescriptor::sort(items, byName);
+    QCOMPARE(names(items), (QStringList{u"b.txt"_s, u"\u00f6.txt"_s, u"z.txt"_s}));
+
+    // Renamed on disk: the item takes the new name, and its kept key goes with the old one.
+    QVERIFY(QFile::rename(dir.filePath(u"b.txt"_s), dir.filePath(u"zz.txt"_s)));
+    items.first()->updateForEvent({UWFileEvent::Renamed, dir.filePath(u"zz.txt"_s)});
+    TQSortDescriptor::sort(items, byName);
+    QCOMPARE(names(items), (QStringList{u"\u00f6.txt"_s, u"z.txt"_s, u"zz.txt"_s}));
+
+    // In Swedish, o with diaeresis is a letter after z.
+    const QLocale before;
+    QLocale::setDefault(QLocale(QLocale::Swedish, QLocale::Sweden));
+    TQSortDescriptor::sort(items, byName);
+    QLocale::setDefault(before);
+    QCOMPARE(names(items), (QStringList{u"z.txt"_s, u"zz.txt"_s, u"\u00f6.txt"_s}));
 }
 
 void TestFileSorting::randomOrderChangesAndKeepsEveryItem()
