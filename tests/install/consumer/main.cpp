@@ -1,4 +1,6 @@
 // Built against an installed TQKit only: the headers, the CMake package and the library.
+#include <TQKit/TQIconAndFilenameCell.h>
+#include <TQKit/TQImageUtilities.h>
 #include <TQKit/TQTypeRegistry.h>
 #include <TQKit/TQUtilityFunctions.h>
 #include <TQKit/UWStandardFile.h>
@@ -12,6 +14,12 @@ int main(int argc, char **argv)
     const UWStandardFileRef file = UWStandardFile::newFileForPath(QString::fromLocal8Bit(argv[1]));
     if (!file || !TQUTTypeConformsToArray(file->resolvedUTI(), {QStringLiteral("public.item")}))
         return 1;
+    // The library's images travel inside it, and its cells bring Qt Widgets along.
+    if (TQImageUtilities::aliasBadge().isNull())
+        return 3;
+    const TQIconAndFilenameCell cell;
+    if (cell.imageRectForBounds(QRectF(0, 0, 100, 20)).x() != cell.leftSpacing())
+        return 4;
     std::printf("%s\n", qPrintable(file->resolvedUTI()));
     return 0;
 }
