@@ -703,6 +703,17 @@ bool UWStandardFile::isPlaceholder() const
     return d->isPlaceholder();
 }
 
+bool UWStandardFile::isEqual(const UWStandardFile &other) const
+{
+    if (this == &other)
+        return true;
+    if (d->isPlaceholder() || other.d->isPlaceholder()) {
+        return d->isPlaceholder() && other.d->isPlaceholder() && d->extra && other.d->extra
+            && d->extra->placeholderArchive == other.d->extra->placeholderArchive;
+    }
+    return d->path == other.d->path;
+}
+
 bool UWStandardFile::isDirectory() const
 {
     return d->isDirectory();
@@ -912,6 +923,7 @@ const std::array keyGetters = {
     KeyGetter{u"dateAdded", [](const UWStandardFile &f) { return dateValue(f.dateAdded()); }},
     KeyGetter{u"finderLabel", [](const UWStandardFile &f) { return QVariant(f.finderLabel()); }},
     KeyGetter{u"finderLabelTitle", [](const UWStandardFile &f) { return QVariant(f.finderLabelTitle()); }},
+    KeyGetter{u"fileIcon", [](const UWStandardFile &f) { return QVariant(f.fileIcon()); }},
 };
 
 } // namespace

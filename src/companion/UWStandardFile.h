@@ -156,6 +156,12 @@ public:
 
     //! True while the item stands for a file that is not available (see Placeholders).
     bool isPlaceholder() const;
+    /*!
+        True when both items stand for the same file: the same object, or two items with the
+        same path, or two placeholders with the same archive. Identity is the pointer; this is
+        equality, as records of items (bookmarks) compare them.
+    */
+    bool isEqual(const UWStandardFile &other) const;
     //! True for any directory (a link to a directory is not one; its target is).
     bool isDirectory() const;
     //! True for a plain folder; Linux has no packages, so this is isDirectory().

@@ -4,6 +4,7 @@
 
 #include <QDate>
 #include <QDateTime>
+#include <QIcon>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -133,6 +134,11 @@ QJsonValue jsonValue(const QVariant &value)
         for (auto it = map.cbegin(); it != map.cend(); ++it)
             object.insert(it.key(), jsonValue(it.value()));
         return object;
+    }
+    case QMetaType::QIcon: {
+        // An icon is shown by its theme name, the part a script can use.
+        const QIcon icon = value.value<QIcon>();
+        return icon.name().isEmpty() ? QJsonValue::Null : QJsonValue(icon.name());
     }
     case QMetaType::QVariantHash: {
         QJsonObject object;

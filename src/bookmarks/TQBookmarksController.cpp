@@ -1,0 +1,569 @@
+#include "TQBookmarksController.h"
+
+#include "TQBookmarksModel.h"
+#include "TQCopyDeep.h"
+#include "TQFile.h"
+#include "TQInvalidParameterException.h"
+#include "TQUtilityFunctions.h"
+
+#include <QAction>
+#include <QCborArray>
+#include <QCborValue>
+#include <QCoreApplication>
+#include <QDir>
+#include <QIcon>
+#include <QMimeData>
+#include <QMutex>
+#include <QUrl>
+
+#include <pwd.h>
+#include <unistd.h>
+
+const QString TQBookmarkFileKey = QStringLiteral("BookmarkFile");
+const QString TQBookmarkArchiveKey = QStringLiteral("BookmarkArchive");
+const QString TQBookmarkTitleKey = QStringLiteral("BookmarkTitle");
+const QString TQBookmarkSeparatorKey = QStringLiteral("BookmarkSeparator");
+const QString TQBookmarkKeyEquivalentKey = QStringLiteral("BookmarkKeyEquivalent");
+const QString TQBookmarksChangedNotification = QStringLiteral("TQBookmarksChangedNotification");
+const QString TQBookmarksInternalPboardType = QStringLiteral("TQBookmarksInternalPboardType");
+
+namespace {
+
+const char *const entryIdProperty = "tqBookmarkEntryId";
+const QString uriListFormat = QStringLiteral("text/uri-list");
+
+// The file item a value holds, under either pointer type; nullptr for anything else.
+UWStandardFileRef itemIn(const QVariant &value)
+{
+    if (value.metaType() == QMetaType::fromType<UWStandardFileRef>())
+        return value.value<UWStandardFileRef>();
+    if (value.metaType() == QMetaType::fromType<TQFileRef>())
+        return value.value<TQFileRef>();
+    return nullptr;
+}
+
+UWStandardFileRef fileOf(const QVariantMap &entry)
+{
+    return itemIn(entry.value(TQBookmarkFileKey));
+}
+
+bool isRecord(const QVariant &value)
+{
+    return value.metaType() == QMetaType::fromType<QVariantMap>();
+}
+
+bool reachable(const UWStandardFileRef &item)
+{
+    return item && !item->isPlaceholder() && !item->URL().isEmpty();
+}
+
+QString userName()
+{
+    if (const passwd *entry = ::getpwuid(::geteuid()))
+        return QString::fromLocal8Bit(entry->pw_name);
+    return qEnvironmentVariable("USER");
+}
+
+// The folders that hold the volumes themselves: a bookmark of one of them is a bookmark of
+// nothing in particular. Only the folder itself, not what lies below it.
+bool isVolumesFolder(const QString &path)
+{
+    static const QString user = userName();
+    QString folder = path;
+    if (folder.size() > 1 && folder.endsWith(u'/'))
+        folder.chop(1);
+    if (folder == u"/Volumes" || folder == u"/media" || folder == u"/mnt" || folder == u"/run/media")
+        return true;
+    return !user.isEmpty() && (folder == u"/media/" + user || folder == u"/run/media/" + user);
+}
+
+QIcon menuIcon(const UWStandardFileRef &item)
+{
+    // A 16×16 copy: the item's own icon stays as it is.
+    const QPixmap pixmap = item->fileIcon().pixmap(QSize(16, 16));
+    return pixmap.isNull() ? QIcon() : QIcon(pixmap.scaled(16, 16, Qt::KeepAspectRatio, Qt::SmoothTransformation));
+}
+
+// A new entry in the order its values are taken; like the record it stands for, it ends at
+// the first value that is missing.
+QVariantMap newEntry(const UWStandardFileRef &item, const QVariantMap &archive)
+{
+    QVariantMap entry{{TQBookmarkFileKey, QVariant::fromValue(item)}};
+    const QString title = item->displayName();
+    if (title.isEmpty())
+        return entry;
+    entry.insert(TQBookmarkTitleKey, title);
+    if (!archive.isEmpty())
+        entry.insert(TQBookmarkArchiveKey, archive);
+    return entry;
+}
+
+QList<int> rowsIn(const QMimeData *data)
+{
+    QList<int> rows;
+    const QCborValue value = QCborValue::fromCbor(data->data(TQBookmarksInternalPboardType));
+    for (const QCborValue &row : value.toArray()) {
+        if (row.isInteger() && row.toInteger() >= 0 && row.toInteger() <= std::numeric_limits<int>::max())
+            rows.append(int(row.toInteger()));
+    }
+    return rows;
+}
+
+QStringList pathsIn(const QMimeData *data)
+{
+    QStringList paths;
+    for (const QUrl &url : data->urls()) {
+        if (url.isLocalFile())
+            paths.append(url.toLocalFile());
+    }
+    return paths;
+}
+
+} // namespace
+
+struct TQBookmarksController::Private
+{
+    struct Entry
+    {
+        quint64 id;
+        QVariantMap record;
+    };
+
+    QList<Entry> list;
+    quint64 nextId = 1;
+    mutable QMutex propertyLock;
+    QStringList allowedUTIs; // guarded by propertyLock
+    QString separatorString; // guarded by propertyLock
+    TQBookmarksModel *model = nullptr;
+
+    Entry make(QVariantMap record) { return Entry{nextId++, std::move(record)}; }
+
+    qsizetype indexOfId(quint64 id) const
+    {
+        for (qsizetype i = 0; i < list.size(); ++i) {
+            if (list.at(i).id == id)
+                return i;
+        }
+        return -1;
+    }
+
+    qsizetype indexOfEqual(const QVariantMap &record) const
+    {
+        for (qsizetype i = 0; i < list.size(); ++i) {
+            if (isEqualRecord(list.at(i).record, record))
+                return i;
+        }
+        return -1;
+    }
+
+    bool passesFilter(const UWStandardFileRef &item) const
+    {
+        const QStringList types = [this] {
+            QMutexLocker locker(&propertyLock);
+            return allowedUTIs;
+        }();
+        if (types.isEmpty())
+            return true;
+        if (!item)
+            return false;
+        return item->isPlaceholder() || TQUTTypeConformsToArray(item->resolvedUTI(), types);
+    }
+};
+
+TQBookmarksController::TQBookmarksController(QObject *parent)
+    : QObject(parent)
+    , d(std::make_unique<Private>())
+{
+    d->separatorString = QCoreApplication::translate("Quillbox", "\u2013\u2013\u2013\u2013 Separator \u2013\u2013\u2013\u2013");
+    d->model = new TQBookmarksModel(this);
+}
+
+TQBookmarksController::~TQBookmarksController() = default;
+
+// Every change of the list goes through here: the model is reset around it and the
+// notification follows.
+template <class Change>
+void TQBookmarksController::changeList(Change &&change)
+{
+    d->model->beginChange();
+    change();
+    d->model->endChange();
+    Q_EMIT bookmarksChanged();
+}
+
+QVariantList TQBookmarksController::bookmarks() const
+{
+    QVariantList copy;
+    copy.reserve(d->list.size());
+    for (const Private::Entry &entry : d->list)
+        copy.append(TQCopyDeep::copyDeep(QVariant(entry.record)));
+    return copy;
+}
+
+qsizetype TQBookmarksController::bookmarksCount() const
+{
+    return d->list.size();
+}
+
+void TQBookmarksController::setBookmarks(const QVariantList &bookmarks)
+{
+    changeList([&] {
+        d->list.clear();
+        for (const QVariant &value : bookmarks) {
+            if (!isRecord(value))
+                continue;
+            const QVariantMap record = value.toMap();
+            if (d->passesFilter(fileOf(record)))
+                d->list.append(d->make(record));
+        }
+    });
+}
+
+QVariantList TQBookmarksController::savableBookmarks()
+{
+    QVariantList saved;
+    saved.reserve(d->list.size());
+    for (Private::Entry &entry : d->list) {
+        // Taken before the fresh archive below: the record carries the archive the entry
+        // held until now, the fresh one goes out with the next save.
+        QVariantMap copy = entry.record;
+        const UWStandardFileRef item = fileOf(entry.record);
+        if (!entry.record.contains(TQBookmarkFileKey)) {
+            if (entry.record.contains(TQBookmarkSeparatorKey))
+                saved.append(copy);
+            continue;
+        }
+        if (item && !item->isPlaceholder() && !item->URL().isEmpty()) {
+            const QVariantMap fresh = item->archiveDictionary();
+            if (!fresh.isEmpty())
+                entry.record.insert(TQBookmarkArchiveKey, fresh);
+        }
+        if (entry.record.contains(TQBookmarkArchiveKey)) {
+            copy.remove(TQBookmarkFileKey);
+            saved.append(copy);
+        }
+    }
+    return saved;
+}
+
+void TQBookmarksController::setBookmarksFromSavableBookmarks(const QVariantList &savableBookmarks)
+{
+    changeList([&] {
+        d->list.clear();
+        for (const QVariant &value : savableBookmarks) {
+            if (const UWStandardFileRef item = itemIn(value)) {
+                // A bare file item: taken only when it is a real file that passes.
+                if (item->isPlaceholder() || isVolumesFolder(item->path()))
+                    continue;
+                const QVariantMap archive = item->archiveDictionary();
+                if (archive.isEmpty() || !d->passesFilter(item))
+                    continue;
+                d->list.append(d->make(newEntry(item, archive)));
+                continue;
+            }
+            if (!isRecord(value))
+                continue;
+            const QVariantMap record = value.toMap();
+            const bool hasFile = record.contains(TQBookmarkFileKey);
+            const bool hasArchive = record.contains(TQBookmarkArchiveKey);
+            if (hasFile || hasArchive) {
+                // The current form keeps the archive under its own key; the older one kept
+                // it where the live item goes now.
+                const QVariant stored = record.value(hasFile ? TQBookmarkFileKey : TQBookmarkArchiveKey);
+                if (!isRecord(stored))
+                    continue;
+                const QVariantMap storedArchive = stored.toMap();
+                const UWStandardFileRef item = UWStandardFile::newFileForArchive(storedArchive, true);
+                if (!item || !d->passesFilter(item))
+                    continue;
+                QVariantMap entry = record;
+                if (reachable(item)) {
+                    const QVariantMap fresh = item->archiveDictionary();
+                    if (!fresh.isEmpty())
+                        entry.insert(TQBookmarkArchiveKey, fresh);
+                } else {
+                    // Kept whole while the file is away, so that nothing of it is lost.
+                    entry.insert(TQBookmarkArchiveKey, storedArchive);
+                }
+                entry.insert(TQBookmarkFileKey, QVariant::fromValue(item));
+                if (!entry.contains(TQBookmarkTitleKey))
+                    entry.insert(TQBookmarkTitleKey, item->displayName());
+                d->list.append(d->make(entry));
+            } else if (record.contains(TQBookmarkSeparatorKey)) {
+                d->list.append(d->make(record));
+            } else {
+                // The oldest form: the record is itself an archive.
+                const UWStandardFileRef item = UWStandardFile::newFileForArchive(record, true);
+                if (!item || item->isPlaceholder() || isVolumesFolder(item->path()) || !d->passesFilter(item))
+                    continue;
+                d->list.append(d->make(newEntry(item, record)));
+            }
+        }
+    });
+}
+
+void TQBookmarksController::refreshBookmarks()
+{
+    for (Private::Entry &entry : d->list) {
+        UWStandardFileRef item = fileOf(entry.record);
+        if (item)
+            item->currentURL();
+        if (item && !item->URL().isEmpty())
+            continue;
+        const QVariant archive = entry.record.value(TQBookmarkArchiveKey);
+        if (!isRecord(archive))
+            continue;
+        if (const UWStandardFileRef found = UWStandardFile::newFileForArchive(archive.toMap(), true))
+            entry.record.insert(TQBookmarkFileKey, QVariant::fromValue(found));
+    }
+}
+
+void TQBookmarksController::removeItems(const QVariantList &items)
+{
+    changeList([&] {
+        d->list.removeIf([&items](const Private::Entry &entry) {
+            return std::any_of(items.cbegin(), items.cend(), [&entry](const QVariant &item) {
+                return isRecord(item) && isEqualRecord(entry.record, item.toMap());
+            });
+        });
+    });
+}
+
+void TQBookmarksController::removeItemAtIndex(qsizetype index)
+{
+    if (index < 0 || index >= d->list.size())
+        throw TQInvalidParameterException(QStringLiteral("index < bookmarksCount"), __FILE__, __LINE__);
+    changeList([&] { d->list.removeAt(index); });
+}
+
+void TQBookmarksController::addFiles(const QList<UWStandardFileRef> &files, qsizetype index)
+{
+    if (index == TQNotFound)
+        index = d->list.size();
+    if (index < 0 || index > d->list.size())
+        throw TQInvalidParameterException(QStringLiteral("index <= bookmarksCount"), __FILE__, __LINE__);
+    changeList([&] {
+        for (const UWStandardFileRef &item : files) {
+            if (!item || item->URL().isEmpty() || !d->passesFilter(item))
+                continue;
+            const QVariantMap entry = newEntry(item, item->archiveDictionary());
+            if (d->indexOfEqual(entry) >= 0)
+                continue;
+            d->list.insert(index++, d->make(entry));
+        }
+    });
+}
+
+void TQBookmarksController::addSeparatorAtIndex(qsizetype index)
+{
+    if (index == TQNotFound)
+        index = d->list.size();
+    if (index < 0 || index > d->list.size())
+        throw TQInvalidParameterException(QStringLiteral("index <= bookmarksCount"), __FILE__, __LINE__);
+    changeList([&] {
+        d->list.insert(index, d->make({{TQBookmarkSeparatorKey, TQBookmarkSeparatorKey}}));
+    });
+}
+
+QStringList TQBookmarksController::allowedUTIs() const
+{
+    QMutexLocker locker(&d->propertyLock);
+    return d->allowedUTIs;
+}
+
+void TQBookmarksController::setAllowedUTIs(const QStringList &types)
+{
+    QMutexLocker locker(&d->propertyLock);
+    d->allowedUTIs = types;
+}
+
+QString TQBookmarksController::separatorString() const
+{
+    QMutexLocker locker(&d->propertyLock);
+    return d->separatorString;
+}
+
+void TQBookmarksController::setSeparatorString(const QString &text)
+{
+    {
+        QMutexLocker locker(&d->propertyLock);
+        d->separatorString = text;
+    }
+    // Separator rows show the text.
+    if (!d->list.isEmpty())
+        Q_EMIT d->model->dataChanged(d->model->index(0, 0), d->model->index(int(d->list.size()) - 1, 0));
+}
+
+bool TQBookmarksController::isEqualRecord(const QVariantMap &a, const QVariantMap &b)
+{
+    if (a.size() != b.size())
+        return false;
+    for (auto it = a.cbegin(), other = b.cbegin(); it != a.cend(); ++it, ++other) {
+        if (it.key() != other.key())
+            return false;
+        const UWStandardFileRef itemA = itemIn(it.value());
+        const UWStandardFileRef itemB = itemIn(other.value());
+        if (itemA || itemB) {
+            if (!itemA || !itemB || !itemA->isEqual(*itemB))
+                return false;
+        } else if (isRecord(it.value()) && isRecord(other.value())) {
+            if (!isEqualRecord(it.value().toMap(), other.value().toMap()))
+                return false;
+        } else if (it.value() != other.value()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// ---- Menu ----------------------------------------------------------------------------------
+
+QList<QAction *> TQBookmarksController::menuItemsForBookmarks(QObject *parent)
+{
+    refreshBookmarks();
+    QList<QAction *> items;
+    items.reserve(d->list.size());
+    for (const Private::Entry &entry : std::as_const(d->list)) {
+        auto *action = new QAction(parent);
+        action->setProperty(entryIdProperty, entry.id);
+        if (const UWStandardFileRef item = fileOf(entry.record)) {
+            action->setText(entry.record.value(TQBookmarkTitleKey).toString());
+            action->setIcon(menuIcon(item));
+            action->setData(entry.record);
+        } else {
+            action->setSeparator(true);
+        }
+        items.append(action);
+    }
+    return items;
+}
+
+bool TQBookmarksController::validateMenuItem(QAction *item)
+{
+    if (!item)
+        return false;
+    QVariantMap entry = item->data().toMap();
+    const UWStandardFileRef file = fileOf(entry);
+    bool enabled = false;
+    if (file) {
+        file->currentURL();
+        if (reachable(file)) {
+            enabled = true;
+        } else if (file->URL().isEmpty()) {
+            const QVariant archive = entry.value(TQBookmarkArchiveKey);
+            const UWStandardFileRef found = isRecord(archive) ? UWStandardFile::newFileForArchive(archive.toMap()) : nullptr;
+            if (found) {
+                // Kept even as a placeholder: the next validation starts from it.
+                entry.insert(TQBookmarkFileKey, QVariant::fromValue(found));
+                item->setData(entry);
+                const qsizetype index = d->indexOfId(item->property(entryIdProperty).toULongLong());
+                if (index >= 0)
+                    d->list[index].record.insert(TQBookmarkFileKey, QVariant::fromValue(found));
+                if (reachable(found)) {
+                    item->setIcon(menuIcon(found));
+                    enabled = true;
+                }
+            }
+        }
+    }
+    item->setEnabled(enabled);
+    return enabled;
+}
+
+// ---- Table ---------------------------------------------------------------------------------
+
+TQBookmarksModel *TQBookmarksController::model()
+{
+    return d->model;
+}
+
+QMimeData *TQBookmarksController::mimeDataForRows(QList<int> rows) const
+{
+    std::sort(rows.begin(), rows.end());
+    rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+    QCborArray array;
+    for (int row : std::as_const(rows))
+        array.append(row);
+    auto *data = new QMimeData;
+    data->setData(TQBookmarksInternalPboardType, QCborValue(array).toCbor());
+    return data;
+}
+
+bool TQBookmarksController::validateDrop(const QMimeData *data, int &row, DropOperation &operation) const
+{
+    if (!data)
+        return false;
+    if (data->hasFormat(uriListFormat)) {
+        const QList<UWStandardFileRef> files = UWStandardFile::arrayOfFilesForPaths(pathsIn(data), false);
+        if (files.isEmpty())
+            return false;
+        for (const UWStandardFileRef &file : files) {
+            if (!file->isPlaceholder() && !d->passesFilter(file))
+                return false;
+        }
+    } else if (!data->hasFormat(TQBookmarksInternalPboardType) || rowsIn(data).isEmpty()) {
+        return false;
+    }
+    if (operation == DropOperation::On) {
+        if (row == -1)
+            row = int(d->list.size());
+        operation = DropOperation::Above;
+    }
+    return true;
+}
+
+bool TQBookmarksController::acceptDrop(const QMimeData *data, int row)
+{
+    if (!data || row < 0)
+        return false;
+    QList<QVariantMap> placed;
+    if (data->hasFormat(uriListFormat)) {
+        for (const UWStandardFileRef &file : UWStandardFile::arrayOfFilesForPaths(pathsIn(data), false)) {
+            const QVariantMap archive = file->archiveDictionary();
+            if (archive.isEmpty() || file->URL().isEmpty() || !d->passesFilter(file))
+                continue;
+            placed.append(newEntry(file, archive));
+        }
+    } else if (data->hasFormat(TQBookmarksInternalPboardType)) {
+        // The rows as they stand now, before anything moves.
+        for (int dragged : rowsIn(data)) {
+            if (dragged < d->list.size())
+                placed.append(d->list.at(dragged).record);
+        }
+    } else {
+        return false;
+    }
+    if (placed.isEmpty())
+        return false;
+    changeList([&] {
+        qsizetype insertion = std::min<qsizetype>(row, d->list.size());
+        for (const QVariantMap &record : std::as_const(placed)) {
+            Private::Entry entry = d->make(record);
+            if (const qsizetype existing = d->indexOfEqual(record); existing >= 0) {
+                entry = d->list.takeAt(existing);
+                if (existing < insertion)
+                    --insertion;
+            }
+            d->list.insert(insertion++, entry);
+        }
+    });
+    return true;
+}
+
+bool TQBookmarksController::setTitleAtRow(int row, const QVariant &title)
+{
+    if (row < 0 || row >= d->list.size() || title.metaType() != QMetaType::fromType<QString>())
+        return false;
+    const QString text = title.toString();
+    if (text.isEmpty())
+        return false;
+    d->list[row].record.insert(TQBookmarkTitleKey, text);
+    d->model->rowChanged(row);
+    Q_EMIT bookmarksChanged();
+    return true;
+}
+
+const QVariantMap *TQBookmarksController::entryAt(int row) const
+{
+    return row >= 0 && row < d->list.size() ? &d->list.at(row).record : nullptr;
+}

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <limits>
+
+/*!
+    The index that stands for "no index": an operation that takes an index reads it as "at
+    the end", one that answers an index answers it for "not found".
+*/
+inline constexpr qsizetype TQNotFound = std::numeric_limits<qsizetype>::max();

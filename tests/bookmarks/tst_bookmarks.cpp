@@ -1,0 +1,480 @@
+#include "TQBookmarksController.h"
+#include "TQBookmarksModel.h"
+#include "TQFile.h"
+#include "TQInvalidParameterException.h"
+#include "TQUserDefaultsUtilities.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDir>
+#include <QImage>
+#include <QLineEdit>
+#include <QListView>
+#include <QLoggingCategory>
+#include <QMimeData>
+#include <QRandomGenerator>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+UWStandardFileRef fileOf(const QVariant &entry)
+{
+    return entry.toMap().value(TQBookmarkFileKey).value<UWStandardFileRef>();
+}
+
+// An entry as the tables write it: "sep", "Title=name" for a file, "Title=(placeholder)".
+QString describe(const QVariant &value)
+{
+    const QVariantMap entry = value.toMap();
+    if (!entry.contains(TQBookmarkFileKey))
+        return entry.contains(TQBookmarkSeparatorKey) ? u"sep"_s : u"?"_s;
+    const UWStandardFileRef item = fileOf(value);
+    return entry.value(TQBookmarkTitleKey).toString() + u'='
+        + (item->isPlaceholder() ? u"(placeholder)"_s : item->fileName());
+}
+
+QStringList describe(const QVariantList &list)
+{
+    QStringList lines;
+    for (const QVariant &entry : list)
+        lines.append(describe(entry));
+    return lines;
+}
+
+QMimeData *filesDrag(const QStringList &paths)
+{
+    QList<QUrl> urls;
+    for (const QString &path : paths)
+        urls.append(QUrl::fromLocalFile(path));
+    auto *data = new QMimeData;
+    data->setUrls(urls);
+    return data;
+}
+
+} // namespace
+
+class TestBookmarks : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void restoring_data();
+    void restoring();
+    void savingKeepsThePreviousArchiveOnce();
+    void addingAndEquality();
+    void filterAppliesToFilesNotToSavedSeparators();
+    void moveRule_data();
+    void moveRule();
+    void dropValidation_data();
+    void dropValidation();
+    void fileDrops();
+    void tableThroughAListView();
+    void menu();
+    void randomSavedListsNeverFail();
+
+private:
+    QString path(const QString &name) const { return m_dir.filePath(name); }
+    QVariantMap archive(const QString &name) const { return TQFile::newFileForPath(path(name))->archiveDictionary(); }
+    QVariantMap awayArchive() const;
+    QVariant savedToken(const QString &token) const;
+    void fill(TQBookmarksController &controller, const QStringList &names);
+
+    QTemporaryDir m_dir;
+};
+
+void TestBookmarks::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    QVERIFY(QDir(m_dir.path()).mkdir(u"Pics"_s));
+    QVERIFY(QImage(8, 8, QImage::Format_RGB32).save(path(u"photo.jpg"_s), "JPEG"));
+    for (const QString &name : {u"notes.txt"_s, u"A"_s, u"B"_s, u"C"_s, u"D"_s, u"E"_s, u"F"_s}) {
+        QFile file(path(name));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("text\n") == 5);
+    }
+}
+
+// A file on a volume that is not mounted now.
+QVariantMap TestBookmarks::awayArchive() const
+{
+    QVariantMap away = archive(u"notes.txt"_s);
+    away[u"path"_s] = u"/media/usb-stick/notes.txt"_s;
+    away[u"volume"_s] = u"uuid:0000-not-mounted"_s;
+    return away;
+}
+
+// "sep", "cur:NAME:TITLE", "old:NAME", "bare:NAME", "item:NAME", "away:TITLE", "bare:/abs/path", junk.
+QVariant TestBookmarks::savedToken(const QString &token) const
+{
+    const QStringList parts = token.split(u':');
+    const QString kind = parts.at(0);
+    const QString name = parts.value(1);
+    const QString where = name.startsWith(u'/') ? name : path(name);
+    if (kind == u"sep")
+        return QVariantMap{{TQBookmarkSeparatorKey, TQBookmarkSeparatorKey}};
+    if (kind == u"cur")
+        return QVariantMap{{TQBookmarkArchiveKey, archive(name)}, {TQBookmarkTitleKey, parts.value(2)},
+                           {TQBookmarkKeyEquivalentKey, u"p"_s}};
+    if (kind == u"old")
+        return QVariantMap{{TQBookmarkFileKey, archive(name)}};
+    if (kind == u"bare")
+        return TQFile::newFileForPath(where)->archiveDictionary();
+    if (kind == u"item")
+        return QVariant::fromValue(UWStandardFile::newFileForPath(where));
+    if (kind == u"away")
+        return QVariantMap{{TQBookmarkArchiveKey, awayArchive()}, {TQBookmarkTitleKey, name}};
+    if (kind == u"number")
+        return 42;
+    if (kind == u"text-archive")
+        return QVariantMap{{TQBookmarkArchiveKey, u"not an archive"_s}, {TQBookmarkTitleKey, u"x"_s}};
+    return QVariantList{1, u"two"_s};
+}
+
+void TestBookmarks::fill(TQBookmarksController &controller, const QStringList &names)
+{
+    QList<UWStandardFileRef> files;
+    for (const QString &name : names)
+        files.append(TQFile::newFileForPath(path(name)));
+    controller.addFiles(files);
+}
+
+void TestBookmarks::restoring_data()
+{
+    QTest::addColumn<QStringList>("saved");
+    QTest::addColumn<QStringList>("expected");
+
+    QTest::newRow("current form and separator")
+        << QStringList{u"sep"_s, u"cur:Pics:My Pics"_s} << QStringList{u"sep"_s, u"My Pics=Pics"_s};
+    QTest::newRow("older form takes the display name")
+        << QStringList{u"old:notes.txt"_s} << QStringList{u"notes.txt=notes.txt"_s};
+    QTest::newRow("a file away comes back as a placeholder") << QStringList{u"away:Stick"_s}
+                                                             << QStringList{u"Stick=(placeholder)"_s};
+    QTest::newRow("bare archives and bare items resolve or go")
+        << QStringList{u"bare:photo.jpg"_s, u"item:notes.txt"_s, u"item:missing.txt"_s}
+        << QStringList{u"photo.jpg=photo.jpg"_s, u"notes.txt=notes.txt"_s};
+    QTest::newRow("junk is dropped, the rest kept")
+        << QStringList{u"number"_s, u"cur:A:First"_s, u"text-archive"_s, u"list"_s, u"sep"_s}
+        << QStringList{u"First=A"_s, u"sep"_s};
+    if (QFileInfo(u"/mnt"_s).isDir()) {
+        // Linux's volumes folders are refused like "/Volumes".
+        QTest::newRow("a volumes folder is no bookmark") << QStringList{u"bare:/mnt"_s, u"item:/mnt/"_s}
+                                                         << QStringList{};
+    }
+}
+
+void TestBookmarks::restoring()
+{
+    QFETCH(QStringList, saved);
+    QFETCH(QStringList, expected);
+
+    QVariantList list;
+    for (const QString &token : saved)
+        list.append(savedToken(token));
+    TQBookmarksController controller;
+    QSignalSpy changed(&controller, &TQBookmarksController::bookmarksChanged);
+    QLoggingCategory::setFilterRules(u"tqkit.companion.info=false"_s);
+    controller.setBookmarksFromSavableBookmarks(list);
+    QLoggingCategory::setFilterRules({});
+    QCOMPARE(describe(controller.bookmarks()), expected);
+    QCOMPARE(changed.count(), 1);
+
+    // What comes back saves to records without live items, and those restore alike, also
+    // after a trip through the settings.
+    const QVariantList savable = controller.savableBookmarks();
+    for (const QVariant &record : savable)
+        QVERIFY(!record.toMap().contains(TQBookmarkFileKey));
+    QSettings settings(m_dir.filePath(u"settings.ini"_s), QSettings::IniFormat);
+    QVERIFY(TQUserDefaultsUtilities::setKeyedArchivableObject(settings, savable, u"bookmarks"_s));
+    TQBookmarksController again;
+    again.setBookmarksFromSavableBookmarks(TQUserDefaultsUtilities::keyedUnarchiveObjectForKey(settings, u"bookmarks"_s).toList());
+    QCOMPARE(describe(again.bookmarks()), expected);
+}
+
+void TestBookmarks::savingKeepsThePreviousArchiveOnce()
+{
+    TQBookmarksController controller;
+    fill(controller, {u"F"_s});
+    const QVariantMap first = controller.savableBookmarks().first().toMap();
+    QCOMPARE(first.value(TQBookmarkArchiveKey).toMap().value(u"path"_s).toString(), path(u"F"_s));
+    QCOMPARE(first.value(TQBookmarkTitleKey).toString(), u"F"_s);
+
+    // Renamed on disk, the item follows; the next save still writes the archive held before.
+    QVERIFY(QFile::rename(path(u"F"_s), path(u"F2"_s)));
+    fileOf(controller.bookmarks().first())->updateForEvent({UWFileEvent::Renamed, path(u"F2"_s)});
+    const auto savedPath = [&controller] {
+        return controller.savableBookmarks().first().toMap().value(TQBookmarkArchiveKey).toMap().value(u"path"_s).toString();
+    };
+    QCOMPARE(savedPath(), path(u"F"_s));
+    QCOMPARE(savedPath(), path(u"F2"_s));
+    QVERIFY(QFile::rename(path(u"F2"_s), path(u"F"_s)));
+
+    // A placeholder keeps its saved description whole.
+    controller.setBookmarksFromSavableBookmarks({savedToken(u"away:Stick"_s)});
+    QCOMPARE(controller.savableBookmarks().first().toMap().value(TQBookmarkArchiveKey).toMap(), awayArchive());
+}
+
+void TestBookmarks::addingAndEquality()
+{
+    TQBookmarksController controller;
+    QSignalSpy changed(&controller, &TQBookmarksController::bookmarksChanged);
+    fill(controller, {u"A"_s, u"B"_s});
+    controller.addFiles({TQFile::newFileForPath(path(u"C"_s)), TQFile::newFileForPath(path(u"D"_s)),
+                         UWStandardFile::arrayOfFilesForPaths({path(u"gone"_s)}, true).first(),
+                         TQFile::newFileForPath(path(u"E"_s))},
+                        1);
+    QCOMPARE(describe(controller.bookmarks()), (QStringList{u"A=A"_s, u"C=C"_s, u"D=D"_s, u"E=E"_s, u"B=B"_s}));
+
+    // Another item of the same file makes an equal entry: not added again, but notified.
+    controller.addFiles({TQFile::newFileForPath(path(u"C"_s))}, 0);
+    QCOMPARE(controller.bookmarksCount(), 5);
+    QCOMPARE(changed.count(), 3);
+    // Once renamed, its entry differs, and the file may be added again.
+    QVERIFY(controller.setTitleAtRow(1, u"Sea"_s));
+    controller.addFiles({TQFile::newFileForPath(path(u"C"_s))});
+    QCOMPARE(describe(controller.bookmarks()).last(), u"C=C"_s);
+
+    controller.addSeparatorAtIndex(0);
+    controller.addSeparatorAtIndex();
+    controller.removeItems({controller.bookmarks().at(1), QVariantMap{{TQBookmarkSeparatorKey, TQBookmarkSeparatorKey}}});
+    QCOMPARE(describe(controller.bookmarks()), (QStringList{u"Sea=C"_s, u"D=D"_s, u"E=E"_s, u"B=B"_s, u"C=C"_s}));
+    controller.removeItemAtIndex(4);
+    QCOMPARE(controller.bookmarksCount(), 4);
+    QVERIFY_THROWS_EXCEPTION(TQInvalidParameterException, controller.removeItemAtIndex(4));
+    QVERIFY_THROWS_EXCEPTION(TQInvalidParameterException, controller.addSeparatorAtIndex(9));
+
+    // What bookmarks() hands out is the host's to change.
+    QVariantList copy = controller.bookmarks();
+    copy.first() = QVariantMap{{TQBookmarkTitleKey, u"changed"_s}};
+    QCOMPARE(describe(controller.bookmarks()).first(), u"Sea=C"_s);
+    controller.setBookmarks(controller.bookmarks());
+    QCOMPARE(controller.bookmarksCount(), 4);
+}
+
+void TestBookmarks::filterAppliesToFilesNotToSavedSeparators()
+{
+    TQBookmarksController controller;
+    controller.setAllowedUTIs({u"public.image"_s});
+    controller.setBookmarksFromSavableBookmarks(
+        {savedToken(u"cur:notes.txt:Notes"_s), savedToken(u"away:Stick"_s), savedToken(u"sep"_s), savedToken(u"cur:photo.jpg:Photo"_s)});
+    QCOMPARE(describe(controller.bookmarks()), (QStringList{u"Stick=(placeholder)"_s, u"sep"_s, u"Photo=photo.jpg"_s}));
+    controller.setBookmarks(controller.bookmarks());
+    QCOMPARE(describe(controller.bookmarks()), (QStringList{u"Stick=(placeholder)"_s, u"Photo=photo.jpg"_s}));
+    controller.addFiles({TQFile::newFileForPath(path(u"notes.txt"_s))});
+    QCOMPARE(controller.bookmarksCount(), 2);
+}
+
+void TestBookmarks::moveRule_data()
+{
+    QTest::addColumn<QList<int>>("rows");
+    QTest::addColumn<int>("dropRow");
+    QTest::addColumn<QString>("expected");
+
+    QTest::newRow("two rows to the end") << QList<int>{1, 3} << 5 << u"ACEBD"_s;
+    QTest::newRow("two rows to the top") << QList<int>{3, 4} << 0 << u"DEABC"_s;
+    QTest::newRow("a row onto itself") << QList<int>{2} << 2 << u"ABCDE"_s;
+    QTest::newRow("a row down by one") << QList<int>{1} << 3 << u"ACBDE"_s;
+    QTest::newRow("rows given in any order go in row order") << QList<int>{4, 0} << 2 << u"BAECD"_s;
+    QTest::newRow("a row that is no longer there is ignored") << QList<int>{0, 9} << 5 << u"BCDEA"_s;
+    QTest::newRow("nowhere") << QList<int>{1} << -1 << u"ABCDE"_s;
+}
+
+void TestBookmarks::moveRule()
+{
+    QFETCH(QList<int>, rows);
+    QFETCH(int, dropRow);
+    QFETCH(QString, expected);
+
+    TQBookmarksController controller;
+    fill(controller, {u"A"_s, u"B"_s, u"C"_s, u"D"_s, u"E"_s});
+    QSignalSpy changed(&controller, &TQBookmarksController::bookmarksChanged);
+    const std::unique_ptr<QMimeData> drag(controller.model()->mimeData(
+        [&] {
+            QModelIndexList indexes;
+            for (int row : rows)
+                indexes.append(controller.model()->index(row, 0));
+            return indexes;
+        }()));
+    const bool accepted = controller.acceptDrop(drag.get(), dropRow);
+    QCOMPARE(accepted, dropRow >= 0);
+    QCOMPARE(changed.count(), accepted ? 1 : 0);
+    QString order;
+    for (const QVariant &entry : controller.bookmarks())
+        order += fileOf(entry)->fileName();
+    QCOMPARE(order, expected);
+}
+
+void TestBookmarks::dropValidation_data()
+{
+    QTest::addColumn<QString>("drag"); // "rows", "no rows", "files", "mixed files", "both"
+    QTest::addColumn<int>("row");
+    QTest::addColumn<bool>("on");
+    QTest::addColumn<bool>("accepted");
+    QTest::addColumn<int>("finalRow");
+
+    QTest::newRow("on a row becomes above it") << u"rows"_s << 2 << true << true << 2;
+    QTest::newRow("on no row becomes the end") << u"rows"_s << -1 << true << true << 3;
+    QTest::newRow("above stays") << u"rows"_s << 1 << false << true << 1;
+    QTest::newRow("no rows, no drop") << u"no rows"_s << 1 << false << false << 1;
+    QTest::newRow("images pass the filter") << u"files"_s << 0 << true << true << 0;
+    QTest::newRow("one file refused refuses all") << u"mixed files"_s << 0 << false << false << 0;
+    QTest::newRow("files win over rows") << u"both"_s << 0 << false << false << 0;
+}
+
+void TestBookmarks::dropValidation()
+{
+    QFETCH(QString, drag);
+    QFETCH(int, row);
+    QFETCH(bool, on);
+    QFETCH(bool, accepted);
+    QFETCH(int, finalRow);
+
+    TQBookmarksController controller;
+    fill(controller, {u"A"_s, u"B"_s, u"C"_s});
+    controller.setAllowedUTIs({u"public.image"_s, u"public.plain-text"_s});
+    std::unique_ptr<QMimeData> data(drag.contains(u"files"_s) || drag == u"both"
+                                        ? filesDrag(QStringList{path(u"photo.jpg"_s)} + (drag == u"files" ? QStringList() : QStringList{path(u"Pics"_s)}))
+                                        : controller.mimeDataForRows(drag == u"rows" ? QList<int>{0} : QList<int>{}));
+    if (drag == u"both")
+        data->setData(TQBookmarksInternalPboardType, std::unique_ptr<QMimeData>(controller.mimeDataForRows({0}))->data(TQBookmarksInternalPboardType));
+    auto operation = on ? TQBookmarksController::DropOperation::On : TQBookmarksController::DropOperation::Above;
+    QCOMPARE(controller.validateDrop(data.get(), row, operation), accepted);
+    if (accepted) {
+        QCOMPARE(row, finalRow);
+        QCOMPARE(operation, TQBookmarksController::DropOperation::Above);
+    }
+}
+
+void TestBookmarks::fileDrops()
+{
+    TQBookmarksController controller;
+    fill(controller, {u"A"_s, u"B"_s, u"C"_s});
+    TQBookmarksModel *model = controller.model();
+    // Dropped on row 0 of a view: lands above it.
+    std::unique_ptr<QMimeData> drag(filesDrag({path(u"photo.jpg"_s), path(u"missing.jpg"_s), path(u"C"_s)}));
+    QVERIFY(model->canDropMimeData(drag.get(), Qt::CopyAction, -1, -1, model->index(0, 0)));
+    QVERIFY(model->dropMimeData(drag.get(), Qt::CopyAction, -1, -1, model->index(0, 0)));
+    QCOMPARE(describe(controller.bookmarks()), (QStringList{u"photo.jpg=photo.jpg"_s, u"C=C"_s, u"A=A"_s, u"B=B"_s}));
+
+    // Dropped below the last row after its title changed: a second entry at the end.
+    QVERIFY(model->setData(model->index(1, 0), u"Sea"_s));
+    std::unique_ptr<QMimeData> again(filesDrag({path(u"C"_s)}));
+    QVERIFY(model->dropMimeData(again.get(), Qt::CopyAction, -1, -1, QModelIndex()));
+    QCOMPARE(describe(controller.bookmarks()), (QStringList{u"photo.jpg=photo.jpg"_s, u"Sea=C"_s, u"A=A"_s, u"B=B"_s, u"C=C"_s}));
+    std::unique_ptr<QMimeData> nothing(filesDrag({path(u"missing.jpg"_s)}));
+    QVERIFY(!model->canDropMimeData(nothing.get(), Qt::CopyAction, 0, 0, QModelIndex()));
+    QVERIFY(!controller.acceptDrop(nothing.get(), 0));
+}
+
+void TestBookmarks::tableThroughAListView()
+{
+    TQBookmarksController controller;
+    fill(controller, {u"A"_s});
+    controller.addSeparatorAtIndex();
+    fill(controller, {u"photo.jpg"_s});
+    TQBookmarksModel *model = controller.model();
+    QListView view;
+    view.setModel(model);
+    view.setDragDropMode(QAbstractItemView::DragDrop);
+    view.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&view));
+
+    const QModelIndex separator = model->index(1, 0);
+    QCOMPARE(model->data(separator).toString(), controller.separatorString());
+    QCOMPARE(controller.separatorString().size(), 19);
+    QVERIFY(model->data(separator, Qt::DecorationRole).isNull());
+    QVERIFY(!(model->flags(separator) & Qt::ItemIsEditable));
+    QVERIFY(model->flags(separator) & Qt::ItemIsDragEnabled);
+    QCOMPARE(model->headerData(0, Qt::Horizontal, TQBookmarksModel::ColumnIdentifierRole).toString(), u"bookmarkDict"_s);
+
+    // Renaming by editing in the view; an empty name is refused and nothing is posted.
+    QSignalSpy changed(&controller, &TQBookmarksController::bookmarksChanged);
+    const auto rename = [&view](const QModelIndex &index, const QString &text) {
+        view.edit(index);
+        auto *editor = view.findChild<QLineEdit *>();
+        QVERIFY(editor);
+        editor->setText(text);
+        QTest::keyClick(editor, Qt::Key_Return); // commits through a queued call
+        QCoreApplication::processEvents();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    };
+    rename(model->index(0, 0), u"Alpha"_s);
+    QCOMPARE(model->data(model->index(0, 0)).toString(), u"Alpha"_s);
+    QCOMPARE(changed.count(), 1);
+    rename(model->index(0, 0), QString());
+    QCOMPARE(model->data(model->index(0, 0)).toString(), u"Alpha"_s);
+    QCOMPARE(changed.count(), 1);
+
+    // The view's own drop path moves rows by the same rule.
+    std::unique_ptr<QMimeData> rows(model->mimeData({model->index(2, 0)}));
+    QVERIFY(model->dropMimeData(rows.get(), Qt::MoveAction, 0, 0, QModelIndex()));
+    QCOMPARE(describe(controller.bookmarks()), (QStringList{u"photo.jpg=photo.jpg"_s, u"Alpha=A"_s, u"sep"_s}));
+    QVERIFY(!model->removeRows(0, 1)); // a view's move drag never deletes rows afterwards
+}
+
+void TestBookmarks::menu()
+{
+    TQBookmarksController controller;
+    controller.setBookmarksFromSavableBookmarks({savedToken(u"cur:Pics:Pics"_s), savedToken(u"sep"_s), savedToken(u"away:Stick"_s)});
+    QObject owner;
+    const QList<QAction *> items = controller.menuItemsForBookmarks(&owner);
+    QCOMPARE(items.size(), 3);
+    QVERIFY(!items.at(0)->isSeparator() && items.at(1)->isSeparator() && !items.at(2)->isSeparator());
+    QCOMPARE(items.at(0)->text(), u"Pics"_s);
+    QVERIFY(items.at(0)->shortcut().isEmpty());
+    QCOMPARE(items.at(0)->parent(), &owner);
+    QVERIFY(TQBookmarksController::isEqualRecord(items.at(0)->data().toMap(), controller.bookmarks().at(0).toMap()));
+    if (!items.at(0)->icon().isNull())
+        QCOMPARE(items.at(0)->icon().availableSizes(), QList<QSize>{QSize(16, 16)});
+
+    QVERIFY(controller.validateMenuItem(items.at(0)));
+    QVERIFY(items.at(0)->isEnabled());
+    // Away: disabled, and a new item from its archive is kept in the entry for next time.
+    const UWStandardFileRef before = fileOf(items.at(2)->data());
+    QVERIFY(!controller.validateMenuItem(items.at(2)));
+    QVERIFY(!items.at(2)->isEnabled());
+    QVERIFY(fileOf(items.at(2)->data()) != before);
+    QCOMPARE(fileOf(controller.bookmarks().at(2)), fileOf(items.at(2)->data()));
+}
+
+// Saved lists as a damaged preferences file might hold them: every restore ends, and what
+// comes back is made of file entries with items and separators only.
+void TestBookmarks::randomSavedListsNeverFail()
+{
+    QLoggingCategory::setFilterRules(u"tqkit.companion.info=false"_s);
+    QRandomGenerator random(20261121);
+    const QVariantMap good = archive(u"A"_s);
+    const QList<QVariant> atoms = {QVariant(), 7, u"BookmarkSeparator"_s, QVariantList{good}, good, QByteArray("\0\1", 2),
+                                   QVariant::fromValue(UWStandardFileRef()), QDateTime::currentDateTimeUtc()};
+    const QStringList keys = {TQBookmarkFileKey, TQBookmarkArchiveKey, TQBookmarkTitleKey, TQBookmarkSeparatorKey,
+                              u"version"_s, u"path"_s, u"volume"_s, u"inode"_s, u"other"_s};
+    const auto randomArchive = [&] {
+        QVariantMap bent = good;
+        const QString key = keys.at(random.bounded(keys.size()));
+        bent.insert(key, atoms.at(random.bounded(atoms.size())));
+        return random.bounded(2) ? QVariant(bent) : atoms.at(random.bounded(atoms.size()));
+    };
+    TQBookmarksController controller;
+    for (int round = 0; round < 10000; ++round) {
+        QVariantList list;
+        const int length = random.bounded(6);
+        for (int i = 0; i < length; ++i) {
+            QVariantMap record;
+            for (int k = random.bounded(4); k > 0; --k)
+                record.insert(keys.at(random.bounded(keys.size())), randomArchive());
+            list.append(random.bounded(5) ? QVariant(record) : atoms.at(random.bounded(atoms.size())));
+        }
+        controller.setBookmarksFromSavableBookmarks(list);
+        for (const QVariant &entry : controller.bookmarks())
+            QVERIFY2(describe(entry) == u"sep" || fileOf(entry), qPrintable(describe(entry)));
+        controller.savableBookmarks();
+    }
+    QLoggingCategory::setFilterRules({});
+}
+
+QTEST_MAIN(TestBookmarks)
+#include "tst_bookmarks.moc"
