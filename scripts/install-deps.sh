@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian 12 packages TQKit needs to build, run its tools and run its tests.
+# Installs the Debian 12 packages TQKit needs to build, run its tools and run its tests;
+# with --bench also the peers the benchmarks measure against (vipsthumbnail).
 # Idempotent and quiet: packages already present are left alone, and apt is only asked
 # to do work when something is missing. Must run as root (or through sudo).
 set -euo pipefail
@@ -16,9 +17,15 @@ packages=(
     libglib2.0-dev
     # file types and icons
     shared-mime-info adwaita-icon-theme hicolor-icon-theme
-    # reference tools used by tests only
-    libimage-exiftool-perl exiv2
+    # the sandbox desktop thumbnailers run in (used when it works on the machine)
+    bubblewrap
+    # reference tools used by tests only: metadata readers, and other readers of the
+    # shared thumbnail cache (GLib's gio, a Python script)
+    libimage-exiftool-perl exiv2 libglib2.0-bin python3
 )
+if [ "${1:-}" = "--bench" ]; then
+    packages+=(libvips-tools)
+fi
 
 missing=()
 for p in "${packages[@]}"; do
