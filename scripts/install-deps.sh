@@ -13,6 +13,8 @@ packages=(
     qt6-base-dev qt6-base-dev-tools qt6-image-formats-plugins qt6-qpa-plugins
     # image metadata and HEIF
     libexiv2-dev libheif-dev
+    # the shared thumbnail cache's PNGs, read and written directly
+    libpng-dev
     # application associations
     libglib2.0-dev
     # file types and icons

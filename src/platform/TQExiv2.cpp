@@ -48,4 +48,13 @@ int &complaints()
     return complaintsOnThisThread;
 }
 
+int orientation(const Exiv2::ExifData &exif)
+{
+    const auto it = exif.findKey(Exiv2::ExifKey("Exif.Image.Orientation"));
+    if (it == exif.end() || it->count() != 1)
+        return 1;
+    const long value = it->toLong();
+    return value >= 1 && value <= 8 ? int(value) : 1;
+}
+
 } // namespace TQExiv2

@@ -1,5 +1,9 @@
 #pragma once
 
+namespace Exiv2 {
+class ExifData;
+}
+
 // What every user of exiv2 in the platform layer sets up the same way.
 namespace TQExiv2 {
 
@@ -11,5 +15,8 @@ void prepare();
 // exiv2 reads past what it cannot parse and then leaves it out of a rewrite; counting its
 // complaints lets a rewrite be refused instead of quietly dropping tags.
 int &complaints();
+
+// The orientation IFD0 states: 1 to 8, or 1 when it states none or an impossible value.
+int orientation(const Exiv2::ExifData &exif);
 
 } // namespace TQExiv2

@@ -901,12 +901,7 @@ int readOrientation(const QString &path)
         if (!image.get())
             return 0;
         image->readMetadata();
-        const Exiv2::ExifData &exif = image->exifData();
-        const auto it = exif.findKey(Exiv2::ExifKey("Exif.Image.Orientation"));
-        if (it == exif.end() || it->count() != 1)
-            return 1;
-        const long value = it->toLong();
-        return value >= 1 && value <= 8 ? int(value) : 1;
+        return TQExiv2::orientation(image->exifData());
     } catch (const std::exception &e) { // Exiv2::AnyError, std::bad_alloc, std::out_of_range, …
         qCDebug(lcPlatform) << "no orientation read from" << path << ":" << e.what();
         return 0;

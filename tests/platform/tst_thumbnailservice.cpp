@@ -1,0 +1,832 @@
+#include "TQImageOrientation.h"
+#include "TQSampleData.h"
+#include "TQThumbnailService.h"
+
+#include <QBuffer>
+#include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QImageReader>
+#include <QLoggingCategory>
+#include <QProcess>
+#include <QSaveFile>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QtEndian>
+
+#include <exiv2/exiv2.hpp>
+#include <libheif/heif.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
+namespace {
+
+QImage thumbnailForFile(const QString &path, const QSizeF &maxSize)
+{
+    return TQThumbnailService::thumbnailForFile(path, maxSize);
+}
+
+constexpr QRgb Green = 0xff00c000;
+constexpr QRgb Red = 0xffff0000;
+
+QString cacheRoot()
+{
+    return qEnvironmentVariable("XDG_CACHE_HOME") + u"/thumbnails"_s;
+}
+
+// Only for paths of characters a URI keeps as they are; the scripts check the others.
+QByteArray uriOf(const QString &path)
+{
+    return "file://" + QFile::encodeName(path);
+}
+
+QString cacheName(const QString &path)
+{
+    return QString::fromLatin1(QCryptographicHash::hash(uriOf(path), QCryptographicHash::Md5).toHex()) + u".png"_s;
+}
+
+QString cached(const QString &path, const QString &bucket)
+{
+    return cacheRoot() + u'/' + bucket + u'/' + cacheName(path);
+}
+
+QString failRecord(const QString &path)
+{
+    return cacheRoot() + u"/fail/tqkit-"_s + QStringLiteral(TQKIT_TEST_VERSION) + u'/' + cacheName(path);
+}
+
+int modeOf(const QString &path)
+{
+    struct stat st = {};
+    return ::stat(QFile::encodeName(path).constData(), &st) == 0 ? int(st.st_mode & 07777) : -1;
+}
+
+QByteArray contents(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QSaveFile f(path); // a new inode each time, as an installer's rename gives
+    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size() && f.commit();
+}
+
+void setMTime(const QString &path, qint64 seconds)
+{
+    const struct timespec times[2] = {{seconds, 0}, {seconds, 0}};
+    ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0);
+}
+
+qint64 mtimeOf(const QString &path)
+{
+    struct stat st = {};
+    ::stat(QFile::encodeName(path).constData(), &st);
+    return st.st_mtim.tv_sec;
+}
+
+bool near(QRgb colour, QRgb wanted)
+{
+    return qAbs(qRed(colour) - qRed(wanted)) < 60 && qAbs(qGreen(colour) - qGreen(wanted)) < 60
+            && qAbs(qBlue(colour) - qBlue(wanted)) < 60;
+}
+
+// Empty when image shows a sample picture upright: red top left, blue top right, and
+// `background` around; else what is wrong.
+QString notUpright(const QImage &image, QRgb background = TQSampleData::Background)
+{
+    if (image.isNull())
+        return u"no image"_s;
+    const int w = image.width(), h = image.height();
+    const auto at = [&](int x, int y, QRgb wanted, const char *what) {
+        return near(image.pixel(x, y), wanted) ? QString()
+                                               : u"%1 at (%2, %3) is #%4"_s.arg(QLatin1StringView(what)).arg(x).arg(y)
+                                                         .arg(image.pixel(x, y), 8, 16);
+    };
+    return at(w / 8, h / 8, TQSampleData::TopLeftMarker, "top left")
+            + at(w - 1 - w / 8, h / 8, TQSampleData::TopRightMarker, "top right")
+            + at(w / 2, h * 3 / 4, background, "the background");
+}
+
+// The sample's background turned green: an embedded preview that can be told from the picture.
+QImage tinted(const QImage &sample)
+{
+    QImage out = sample.convertToFormat(QImage::Format_RGB32);
+    for (int y = 0; y < out.height(); ++y) {
+        auto *line = reinterpret_cast<QRgb *>(out.scanLine(y));
+        for (int x = 0; x < out.width(); ++x)
+            line[x] = near(line[x], TQSampleData::Background) ? Green : line[x];
+    }
+    return out;
+}
+
+QImage storedPixels(const QString &path)
+{
+    QImageReader reader(path);
+    reader.setAutoTransform(false);
+    return reader.read();
+}
+
+QByteArray encoded(const QImage &image, const char *format)
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, format);
+    return bytes;
+}
+
+quint32 crc32(QByteArrayView data)
+{
+    quint32 c = 0xffffffffu;
+    for (const char byte : data) {
+        c ^= uchar(byte);
+        for (int k = 0; k < 8; ++k)
+            c = (c >> 1) ^ (0xedb88320u & (0u - (c & 1u)));
+    }
+    return ~c;
+}
+
+QByteArray solidPng(QSize size, QRgb colour)
+{
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(colour);
+    return encoded(image, "PNG");
+}
+
+void setExifThumbnail(const QString &path, const QByteArray &jpeg)
+{
+    auto image = Exiv2::ImageFactory::open(QFile::encodeName(path).toStdString());
+    image->readMetadata();
+    Exiv2::ExifThumb(image->exifData()).setJpegThumbnail(reinterpret_cast<const Exiv2::byte *>(jpeg.constData()),
+                                                         long(jpeg.size()));
+    image->writeMetadata();
+}
+
+// A grey-backed picture and its green-backed thumbnail as a HEIC; empty when written, else why not.
+QString writeHeif(const QString &path, const QImage &picture, const QImage &thumbnail, int thumbnailSide)
+{
+    heif_context *context = heif_context_alloc();
+    heif_encoder *encoder = nullptr;
+    std::vector<heif_image *> images;
+    const auto toHeif = [&images](const QImage &from) {
+        const QImage rgb = from.convertToFormat(QImage::Format_RGB888);
+        heif_image *image = nullptr;
+        heif_image_create(rgb.width(), rgb.height(), heif_colorspace_RGB, heif_chroma_interleaved_RGB, &image);
+        heif_image_add_plane(image, heif_channel_interleaved, rgb.width(), rgb.height(), 8);
+        int stride = 0;
+        uint8_t *pixels = heif_image_get_plane(image, heif_channel_interleaved, &stride);
+        for (int y = 0; y < rgb.height(); ++y)
+            memcpy(pixels + y * stride, rgb.constScanLine(y), size_t(rgb.width()) * 3);
+        images.push_back(image);
+        return image;
+    };
+    heif_image_handle *handle = nullptr, *thumbnailHandle = nullptr;
+    const bool written =
+            heif_context_get_encoder_for_format(context, heif_compression_HEVC, &encoder).code == heif_error_Ok
+            && heif_context_encode_image(context, toHeif(picture), encoder, nullptr, &handle).code == heif_error_Ok
+            && heif_context_encode_thumbnail(context, toHeif(thumbnail), handle, encoder, nullptr, thumbnailSide,
+                                             &thumbnailHandle).code == heif_error_Ok
+            && thumbnailHandle
+            && heif_context_write_to_file(context, QFile::encodeName(path).constData()).code == heif_error_Ok;
+    for (heif_image_handle *h : {handle, thumbnailHandle})
+        if (h)
+            heif_image_handle_release(h);
+    for (heif_image *image : images)
+        heif_image_release(image);
+    if (encoder)
+        heif_encoder_release(encoder);
+    heif_context_free(context);
+    return written ? QString() : u"libheif has no HEVC encoder here, or it failed"_s;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Thumbnailers: shell scripts, run directly (never through a shell command line) by the service.
+
+// The bytes as printf(1) octal escapes, so a script can write a picture with the shell alone.
+QString printfPicture(const QByteArray &bytes)
+{
+    QString out = u"printf '"_s;
+    for (const char c : bytes)
+        out += u"\\%1"_s.arg(uint(uchar(c)), 3, 8, QLatin1Char('0'));
+    return out + u'\'';
+}
+
+QString quoted(const QString &text)
+{
+    return u'\'' + QString(text).replace(u"'"_s, u"'\\''"_s) + u'\'';
+}
+
+bool writeScript(const QString &path, const QString &body)
+{
+    return writeFile(path, "#!/bin/sh\n" + body.toUtf8() + '\n')
+            && QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadOther
+                                                   | QFile::ExeOther | QFile::ReadGroup | QFile::ExeGroup);
+}
+
+bool installEntry(const QString &folder, const QString &exec, const QString &types, const QString &tryExec = {})
+{
+    QString text = u"# made by tst_thumbnailservice\n[Thumbnailer Entry]\nExec="_s + exec + u"\nMimeType="_s + types + u'\n';
+    if (!tryExec.isEmpty())
+        text += u"TryExec="_s + tryExec + u'\n';
+    return QDir().mkpath(folder + u"/thumbnailers"_s)
+            && writeFile(folder + u"/thumbnailers/tqkit-test.thumbnailer"_s, text.toUtf8());
+}
+
+bool running(const QString &argument)
+{
+    for (const QString &pid : QDir(u"/proc"_s).entryList(QDir::Dirs)) {
+        if (pid.toInt() > 0 && contents(u"/proc/"_s + pid + u"/cmdline"_s).split('\0').contains(argument.toUtf8()))
+            return true;
+    }
+    return false;
+}
+
+// What a thumbnailer row ends in: the user's red thumbnailer's picture, the lower folder's
+// green one's, or nothing (with or without a fail record).
+enum Expected { NullOnly, NullAndFailRecord, RedPicture, GreenPicture };
+
+} // namespace
+
+Q_DECLARE_METATYPE(Expected)
+
+class tst_ThumbnailService : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    int m_allocationLimit = QImageReader::allocationLimit();
+
+    QString file(const QString &name) const { return m_dir.filePath(name); }
+    QString sample(const QString &name, const char *format, QSize size, int orientation = 1)
+    {
+        const QString path = file(name);
+        return TQSampleData::writeImage(path, format, size, {{u"Orientation"_s, orientation}}) ? path : QString();
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        m_picture = printfPicture(solidPng({40, 30}, Red));
+    }
+
+    void cleanup()
+    {
+        QDir(qEnvironmentVariable("XDG_DATA_HOME") + u"/thumbnailers"_s).removeRecursively();
+        QDir(qEnvironmentVariable("XDG_DATA_DIRS").section(u':', 0, 0) + u"/thumbnailers"_s).removeRecursively();
+        TQThumbnailService::setThumbnailerTimeout(0);
+        TQThumbnailService::setThumbnailerSandboxEnabled(true);
+        TQThumbnailService::setCacheEnabled(true);
+        QImageReader::setAllocationLimit(m_allocationLimit);
+    }
+
+    void orientationTable_data()
+    {
+        QTest::addColumn<int>("orientation");
+        for (int o = 0; o <= 9; ++o)
+            QTest::addRow("%d", o) << o;
+    }
+
+    // Against the sample generator's stored pixels: the table and the transform both turn
+    // every orientation upright, and an impossible one counts as 1.
+    void orientationTable()
+    {
+        QFETCH(int, orientation);
+        const bool valid = orientation >= 1 && orientation <= 8;
+        const QImage stored = storedPixels(sample(u"table-%1.png"_s.arg(orientation), "PNG", {64, 48}, valid ? orientation : 1));
+        const QImage upright = TQImageOrientation::uprightImage(stored, orientation);
+        QCOMPARE(upright.size(), QSize(64, 48));
+        QCOMPARE(TQImageOrientation::uprightSize(stored.size(), orientation), QSize(64, 48));
+        const QString problem = notUpright(upright);
+        QVERIFY2(problem.isEmpty(), qPrintable(problem));
+
+        const QTransform transform = TQImageOrientation::transform(orientation, stored.size());
+        const QRect red = QRect(QPoint(0, 0), stored.size()).adjusted(1, 1, -1, -1);
+        for (int y = red.top(); y <= red.bottom(); y += 3) {
+            for (int x = red.left(); x <= red.right(); x += 3) {
+                if (stored.pixel(x, y) != TQSampleData::TopLeftMarker)
+                    continue;
+                const QPointF at = transform.map(QPointF(x + 0.5, y + 0.5));
+                QVERIFY2(at.x() < 16 && at.y() < 12, qPrintable(u"(%1, %2)"_s.arg(at.x()).arg(at.y())));
+            }
+        }
+        QCOMPARE(TQImageOrientation::orientation(TQImageOrientation::transformation(orientation)), valid ? orientation : 1);
+    }
+
+    void uprightThumbnails_data()
+    {
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<int>("orientation");
+        for (const char *format : {"JPEG", "PNG", "TIFF", "WEBP"}) {
+            for (int o : {1, 3, 6, 8})
+                QTest::addRow("%s %d", format, o) << QString::fromLatin1(format) << o;
+        }
+        QTest::newRow("JPEG 2") << u"JPEG"_s << 2;
+        QTest::newRow("JPEG 5") << u"JPEG"_s << 5;
+        QTest::newRow("PNG 7") << u"PNG"_s << 7;
+    }
+
+    void uprightThumbnails()
+    {
+        QFETCH(QString, format);
+        QFETCH(int, orientation);
+        const QString path = sample(u"upright-%1.%2"_s.arg(orientation).arg(format.toLower()), qPrintable(format),
+                                    {256, 192}, orientation);
+        const QImage thumbnail = thumbnailForFile(path, {64, 64});
+        QCOMPARE(thumbnail.size(), QSize(64, 48));
+        const QString problem = notUpright(thumbnail);
+        QVERIFY2(problem.isEmpty(), qPrintable(problem));
+    }
+
+    void sizeBounds_data()
+    {
+        QTest::addColumn<QSize>("picture");
+        QTest::addColumn<QSizeF>("request");
+        QTest::addColumn<QSize>("expected");
+        QTest::newRow("landscape into a square") << QSize(640, 480) << QSizeF(128, 128) << QSize(128, 96);
+        QTest::newRow("fractional, narrow box") << QSize(640, 480) << QSizeF(50.7, 300) << QSize(50, 37);
+        QTest::newRow("tall picture") << QSize(48, 640) << QSizeF(128, 128) << QSize(9, 128);
+        QTest::newRow("between buckets") << QSize(640, 480) << QSizeF(200, 200) << QSize(200, 150);
+        QTest::newRow("never enlarged") << QSize(640, 480) << QSizeF(2000, 2000) << QSize(640, 480);
+        QTest::newRow("empty request") << QSize(640, 480) << QSizeF(0, 100) << QSize();
+        QTest::newRow("negative request") << QSize(640, 480) << QSizeF(-5, -5) << QSize();
+    }
+
+    void sizeBounds()
+    {
+        QFETCH(QSize, picture);
+        QFETCH(QSizeF, request);
+        QFETCH(QSize, expected);
+        const QString path = sample(QString::fromLatin1(QTest::currentDataTag()) + u".png"_s, "PNG", picture);
+        QCOMPARE(thumbnailForFile(path, request).size(), expected.isValid() ? expected : QSize(0, 0));
+    }
+
+    void cacheRecord_data()
+    {
+        QTest::addColumn<qreal>("request");
+        QTest::addColumn<QString>("bucket");
+        QTest::addColumn<QSize>("stored");
+        QTest::newRow("128: normal") << 128.0 << u"normal"_s << QSize(128, 96);
+        QTest::newRow("100: normal, made at 128") << 100.0 << u"normal"_s << QSize(128, 96);
+        QTest::newRow("256: large") << 256.0 << u"large"_s << QSize(256, 192);
+        QTest::newRow("600: xx-large, not enlarged") << 600.0 << u"xx-large"_s << QSize(640, 480);
+        QTest::newRow("2000: not stored") << 2000.0 << QString() << QSize();
+    }
+
+    void cacheRecord()
+    {
+        QFETCH(qreal, request);
+        QFETCH(QString, bucket);
+        QFETCH(QSize, stored);
+        const QString path = sample(u"record-%1.jpg"_s.arg(request), "JPEG", {640, 480});
+        const QByteArray original = contents(path);
+        QVERIFY(!thumbnailForFile(path, {request, request}).isNull());
+        QStringList written;
+        for (const QString &b : {u"normal"_s, u"large"_s, u"x-large"_s, u"xx-large"_s}) {
+            if (QFile::exists(cached(path, b)))
+                written << b;
+        }
+        QCOMPARE(written, bucket.isEmpty() ? QStringList() : QStringList{bucket});
+        if (bucket.isEmpty())
+            return;
+
+        const QImage thumbnail(cached(path, bucket));
+        QCOMPARE(thumbnail.size(), stored);
+        QCOMPARE(thumbnail.text(u"Thumb::URI"_s).toUtf8(), uriOf(path));
+        QCOMPARE(thumbnail.text(u"Thumb::MTime"_s), QString::number(mtimeOf(path)));
+        QCOMPARE(thumbnail.text(u"Thumb::Size"_s), QString::number(original.size()));
+        QCOMPARE(thumbnail.text(u"Thumb::Mimetype"_s), u"image/jpeg"_s);
+        QCOMPARE(modeOf(cached(path, bucket)), 0600);
+        QCOMPARE(modeOf(cacheRoot()), 0700);
+        QCOMPARE(modeOf(cacheRoot() + u'/' + bucket), 0700);
+        QCOMPARE(contents(path), original); // the user's file is never touched
+        // Nothing half-written stays behind.
+        for (const QString &name : QDir(cacheRoot() + u'/' + bucket).entryList(QDir::Files | QDir::Hidden))
+            QVERIFY2(name.endsWith(u".png") && !name.startsWith(u'.'), qPrintable(name));
+    }
+
+    void cacheHit_data()
+    {
+        QTest::addColumn<QString>("bucket");
+        QTest::addColumn<QString>("change"); // what the hand-made thumbnail gets wrong
+        QTest::addColumn<QSize>("markerSize");
+        QTest::addColumn<qreal>("request");
+        QTest::addColumn<bool>("hit");
+        QTest::newRow("valid") << u"normal"_s << QString() << QSize(128, 64) << 64.0 << true;
+        QTest::newRow("valid, from a larger bucket") << u"large"_s << QString() << QSize(256, 128) << 100.0 << true;
+        QTest::newRow("smaller bucket than asked") << u"normal"_s << QString() << QSize(128, 64) << 200.0 << false;
+        QTest::newRow("older mtime") << u"normal"_s << u"mtime"_s << QSize(128, 64) << 64.0 << false;
+        QTest::newRow("another file's URI") << u"normal"_s << u"uri"_s << QSize(128, 64) << 64.0 << false;
+        QTest::newRow("another size") << u"normal"_s << u"size"_s << QSize(128, 64) << 64.0 << false;
+        QTest::newRow("no mtime") << u"normal"_s << u"no mtime"_s << QSize(128, 64) << 64.0 << false;
+        QTest::newRow("too large for its bucket") << u"normal"_s << QString() << QSize(200, 100) << 64.0 << false;
+    }
+
+    // A thumbnail written by hand (by Qt, so long values become zTXt chunks as other writers
+    // make them) is returned when it describes the file, and replaced when it doesn't.
+    void cacheHit()
+    {
+        QFETCH(QString, bucket);
+        QFETCH(QString, change);
+        QFETCH(QSize, markerSize);
+        QFETCH(qreal, request);
+        QFETCH(bool, hit);
+        const QString path = sample(u"hit-%1.png"_s.arg(QLatin1StringView(QTest::currentDataTag())).replace(u' ', u'-'), "PNG", {640, 480});
+        QImage marker(markerSize, QImage::Format_RGB32);
+        marker.fill(Green);
+        marker.setText(u"Thumb::URI"_s, QString::fromUtf8(uriOf(change == u"uri" ? path + u'x' : path)));
+        if (change != u"no mtime")
+            marker.setText(u"Thumb::MTime"_s, QString::number(mtimeOf(path) - (change == u"mtime" ? 1 : 0)));
+        marker.setText(u"Thumb::Size"_s, QString::number(QFileInfo(path).size() + (change == u"size" ? 1 : 0)));
+        QVERIFY(QDir().mkpath(cacheRoot() + u'/' + bucket));
+        QVERIFY(marker.save(cached(path, bucket), "PNG"));
+
+        const QImage thumbnail = thumbnailForFile(path, {request, request});
+        QCOMPARE(near(thumbnail.pixel(thumbnail.width() / 2, thumbnail.height() / 2), Green), hit);
+        QCOMPARE(thumbnail.size(), hit ? QSize(markerSize).scaled(int(request), int(request), Qt::KeepAspectRatio)
+                                       : QSize(int(request), int(request) * 3 / 4));
+        if (!hit && request <= 128) // the stale one was replaced by a valid one
+            QCOMPARE(QImage(cached(path, bucket)).text(u"Thumb::MTime"_s), QString::number(mtimeOf(path)));
+    }
+
+    // A broken file is tried once: the fail record answers every later request while the
+    // file's time and size stay the same, even when its bytes have become readable.
+    void failRecordShortCircuits()
+    {
+        const QString path = sample(u"broken.jpg"_s, "JPEG", {320, 240});
+        const QByteArray good = contents(path);
+        QVERIFY(writeFile(path, QByteArray(2, '\0') + good.mid(2)));
+        const qint64 brokenTime = mtimeOf(path);
+        QVERIFY(thumbnailForFile(path, {128, 128}).isNull());
+        const QImage record(failRecord(path));
+        QCOMPARE(record.text(u"Thumb::URI"_s).toUtf8(), uriOf(path));
+        QCOMPARE(record.text(u"Thumb::MTime"_s), QString::number(brokenTime));
+        QCOMPARE(modeOf(failRecord(path)), 0600);
+        QVERIFY(!QFile::exists(cached(path, u"normal"_s)));
+
+        QVERIFY(writeFile(path, good));
+        setMTime(path, brokenTime);
+        QVERIFY(thumbnailForFile(path, {128, 128}).isNull());
+        setMTime(path, brokenTime + 1);
+        QCOMPARE(thumbnailForFile(path, {128, 128}).size(), QSize(128, 96));
+    }
+
+    void brokenFiles_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("recorded");
+        const QByteArray jpeg = contents(sample(u"whole.jpg"_s, "JPEG", {320, 240}));
+        QByteArray hugePng = solidPng({8, 8}, Red);
+        const uchar hugeSize[8] = {0, 1, 0x86, 0xa0, 0, 1, 0x86, 0xa0}; // 100000 x 100000
+        hugePng.replace(16, 8, reinterpret_cast<const char *>(hugeSize), 8);
+        uchar crc[4];
+        qToBigEndian(crc32(QByteArrayView(hugePng).sliced(12, 17)), crc);
+        hugePng.replace(29, 4, reinterpret_cast<const char *>(crc), 4);
+        QTest::newRow("cut-off JPEG") << u"cut.jpg"_s << jpeg.left(jpeg.size() * 2 / 3) << true;
+        QTest::newRow("text named .jpg") << u"text.jpg"_s << QByteArray("not a picture at all\n") << true;
+        QTest::newRow("PNG claiming 100000x100000") << u"huge.png"_s << hugePng << true;
+        QTest::newRow("HEIF brand, no boxes") << u"junk.heic"_s << QByteArray("\0\0\0\x18" "ftypheic\0\0\0\0mif1heic", 24) << true;
+        QTest::newRow("plain text") << u"notes.txt"_s << QByteArray("just words\n") << false;
+    }
+
+    void brokenFiles()
+    {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, bytes);
+        QFETCH(bool, recorded);
+        const QString path = file(u"broken-"_s + name);
+        QVERIFY(writeFile(path, bytes));
+        QVERIFY(thumbnailForFile(path, {256, 256}).isNull());
+        QCOMPARE(QFile::exists(failRecord(path)), recorded);
+        QCOMPARE(contents(path), bytes);
+    }
+
+    void refusesTheCacheItself_data()
+    {
+        QTest::addColumn<bool>("throughLink");
+        QTest::newRow("inside") << false;
+        QTest::newRow("through a link to the cache") << true;
+    }
+
+    void refusesTheCacheItself()
+    {
+        QFETCH(bool, throughLink);
+        QVERIFY(QDir().mkpath(cacheRoot() + u"/normal"_s));
+        const QString inside = cacheRoot() + u"/normal/picture.jpg"_s;
+        QVERIFY(TQSampleData::writeImage(inside, "JPEG", {64, 48}, {}));
+        const QString link = file(u"cache-link"_s);
+        QFile::link(cacheRoot(), link);
+        const QString path = throughLink ? link + u"/normal/picture.jpg"_s : inside;
+        QVERIFY(thumbnailForFile(path, {64, 64}).isNull());
+        QVERIFY(!QFile::exists(failRecord(path)));
+        TQThumbnailService::setCacheEnabled(false); // refused even when the cache is not used
+        QVERIFY(thumbnailForFile(path, {64, 64}).isNull());
+    }
+
+    void cacheCanBeTurnedOff()
+    {
+        TQThumbnailService::setCacheEnabled(false);
+        const QString path = sample(u"uncached.jpg"_s, "JPEG", {320, 240});
+        QCOMPARE(thumbnailForFile(path, {128, 128}).size(), QSize(128, 96));
+        QVERIFY(!QFile::exists(cached(path, u"normal"_s)));
+        QVERIFY(writeFile(path, "broken"));
+        QVERIFY(thumbnailForFile(path, {128, 128}).isNull());
+        QVERIFY(!QFile::exists(failRecord(path)));
+    }
+
+    void embeddedPreview_data()
+    {
+        QTest::addColumn<QSize>("preview"); // stored orientation, like the picture
+        QTest::addColumn<qreal>("request");
+        QTest::addColumn<bool>("used");
+        QTest::newRow("large enough") << QSize(320, 240) << 200.0 << true;
+        QTest::newRow("too small") << QSize(320, 240) << 400.0 << false;
+        QTest::newRow("letterboxed 16:9") << QSize(320, 180) << 100.0 << false;
+        QTest::newRow("within the tolerance") << QSize(320, 238) << 100.0 << true;
+    }
+
+    // The EXIF thumbnail of a 1600x1200 JPEG stored turned (orientation 6) stands in for the
+    // picture when it is large enough and has the picture's shape; either way the result is
+    // upright.
+    void embeddedPreview()
+    {
+        QFETCH(QSize, preview);
+        QFETCH(qreal, request);
+        QFETCH(bool, used);
+        const QString path = sample(u"preview-%1x%2-%3.jpg"_s.arg(preview.width()).arg(preview.height()).arg(request),
+                                    "JPEG", {1200, 1600}, 6);
+        const QImage stored = storedPixels(path);
+        QCOMPARE(stored.size(), QSize(1600, 1200));
+        setExifThumbnail(path, encoded(tinted(stored.scaled(preview)), "JPEG"));
+        const QImage thumbnail = thumbnailForFile(path, {request, request});
+        QCOMPARE(thumbnail.height(), int(request));
+        QVERIFY(thumbnail.width() < thumbnail.height());
+        const QString problem = notUpright(thumbnail, used ? Green : TQSampleData::Background);
+        QVERIFY2(problem.isEmpty(), qPrintable(problem));
+    }
+
+    // libjpeg's DCT scaling keeps a 12-megapixel decode for a 256-pixel thumbnail well under an
+    // allocation limit that the whole picture (48 MB) would exceed.
+    void largeJpegIsDecodedScaledDown()
+    {
+        const QString path = file(u"large.jpg"_s);
+        QImage picture(4000, 3000, QImage::Format_RGB32);
+        picture.fill(TQSampleData::Background);
+        QVERIFY(picture.save(path, "JPEG"));
+        picture = QImage();
+        TQThumbnailService::setCacheEnabled(false);
+        QImageReader::setAllocationLimit(16);
+        QVERIFY(storedPixels(path).isNull()); // the limit does bite a full decode
+        QCOMPARE(thumbnailForFile(path, {256, 256}).size(), QSize(256, 192));
+    }
+
+    void heif_data()
+    {
+        QTest::addColumn<qreal>("request");
+        QTest::addColumn<bool>("thumbnailUsed");
+        QTest::newRow("its thumbnail is large enough") << 100.0 << true;
+        QTest::newRow("its thumbnail is too small") << 200.0 << false;
+    }
+
+    void heif()
+    {
+        QFETCH(qreal, request);
+        QFETCH(bool, thumbnailUsed);
+        const QImage picture = storedPixels(sample(u"for-heif.png"_s, "PNG", {320, 240}));
+        const QString path = file(u"picture-%1.heic"_s.arg(request));
+        const QString problem = writeHeif(path, picture, tinted(picture), 160);
+        if (!problem.isEmpty())
+            QSKIP(qPrintable(problem));
+        const QImage thumbnail = thumbnailForFile(path, {request, request});
+        QCOMPARE(thumbnail.size(), QSize(int(request), int(request) * 3 / 4));
+        const QString wrong = notUpright(thumbnail, thumbnailUsed ? Green : TQSampleData::Background);
+        QVERIFY2(wrong.isEmpty(), qPrintable(wrong));
+    }
+
+    void concurrentRequests()
+    {
+        const QString path = sample(u"shared.jpg"_s, "JPEG", {640, 480}, 8);
+        std::vector<QImage> results(16);
+        std::vector<std::thread> threads;
+        for (size_t i = 0; i < results.size(); ++i)
+            threads.emplace_back([&results, &path, i] { results[i] = thumbnailForFile(path, i % 2 ? QSizeF(256, 256) : QSizeF(128, 128)); });
+        for (std::thread &t : threads)
+            t.join();
+        for (size_t i = 0; i < results.size(); ++i) {
+            QCOMPARE(results[i].size(), i % 2 ? QSize(256, 192) : QSize(128, 96));
+            const QString problem = notUpright(results[i]);
+            QVERIFY2(problem.isEmpty(), qPrintable(problem));
+        }
+        for (const QString &bucket : {u"normal"_s, u"large"_s}) {
+            QCOMPARE(QImage(cached(path, bucket)).text(u"Thumb::URI"_s).toUtf8(), uriOf(path));
+            for (const QString &name : QDir(cacheRoot() + u'/' + bucket).entryList(QDir::Files | QDir::Hidden))
+                QVERIFY2(!name.startsWith(u'.'), qPrintable(name));
+        }
+    }
+
+    void thumbnailers_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("exec");
+        QTest::addColumn<QString>("script");
+        QTest::addColumn<QString>("types");
+        QTest::addColumn<QString>("tryExec");
+        QTest::addColumn<Expected>("expected");
+        QTest::newRow("writes its picture") << u"a.txt"_s << u"{script} %i %o"_s
+                                            << u"[ -r \"$1\" ] || exit 3\n{picture} > \"$2\""_s << u"text/plain;"_s
+                                            << QString() << RedPicture;
+        QTest::newRow("all field codes")
+                << u"b.txt"_s << u"{script} %u %i %o %s"_s
+                << u"[ $# = 4 ] && [ \"$1\" = {uri} ] && [ \"$2\" = {input} ] && [ \"$4\" = 128 ] || exit 3\n{picture} > \"$3\""_s
+                << u"text/plain"_s << QString() << RedPicture;
+        QTest::newRow("quoting, %% and embedded codes")
+                << u"c.txt"_s << u"{script} \"a \\\\\"quoted\\\\\" word\" 100%% 'two words' --out=%o"_s
+                << u"[ \"$1\" = 'a \"quoted\" word' ] && [ \"$2\" = '100%' ] && [ \"$3\" = 'two words' ] || exit 3\n"
+                   u"{picture} > \"${4#--out=}\""_s
+                << u"text/plain;"_s << QString() << RedPicture;
+        QTest::newRow("a parent type's thumbnailer") << u"main.c"_s << u"{script} %i %o"_s << u"{picture} > \"$2\""_s
+                                                     << u"text/plain;"_s << QString() << RedPicture;
+        QTest::newRow("output is not a picture") << u"d.txt"_s << u"{script} %i %o"_s << u"echo nonsense > \"$2\""_s
+                                                 << u"text/plain;"_s << QString() << NullAndFailRecord;
+        QTest::newRow("output is 20000 pixels wide")
+                << u"e.txt"_s << u"{script} %i %o"_s
+                << printfPicture(solidPng({20000, 2}, Red)) + u" > \"$2\""_s << u"text/plain;"_s << QString()
+                << NullAndFailRecord;
+        QTest::newRow("exit status 1") << u"f.txt"_s << u"{script} %i %o"_s << u"{picture} > \"$2\"; exit 1"_s
+                                       << u"text/plain;"_s << QString() << NullAndFailRecord;
+        QTest::newRow("TryExec names no program") << u"g.txt"_s << u"{script} %i %o"_s << u"{picture} > \"$2\""_s
+                                                  << u"text/plain;"_s << u"/nonexistent/tqkit-thumbnailer"_s << GreenPicture;
+        QTest::newRow("unknown field code") << u"h.txt"_s << u"{script} %x %o"_s << u"{picture} > \"$2\""_s
+                                            << u"text/plain;"_s << QString() << NullOnly;
+        QTest::newRow("missing program") << u"i.txt"_s << u"/nonexistent/tqkit-thumbnailer %i %o"_s << QString()
+                                         << u"text/plain;"_s << QString() << NullOnly;
+        QTest::newRow("another type") << u"j.txt"_s << u"{script} %i %o"_s << u"{picture} > \"$2\""_s
+                                      << u"image/x-tqkit-other;"_s << QString() << GreenPicture;
+    }
+
+    void thumbnailers()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, exec);
+        QFETCH(QString, script);
+        QFETCH(QString, types);
+        QFETCH(QString, tryExec);
+        QFETCH(Expected, expected);
+        const QString input = file(u"thumbnailers/"_s + name);
+        QVERIFY(QDir().mkpath(QFileInfo(input).path()));
+        QVERIFY(writeFile(input, "int main() { return 0; }\n"));
+        const QString program = file(u"thumbnailers/"_s + name + u".sh"_s);
+        QVERIFY(writeScript(program, QString(script).replace(u"{picture}"_s, m_picture)
+                                             .replace(u"{uri}"_s, quoted(QString::fromUtf8(uriOf(input))))
+                                             .replace(u"{input}"_s, quoted(input))));
+        QVERIFY(installEntry(qEnvironmentVariable("XDG_DATA_HOME"), QString(exec).replace(u"{script}"_s, program), types, tryExec));
+        // A folder of lower priority offers another thumbnailer for the same type.
+        const QString other = file(u"thumbnailers/green.sh"_s);
+        QVERIFY(writeScript(other, printfPicture(solidPng({40, 30}, Green)) + u" > \"$1\""_s));
+        QVERIFY(installEntry(qEnvironmentVariable("XDG_DATA_DIRS").section(u':', 0, 0), other + u" %o"_s, u"text/plain;"_s));
+
+        const QImage thumbnail = thumbnailForFile(input, {128, 128});
+        const bool picture = expected == RedPicture || expected == GreenPicture;
+        QCOMPARE(thumbnail.size(), picture ? QSize(40, 30) : QSize(0, 0));
+        if (picture) {
+            QVERIFY(near(thumbnail.pixel(20, 15), expected == RedPicture ? Red : Green));
+            QVERIFY(QFile::exists(cached(input, u"normal"_s)));
+        }
+        QCOMPARE(QFile::exists(failRecord(input)), expected == NullAndFailRecord);
+    }
+
+    void hungThumbnailerIsKilled_data()
+    {
+        QTest::addColumn<bool>("sandboxed");
+        QTest::newRow("sandboxed") << true;
+        QTest::newRow("unconfined") << false;
+    }
+
+    // A thumbnailer that hangs is killed with everything it started, and the request ends.
+    void hungThumbnailerIsKilled()
+    {
+        QFETCH(bool, sandboxed);
+        TQThumbnailService::setThumbnailerSandboxEnabled(sandboxed);
+        if (sandboxed && !TQThumbnailService::thumbnailersSandboxed())
+            QSKIP("bwrap is missing or does not work here");
+        TQThumbnailService::setThumbnailerTimeout(1000);
+        const QString marker = u"59.%1%2"_s.arg(QCoreApplication::applicationPid()).arg(int(sandboxed)); // sleep's unique argument
+        const QString program = file(u"hang.sh"_s);
+        QVERIFY(writeScript(program, u"sleep "_s + marker + u" &\nwait\n"_s));
+        QVERIFY(installEntry(qEnvironmentVariable("XDG_DATA_HOME"), program + u" %i %o"_s, u"text/plain;"_s));
+        const QString input = file(u"hangs-%1.txt"_s.arg(sandboxed));
+        QVERIFY(writeFile(input, "words\n"));
+
+        std::atomic<bool> done = false;
+        QImage result(1, 1, QImage::Format_RGB32);
+        QElapsedTimer timer;
+        timer.start();
+        std::thread request([&] {
+            result = thumbnailForFile(input, {128, 128});
+            done = true;
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(running(marker) || done, 5000);
+        const bool started = running(marker);
+        request.join();
+        QVERIFY2(started, "the thumbnailer's child never ran");
+        QVERIFY(result.isNull());
+        QVERIFY2(timer.elapsed() < 8000, qPrintable(u"took %1 ms"_s.arg(timer.elapsed())));
+        QTRY_VERIFY_WITH_TIMEOUT(!running(marker), 5000);
+        QVERIFY(QFile::exists(failRecord(input)));
+    }
+
+    void sandbox()
+    {
+        if (!TQThumbnailService::thumbnailersSandboxed())
+            QSKIP("bwrap is missing or does not work here; thumbnailers run unconfined");
+        const QString input = file(u"sandboxed.txt"_s);
+        QVERIFY(writeFile(input, "words\n"));
+        const QString outside = file(u"escaped"_s);
+        const QString program = file(u"escape.sh"_s);
+        // Every network interface but the loopback one is a way out.
+        QVERIFY(writeScript(program, u"echo out > "_s + quoted(outside) + u" 2>/dev/null\n"
+                                     u"echo more >> \"$1\" 2>/dev/null\n"
+                                     u"tail -n +3 /proc/net/dev | grep -v ' lo:' | grep -q . && exit 5\n"_s
+                                     + m_picture + u" > \"$2\""_s));
+        QVERIFY(installEntry(qEnvironmentVariable("XDG_DATA_HOME"), program + u" %i %o"_s, u"text/plain;"_s));
+        QCOMPARE(thumbnailForFile(input, {128, 128}).size(), QSize(40, 30));
+        QVERIFY(!QFile::exists(outside));
+        QCOMPARE(contents(input), QByteArray("words\n"));
+    }
+
+    void interoperability_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("plain") << u"plain.jpg"_s;
+        QTest::newRow("reserved and non-ASCII") << u"a b;c#d[e]{f}%g^h|i`j'k(l)m*n+o,p=q@r!s$t&u~v ü.jpg"_s;
+    }
+
+    // Two readers that know nothing of TQKit find the thumbnail by the standard's rules and
+    // judge it valid: a Python script, and GLib (gio) where it is installed.
+    void interoperability()
+    {
+        QFETCH(QString, name);
+        const QString python = QStandardPaths::findExecutable(u"python3"_s);
+        const QString gio = QStandardPaths::findExecutable(u"gio"_s);
+        const QString path = sample(name, "JPEG", {320, 240});
+        QVERIFY(!thumbnailForFile(path, {128, 128}).isNull());
+        if (!gio.isEmpty()) {
+            QProcess info;
+            info.start(gio, {u"info"_s, u"-a"_s, u"thumbnail::path,thumbnail::is-valid"_s, path});
+            QVERIFY(info.waitForFinished(30000));
+            const QString out = QString::fromUtf8(info.readAllStandardOutput());
+            QVERIFY2(out.contains(u"thumbnail::path: "_s + cacheRoot() + u"/normal/"_s), qPrintable(out));
+            QVERIFY2(out.contains(u"thumbnail::is-valid: TRUE"_s), qPrintable(out));
+        }
+        if (python.isEmpty())
+            QSKIP(gio.isEmpty() ? "neither python3 nor gio is on PATH" : "python3 is not on PATH");
+        QProcess check;
+        check.start(python, {QStringLiteral(CHECK_THUMBNAIL_SCRIPT), path});
+        QVERIFY(check.waitForFinished(30000));
+        QVERIFY2(check.exitCode() == 0, check.readAllStandardError().constData());
+        const QString found = QString::fromUtf8(check.readAllStandardOutput()).trimmed();
+        QVERIFY2(found.startsWith(cacheRoot() + u"/normal/"_s), qPrintable(found));
+    }
+
+private:
+    QString m_picture;
+};
+
+int main(int argc, char **argv)
+{
+    // Before anything reads them: the cache, the user's data folder and the system's data
+    // folders are the suite's own, the last with the shared MIME database linked in and no
+    // installed thumbnailers, so the machine's thumbnailers take no part.
+    QTemporaryDir home;
+    if (!home.isValid())
+        return 1;
+    QString mime;
+    for (const QString &dir : qEnvironmentVariable("XDG_DATA_DIRS", u"/usr/local/share:/usr/share"_s).split(u':')) {
+        if (mime.isEmpty() && QFile::exists(dir + u"/mime/mime.cache"_s))
+            mime = dir + u"/mime"_s;
+    }
+    QDir().mkpath(home.filePath(u"system"_s));
+    QFile::link(mime, home.filePath(u"system/mime"_s));
+    qputenv("XDG_CACHE_HOME", QFile::encodeName(home.filePath(u"cache"_s)));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(home.filePath(u"data"_s)));
+    qputenv("XDG_DATA_DIRS", QFile::encodeName(home.filePath(u"data-dir"_s) + u':' + home.filePath(u"system"_s)));
+    QCoreApplication app(argc, argv);
+    // Broken and hostile files make Qt's image readers complain; those complaints are expected.
+    QLoggingCategory::setFilterRules(u"qt.gui.imageio.warning=false\nqt.gui.imageio.*.warning=false"_s);
+    tst_ThumbnailService test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_thumbnailservice.moc"
