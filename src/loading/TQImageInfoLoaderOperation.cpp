@@ -1,0 +1,33 @@
+#include "TQImageInfoLoaderOperation.h"
+
+#include "TQFile.h"
+#include "TQImageUtilities.h"
+
+#include <QVariantMap>
+
+TQImageInfoLoaderOperation::TQImageInfoLoaderOperation() = default;
+
+TQImageInfoLoaderOperation::~TQImageInfoLoaderOperation() = default;
+
+void TQImageInfoLoaderOperation::main()
+{
+    if (isCancelled())
+        return;
+    for (;;) {
+        {
+            const UWStandardFileRef item = popFromQueue();
+            if (!item)
+                return;
+            const TQFileRef file = TQFile::fromItem(item);
+            if (file && file->isImage()) {
+                QVariantMap properties;
+                // Unreadable as the browser shows it (see TQImageLoaderOperation), even where
+                // the superuser could read it.
+                const bool read = file->isReadable() && TQImageUtilities::addPropertiesofFile(item, properties);
+                postResult({read ? QVariant(properties) : QVariant(), item});
+            }
+        }
+        if (isCancelled())
+            return;
+    }
+}

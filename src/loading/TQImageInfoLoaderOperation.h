@@ -1,0 +1,25 @@
+#pragma once
+
+#include "UWQueuedObjectOperation.h"
+#include "tqkit_export.h"
+
+/*!
+    \class TQImageInfoLoaderOperation
+    \brief A queued operation that reads the image properties of each image file of its queue.
+
+    For each image it takes, it posts one result: a QVariant holding a QVariantMap with the
+    properties TQImageUtilities::addPropertiesofFile() gives ("PixelWidth", "{Exif}", …), or a
+    null QVariant when they cannot be read (also when UWStandardFile::isReadable() says no,
+    as it does for a file whose mode lets nobody read it, even to the superuser). Items that are not images are taken and skipped
+    without a result. Takes files until the queue is empty, without waiting for more, or
+    until cancelled.
+*/
+class TQKIT_EXPORT TQImageInfoLoaderOperation : public UWQueuedObjectOperation
+{
+public:
+    TQImageInfoLoaderOperation();
+    ~TQImageInfoLoaderOperation() override;
+
+protected:
+    void main() override;
+};

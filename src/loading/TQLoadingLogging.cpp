@@ -1,0 +1,3 @@
+#include "TQLoadingLogging.h"
+
+Q_LOGGING_CATEGORY(lcLoading, "tqkit.loading", QtInfoMsg)

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "UWQueuedObjectOperation.h"
+#include "tqkit_export.h"
+
+#include <QSizeF>
+
+#include <mutex>
+
+/*!
+    \class TQQuicklookThumbnailOperation
+    \brief A queued operation that makes a thumbnail of each file of its queue with
+    TQThumbnailService.
+
+    For each item it takes, it posts one result: the thumbnail as a QVariant holding a QImage,
+    no larger than size(), or a null QVariant when the item's resolved file is unreadable or
+    no thumbnail can be made. The result names the item itself, not the file a link leads to.
+
+    When the queue runs dry it waits a short moment (80 ms) and looks once more, so that
+    files added just behind the last one are still served by this operation instead of
+    needing a new one. TQAsyncQuicklookThumbnailer runs several of these side by side.
+
+    \section Threads
+    size() and setSize() may be called from any thread, also while main() runs; a new size
+    applies from the next file on.
+*/
+class TQKIT_EXPORT TQQuicklookThumbnailOperation : public UWQueuedObjectOperation
+{
+public:
+    TQQuicklookThumbnailOperation();
+    ~TQQuicklookThumbnailOperation() override;
+
+    //! The largest thumbnail to make (aspect ratio kept); 300×300 unless set. An empty size
+    //! makes no thumbnails: every result is null.
+    QSizeF size() const;
+    void setSize(const QSizeF &size);
+
+protected:
+    void main() override;
+
+private:
+    mutable std::mutex m_sizeMutex;
+    QSizeF m_size{300, 300};
+};
