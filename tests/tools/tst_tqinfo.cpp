@@ -63,6 +63,7 @@ private slots:
     void table_data();
     void table();
     void properties();
+    void writesThumbnails();
     void writesOrientations_data();
     void writesOrientations();
 
@@ -238,6 +239,7 @@ void TestTqinfo::exitStatus_data()
     QTest::newRow("A listing with another path is a usage error") << u"--list folder notes.txt"_s << 2 << usage.arg(u".*"_s) << 0;
     QTest::newRow("Sorting needs a listing") << u"--sort 1 notes.txt"_s << 2 << usage.arg(u".*need --list"_s) << 0;
     QTest::newRow("Folders go first or last") << u"--list . --sort 1 --folders middle"_s << 2 << usage.arg(u".*first.*last.*"_s) << 0;
+    QTest::newRow("Thumbnails are written as files, not JSON") << u"--thumbnails out photo.jpg"_s << 2 << usage.arg(u"--thumbnails takes files only"_s) << 0;
     QTest::newRow("Excluding folders needs a filter to add to")
         << u"--list . --filter 9 --exclude-folders"_s << 2 << usage.arg(u"--exclude-folders needs --filter 0 to 7"_s) << 0;
 }
@@ -307,6 +309,27 @@ void TestTqinfo::properties()
     QCOMPARE(photo.value(u"path"_s).toString(), path(u"photo.jpg"_s));
     QVERIFY(photo.value(u"properties"_s).toObject().value(u"PixelWidth"_s).toInt() > 0);
     QVERIFY(QJsonDocument::fromJson(lines.at(1)).object().value(u"properties"_s).isNull());
+}
+
+void TestTqinfo::writesThumbnails()
+{
+    const QString output = path(u"thumbnails"_s);
+    QProcess process;
+    process.setWorkingDirectory(m_dir.path());
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"XDG_CACHE_HOME"_s, path(u"cache"_s)); // the shared cache is written too
+    process.setProcessEnvironment(environment);
+    process.start(QStringLiteral(TQINFO_PATH), {u"--thumbnails"_s, output, u"--size"_s, u"16"_s, u"photo.jpg"_s,
+                                                u"link-to-photo.jpg"_s, u"notes.txt"_s, u"nope"_s});
+    QVERIFY(process.waitForFinished(30000));
+    QCOMPARE(process.exitCode(), 1);
+    const QString errors = QString::fromUtf8(process.readAllStandardError());
+    QVERIFY2(errors.contains(u"notes.txt: no thumbnail"_s) && errors.contains(u"nope: No such file"_s), qPrintable(errors));
+    QStringList written = QDir(output).entryList(QDir::Files);
+    written.sort();
+    QCOMPARE(written, (QStringList{u"link-to-photo.jpg.png"_s, u"photo.jpg.png"_s}));
+    const QImage thumbnail(QDir(output).filePath(u"photo.jpg.png"_s));
+    QCOMPARE(thumbnail.size(), QSize(16, 12)); // the 32x24 photo, scaled to fit
 }
 
 void TestTqinfo::writesOrientations_data()

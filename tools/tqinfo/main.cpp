@@ -5,9 +5,11 @@
 #include "UWStandardFile.h"
 #include "tqinfo_listing.h"
 #include "tqinfo_output.h"
+#include "tqinfo_thumbnails.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QDir>
 
 #include <cstdio>
 
@@ -200,6 +202,14 @@ int main(int argc, char *argv[])
         QStringLiteral("properties"),
         QStringLiteral("Prints each FILE's image property dictionary as one JSON object per line "
                        "(null when the file is not a readable image)."));
+    const QCommandLineOption thumbnailsOption(
+        QStringLiteral("thumbnails"),
+        QStringLiteral("Makes a thumbnail of each FILE through the library's thumbnail queue and writes "
+                       "it as OUTDIR/<name>.png; files that get none are listed on stderr (exit status 1)."),
+        QStringLiteral("OUTDIR"));
+    const QCommandLineOption sizeOption(QStringLiteral("size"),
+                                        QStringLiteral("With --thumbnails: the largest side, in pixels (default 256)."),
+                                        QStringLiteral("N"));
     const QCommandLineOption sortOption(
         QStringLiteral("sort"),
         QStringLiteral("With --list: sorts the entries by column TYPE (0 name, 1 size, 3 kind, 4 megapixels, "
@@ -222,7 +232,8 @@ int main(int argc, char *argv[])
                                                   QStringLiteral("With --filter 0 to 7: drops folders too "
                                                                  "(preset 6 keeps its folders)."));
     parser.addOptions({helpOption, jsonOption, keysOption, listOption, sortOption, foldersOption, descendingOption,
-                       filterOption, excludeFoldersOption, setOrientationOption, rotateOption, propertiesOption});
+                       filterOption, excludeFoldersOption, setOrientationOption, rotateOption, propertiesOption,
+                       thumbnailsOption, sizeOption});
     parser.addPositionalArgument(QStringLiteral("PATH"), QStringLiteral("The files to show."),
                                  QStringLiteral("PATH..."));
 
@@ -249,6 +260,31 @@ int main(int argc, char *argv[])
         if (parser.positionalArguments().isEmpty())
             return usageError(QStringLiteral("no file given"));
         return writeOrientations(parser.positionalArguments(), value, rotate);
+    }
+
+    if (parser.isSet(sizeOption) && !parser.isSet(thumbnailsOption))
+        return usageError(QStringLiteral("--size needs --thumbnails"));
+    if (parser.isSet(thumbnailsOption)) {
+        if (parser.isSet(listOption) || parser.isSet(keysOption) || parser.isSet(jsonOption) || parser.isSet(propertiesOption))
+            return usageError(QStringLiteral("--thumbnails takes files only"));
+        int size = 256;
+        if (parser.isSet(sizeOption) && (!toInteger(parser.value(sizeOption), &size) || size < 1 || size > 4096))
+            return usageError(QStringLiteral("--size needs a number of pixels from 1 to 4096"));
+        if (parser.positionalArguments().isEmpty())
+            return usageError(QStringLiteral("no file given"));
+        const QString output = parser.value(thumbnailsOption);
+        if (!QDir().mkpath(output)) {
+            reportError(output + QStringLiteral(": cannot make the folder"));
+            return Failure;
+        }
+        int status = Success;
+        QList<UWStandardFileRef> files;
+        for (const QString &path : parser.positionalArguments()) {
+            if (const TQFileRef file = fileItem(path, &status))
+                files.append(file);
+        }
+        TQInfo::ThumbnailWriter writer(output, size);
+        return writer.run(files) == 0 ? status : Failure;
     }
 
     if (parser.isSet(propertiesOption)) {
