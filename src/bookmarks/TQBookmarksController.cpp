@@ -32,19 +32,9 @@ namespace {
 const char *const entryIdProperty = "tqBookmarkEntryId";
 const QString uriListFormat = QStringLiteral("text/uri-list");
 
-// The file item a value holds, under either pointer type; nullptr for anything else.
-UWStandardFileRef itemIn(const QVariant &value)
-{
-    if (value.metaType() == QMetaType::fromType<UWStandardFileRef>())
-        return value.value<UWStandardFileRef>();
-    if (value.metaType() == QMetaType::fromType<TQFileRef>())
-        return value.value<TQFileRef>();
-    return nullptr;
-}
-
 UWStandardFileRef fileOf(const QVariantMap &entry)
 {
-    return itemIn(entry.value(TQBookmarkFileKey));
+    return TQFile::itemFromValue(entry.value(TQBookmarkFileKey));
 }
 
 bool isRecord(const QVariant &value)
@@ -251,7 +241,7 @@ void TQBookmarksController::setBookmarksFromSavableBookmarks(const QVariantList 
     changeList([&] {
         d->list.clear();
         for (const QVariant &value : savableBookmarks) {
-            if (const UWStandardFileRef item = itemIn(value)) {
+            if (const UWStandardFileRef item = TQFile::itemFromValue(value)) {
                 // A bare file item: taken only when it is a real file that passes.
                 if (item->isPlaceholder() || isVolumesFolder(item->path()))
                     continue;
@@ -401,8 +391,8 @@ bool TQBookmarksController::isEqualRecord(const QVariantMap &a, const QVariantMa
     for (auto it = a.cbegin(), other = b.cbegin(); it != a.cend(); ++it, ++other) {
         if (it.key() != other.key())
             return false;
-        const UWStandardFileRef itemA = itemIn(it.value());
-        const UWStandardFileRef itemB = itemIn(other.value());
+        const UWStandardFileRef itemA = TQFile::itemFromValue(it.value());
+        const UWStandardFileRef itemB = TQFile::itemFromValue(other.value());
         if (itemA || itemB) {
             if (!itemA || !itemB || !itemA->isEqual(*itemB))
                 return false;

@@ -1,6 +1,7 @@
 #include "TQBookmarksModel.h"
 
 #include "TQBookmarksController.h"
+#include "TQFile.h"
 
 #include <QIcon>
 #include <QMimeData>
@@ -14,8 +15,7 @@ bool isSeparatorEntry(const QVariantMap &entry)
 
 UWStandardFileRef fileIn(const QVariantMap &entry)
 {
-    const QVariant value = entry.value(TQBookmarkFileKey);
-    return value.metaType() == QMetaType::fromType<UWStandardFileRef>() ? value.value<UWStandardFileRef>() : nullptr;
+    return TQFile::itemFromValue(entry.value(TQBookmarkFileKey));
 }
 
 } // namespace

@@ -124,6 +124,15 @@ TQFileRef TQFile::fromItem(const UWStandardFileRef &item)
     return std::dynamic_pointer_cast<TQFile>(item);
 }
 
+UWStandardFileRef TQFile::itemFromValue(const QVariant &value)
+{
+    if (value.metaType() == QMetaType::fromType<UWStandardFileRef>())
+        return value.value<UWStandardFileRef>();
+    if (value.metaType() == QMetaType::fromType<TQFileRef>())
+        return value.value<TQFileRef>();
+    return nullptr;
+}
+
 TQFileRef TQFile::newFileForURL(const QUrl &url)
 {
     return fromItem(UWStandardFile::newFileForURL(url));

@@ -63,6 +63,9 @@ public:
     //! The TQFile side of \a item; nullptr when it is not one (a factory other than the
     //! library's was installed).
     static TQFileRef fromItem(const UWStandardFileRef &item);
+    //! The item \a value holds, as a UWStandardFileRef or a TQFileRef (rows and records keep
+    //! items under either); nullptr for any other value.
+    static UWStandardFileRef itemFromValue(const QVariant &value);
 
     ~TQFile() override;
 

@@ -392,7 +392,15 @@ QString root()
 
 bool isInside(const QString &path)
 {
-    const QString folder = QFileInfo(root()).canonicalFilePath();
+    // Every request asks; the cache folder's own resolution is kept per thread until the
+    // folder's name changes (a test or host may point XDG_CACHE_HOME elsewhere).
+    thread_local QString resolvedFor, resolved;
+    const QString cacheRoot = root();
+    if (cacheRoot != resolvedFor || resolved.isEmpty()) {
+        resolvedFor = cacheRoot;
+        resolved = QFileInfo(cacheRoot).canonicalFilePath();
+    }
+    const QString &folder = resolved;
     const QString file = QFileInfo(path).canonicalFilePath();
     return !folder.isEmpty() && !file.isEmpty() && file.startsWith(folder + u'/');
 }

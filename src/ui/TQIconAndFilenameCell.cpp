@@ -39,19 +39,9 @@ qreal sideOrZero(qreal value)
     return std::isfinite(value) ? std::max<qreal>(value, 0) : 0;
 }
 
-// Rows and records hold items under either pointer type.
-UWStandardFileRef itemIn(const QVariant &value)
-{
-    if (value.metaType() == QMetaType::fromType<UWStandardFileRef>())
-        return value.value<UWStandardFileRef>();
-    if (value.metaType() == QMetaType::fromType<TQFileRef>())
-        return value.value<TQFileRef>();
-    return nullptr;
-}
-
 bool isFileItem(const QVariant &value)
 {
-    return TQFile::fromItem(itemIn(value)) != nullptr;
+    return TQFile::fromItem(TQFile::itemFromValue(value)) != nullptr;
 }
 
 bool isRecord(const QVariant &value)
@@ -182,7 +172,7 @@ void TQIconAndFilenameCell::setObjectValue(const QVariant &object)
         return;
     }
     const TQKeyValueSubject subject(object);
-    d->item = d->fileKeyPath.isEmpty() ? itemIn(object) : itemIn(subject.valueForKeyPath(d->fileKeyPath));
+    d->item = d->fileKeyPath.isEmpty() ? TQFile::itemFromValue(object) : TQFile::itemFromValue(subject.valueForKeyPath(d->fileKeyPath));
     // A placeholder has no location: its record is shown as missing, with no name of its own.
     if (!d->item || !TQFile::fromItem(d->item) || d->item->URL().isEmpty()) {
         setStringValue(QString());
