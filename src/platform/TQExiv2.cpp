@@ -1,10 +1,14 @@
 #include "TQExiv2_p.h"
 
 #include "TQPlatformLogging.h"
+#include "TQRegularFile_p.h"
 
 #include <QByteArray>
 
 #include <exiv2/exiv2.hpp>
+
+#include <algorithm>
+#include <exception>
 
 #include <mutex>
 
@@ -46,6 +50,29 @@ void prepare()
 int &complaints()
 {
     return complaintsOnThisThread;
+}
+
+Exiv2::Image::AutoPtr open(const TQRegularFile &file, const QString &path, std::initializer_list<int> allowed)
+{
+    if (!file.isOpen())
+        return Exiv2::Image::AutoPtr();
+    prepare();
+    try {
+        // exiv2 opens by name; the descriptor's own name reaches the file that was checked,
+        // whatever has happened to its path since.
+        Exiv2::BasicIo::AutoPtr io(new Exiv2::FileIo(file.descriptorPath().toStdString()));
+        const int type = Exiv2::ImageFactory::getType(*io);
+        if (std::find(allowed.begin(), allowed.end(), type) == allowed.end()) {
+            qCDebug(lcPlatform) << "exiv2 is not given" << path << ": its content is of exiv2's type" << type;
+            return Exiv2::Image::AutoPtr();
+        }
+        // open() tries the same formats in the same order as getType(), so it picks the parser
+        // just allowed.
+        return Exiv2::ImageFactory::open(io);
+    } catch (const std::exception &e) { // Exiv2::AnyError, std::bad_alloc, ...
+        qCDebug(lcPlatform) << "exiv2 can't open" << path << ":" << e.what();
+    }
+    return Exiv2::Image::AutoPtr();
 }
 
 int orientation(const Exiv2::ExifData &exif)

@@ -1,5 +1,14 @@
 #pragma once
 
+#include <exiv2/exiv2.hpp>
+#include <exiv2/webpimage.hpp> // not part of exiv2.hpp in 0.27
+
+#include <QString>
+
+#include <initializer_list>
+
+class TQRegularFile;
+
 namespace Exiv2 {
 class ExifData;
 }
@@ -15,6 +24,24 @@ void prepare();
 // exiv2 reads past what it cannot parse and then leaves it out of a rewrite; counting its
 // complaints lets a rewrite be refused instead of quietly dropping tags.
 int &complaints();
+
+// The formats exiv2 is allowed to parse for the library: the still-picture formats whose
+// metadata the library reads or writes through it. Its video parsers (QuickTime, RIFF,
+// Matroska, ASF) and its BMFF parser are never used: they loop or allocate from size fields
+// of hostile files, and HEIF goes through libheif.
+inline constexpr std::initializer_list<int> StillFormats = {
+        Exiv2::ImageType::jpeg, Exiv2::ImageType::crw, Exiv2::ImageType::tiff, Exiv2::ImageType::mrw,
+        Exiv2::ImageType::png,  Exiv2::ImageType::cr2, Exiv2::ImageType::raf,  Exiv2::ImageType::orf,
+        Exiv2::ImageType::rw2,  Exiv2::ImageType::webp};
+
+// The one door through which the library hands exiv2 a file: the format is decided from the
+// content first, and a file of any format outside `allowed` is never given to a parser. The
+// image reads through the already-checked descriptor of `file` (a regular file) and must not
+// outlive it. Null (logged at debug level with `path`) when the format is not allowed or
+// exiv2 can't open it; exiv2's exceptions from opening are caught here, those of reading the
+// metadata later are the caller's.
+Exiv2::Image::AutoPtr open(const TQRegularFile &file, const QString &path,
+                           std::initializer_list<int> allowed = StillFormats);
 
 // The orientation IFD0 states: 1 to 8, or 1 when it states none or an impossible value.
 int orientation(const Exiv2::ExifData &exif);
