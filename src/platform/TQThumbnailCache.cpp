@@ -1,15 +1,19 @@
 #include "TQThumbnailCache_p.h"
 
 #include "TQPlatformLogging.h"
+#include "TQRegularFile_p.h"
+#include "TQThumbnailers_p.h"
 
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QBuffer>
 #include <QHash>
 #include <QStandardPaths>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -32,6 +36,8 @@ constexpr char Software[] = "TQKit " TQKIT_VERSION;
 // A real thumbnail is at most 1024x1024; anything this large in the cache was not put there
 // by a thumbnailer and is not worth decoding.
 constexpr qint64 MaxCachedFileSize = 32 << 20;
+// A thumbnail's text and profile chunks are small; libpng holds a whole chunk to read it.
+constexpr size_t MaxPngChunkBytes = 1 << 20;
 
 // What a thumbnail's text chunks must say for it to describe this version of the file.
 bool describes(const QString &uri, const QString &mtime, const QString &size, const Source &source)
@@ -128,6 +134,7 @@ QImage decodeValid(const QByteArray &bytes, int maxSide, const Source &source, Q
     const bool headerRead = info && end && guarded(png, [&] {
         png_set_read_fn(png, &input, readPngBytes);
         png_set_user_limits(png, png_uint_32(maxSide), png_uint_32(maxSide));
+        png_set_chunk_malloc_max(png, MaxPngChunkBytes);
         // The chunks' own checksums cover the compressed pixels already.
         png_set_option(png, PNG_IGNORE_ADLER32, PNG_OPTION_ON);
         png_read_info(png, info);
@@ -177,16 +184,19 @@ QImage decodeValid(const QByteArray &bytes, int maxSide, const Source &source, Q
 // describe source.
 QImage readValid(const QString &path, int maxSide, const Source &source)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    const TQRegularFile file(path);
+    file.warnIfRefused(path, "a cached thumbnail");
+    if (!file.isOpen())
         return {}; // the ordinary miss
     if (file.size() > MaxCachedFileSize) {
         qCDebug(lcPlatform) << "ignoring the oversized cached thumbnail" << path;
         return {};
     }
-    const QByteArray bytes = file.readAll();
-    QByteArray why;
-    const QImage image = decodeValid(bytes, maxSide, source, &why);
+    QByteArray bytes = file.readAll(MaxCachedFileSize);
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::ReadOnly);
+    QByteArray why = TQThumbnailers::pngLayoutProblem(&buffer).toUtf8();
+    const QImage image = why.isEmpty() ? decodeValid(bytes, maxSide, source, &why) : QImage();
     if (image.isNull())
         qCDebug(lcPlatform) << "ignoring the cached thumbnail" << path << ":" << why;
     return image;
@@ -313,6 +323,38 @@ QList<std::pair<QByteArray, QByteArray>> keysOf(const Source &source, const QStr
     return keys;
 }
 
+// The path made absolute and cleaned of "." and ".." the way QDir::cleanPath does it, in bytes:
+// a name that is not UTF-8 would not survive a trip through QString.
+QByteArray absoluteCleanPath(const QByteArray &path)
+{
+    QByteArray absolute = path;
+    if (!path.startsWith('/')) {
+        char *cwd = ::getcwd(nullptr, 0);
+        absolute = QByteArray(cwd ? cwd : "") + '/' + path;
+        std::free(cwd);
+    }
+    QList<QByteArray> parts;
+    for (const QByteArray &part : absolute.split('/')) {
+        if (part.isEmpty() || part == ".")
+            continue;
+        if (part == "..") {
+            if (!parts.isEmpty())
+                parts.removeLast();
+            continue;
+        }
+        parts.append(part);
+    }
+    return '/' + parts.join('/');
+}
+
+QByteArray realPath(const QByteArray &path)
+{
+    char *resolved = ::realpath(path.constData(), nullptr);
+    const QByteArray out(resolved ? resolved : "");
+    std::free(resolved);
+    return out;
+}
+
 QString failPath(const Source &source)
 {
     return root() + u"/fail/"_s + failFolderName() + u'/' + source.hash + u".png"_s;
@@ -329,46 +371,41 @@ int bucketFor(int longSide)
     return -1;
 }
 
-std::optional<Source> source(const QString &path, QString *why)
+std::optional<Source> source(const QByteArray &nativePath, const struct stat &status, QString *why)
 {
-    if (path.isEmpty()) {
+    if (nativePath.isEmpty()) {
         *why = u"no path"_s;
         return std::nullopt;
     }
-    Source s;
-    s.path = QDir::cleanPath(QFileInfo(path).absoluteFilePath());
-    struct stat st = {};
-    if (::stat(QFile::encodeName(s.path).constData(), &st) != 0) {
-        *why = qt_error_string(errno);
-        return std::nullopt;
-    }
-    if (!S_ISREG(st.st_mode)) {
+    if (!S_ISREG(status.st_mode)) {
         *why = u"not a regular file"_s;
         return std::nullopt;
     }
-    s.uri = fileUri(s.path);
+    Source s;
+    s.nativePath = absoluteCleanPath(nativePath);
+    s.path = QFile::decodeName(s.nativePath);
+    s.uri = fileUri(s.nativePath);
     s.hash = QString::fromLatin1(QCryptographicHash::hash(s.uri, QCryptographicHash::Md5).toHex());
-    s.mtime = st.st_mtim.tv_sec;
-    s.mtimeNs = st.st_mtim.tv_nsec;
-    s.size = st.st_size;
-    s.device = st.st_dev;
-    s.inode = st.st_ino;
+    s.mtime = status.st_mtim.tv_sec;
+    s.mtimeNs = status.st_mtim.tv_nsec;
+    s.size = status.st_size;
+    s.device = status.st_dev;
+    s.inode = status.st_ino;
     return s;
 }
 
 bool unchanged(const Source &source)
 {
     struct stat st = {};
-    return ::stat(QFile::encodeName(source.path).constData(), &st) == 0 && st.st_mtim.tv_sec == source.mtime
+    return ::stat(source.nativePath.constData(), &st) == 0 && st.st_mtim.tv_sec == source.mtime
             && st.st_mtim.tv_nsec == source.mtimeNs && st.st_size == source.size && st.st_dev == source.device
             && st.st_ino == source.inode;
 }
 
-QByteArray fileUri(const QString &absolutePath)
+QByteArray fileUri(const QByteArray &bytes)
 {
     static constexpr char Hex[] = "0123456789ABCDEF";
     static constexpr char Kept[] = "-._~!$&'()*+,=:@/";
-    const QByteArray bytes = QFile::encodeName(absolutePath);
     QByteArray uri("file://");
     uri.reserve(7 + bytes.size() * 3);
     for (const char c : bytes) {
@@ -390,19 +427,19 @@ QString root()
     return home.isEmpty() ? QString() : home + u"/thumbnails"_s;
 }
 
-bool isInside(const QString &path)
+bool isInside(const QByteArray &nativePath)
 {
     // Every request asks; the cache folder's own resolution is kept per thread until the
     // folder's name changes (a test or host may point XDG_CACHE_HOME elsewhere).
-    thread_local QString resolvedFor, resolved;
+    thread_local QString resolvedFor;
+    thread_local QByteArray resolved;
     const QString cacheRoot = root();
     if (cacheRoot != resolvedFor || resolved.isEmpty()) {
         resolvedFor = cacheRoot;
-        resolved = QFileInfo(cacheRoot).canonicalFilePath();
+        resolved = realPath(QFile::encodeName(cacheRoot));
     }
-    const QString &folder = resolved;
-    const QString file = QFileInfo(path).canonicalFilePath();
-    return !folder.isEmpty() && !file.isEmpty() && file.startsWith(folder + u'/');
+    const QByteArray file = realPath(nativePath);
+    return !resolved.isEmpty() && !file.isEmpty() && file.startsWith(QByteArray(resolved + '/'));
 }
 
 QImage lookup(const Source &source, int firstBucket)

@@ -7,6 +7,8 @@
 #include <array>
 #include <optional>
 
+#include <sys/stat.h>
+
 // The freedesktop shared thumbnail cache ($XDG_CACHE_HOME/thumbnails), read and written the
 // way every desktop program does, so that thumbnails made here are reused by the file
 // managers and theirs by us. Reentrant: every function may be called from any thread.
@@ -27,8 +29,9 @@ int bucketFor(int longSide);
 // One version of one file, as the cache tells versions apart.
 struct Source
 {
-    QString path;     // absolute and cleaned; links are not resolved, as GLib does it
-    QByteArray uri;   // file:// and the escaped path
+    QByteArray nativePath; // absolute and cleaned; links are not resolved, as GLib does it
+    QString path;          // the same for messages (a name that is not UTF-8 shows U+FFFD)
+    QByteArray uri;        // file:// and the escaped bytes of nativePath
     QString hash;     // MD5 of uri, in lower-case hex: the thumbnail's file name without ".png"
     qint64 mtime = 0; // whole seconds
     qint64 size = 0;
@@ -38,24 +41,26 @@ struct Source
     quint64 inode = 0;
 };
 
-// The source for the regular file (or link to one) at path; nothing, and why, when it is not.
-std::optional<Source> source(const QString &path, QString *why);
+// The source for the file at nativePath whose status (of the open descriptor) is status;
+// nothing, and why, when it is not a regular file.
+std::optional<Source> source(const QByteArray &nativePath, const struct stat &status, QString *why);
 
 // True while the file still is the version source describes.
 bool unchanged(const Source &source);
 
 // The URI GLib makes for a local path (g_filename_to_uri): every byte but ASCII letters,
 // digits and -._~!$&'()*+,=:@/ percent-escaped with upper-case hex.
-QByteArray fileUri(const QString &absolutePath);
+QByteArray fileUri(const QByteArray &absolutePath);
 
 // $XDG_CACHE_HOME/thumbnails (with the usual default); empty when there is no cache home.
 QString root();
 
-// True when path lies inside root() (links resolved).
-bool isInside(const QString &path);
+// True when nativePath lies inside root() (links resolved).
+bool isInside(const QByteArray &nativePath);
 
 // A valid thumbnail of source from bucket first or, failing that, a larger one; null when
-// there is none.
+// there is none. Whatever lies under a thumbnail's name that is not a regular file (a FIFO,
+// a folder, a link to a device) is a miss, never read.
 QImage lookup(const Source &source, int firstBucket);
 
 // True when our own fail record for this version of the file exists.

@@ -3,6 +3,7 @@
 #include "TQExiv2_p.h"
 #include "TQImageOrientation.h"
 #include "TQPlatformLogging.h"
+#include "TQRegularFile_p.h"
 #include "TQThumbnailCache_p.h"
 #include "TQThumbnailers_p.h"
 
@@ -19,8 +20,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <climits>
 #include <cmath>
 #include <exception>
+#include <memory>
 
 #include <unistd.h>
 
@@ -61,12 +65,9 @@ const QSet<QString> &qtReadableTypes()
     return types;
 }
 
-bool looksLikeHeif(const QString &path)
+bool looksLikeHeif(const TQRegularFile &file)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    const QByteArray head = file.read(64);
+    const QByteArray head = file.read(0, 64);
     if (head.size() < 16 || head.mid(4, 4) != "ftyp")
         return false;
     static const QList<QByteArray> brands{"heic", "heix", "hevc", "hevx", "heim", "heis", "hevm",
@@ -78,83 +79,13 @@ bool looksLikeHeif(const QString &path)
     return false;
 }
 
-// Whether a JPEG's scan data ends: libjpeg makes up the missing rows of a cut-off file
-// (grey) and reports success, and such a picture is not a thumbnail of the file.
-bool jpegComplete(QByteArrayView data)
+void logFailure(const QString &path, const char *what, const TQThumbnailers::Decoded &decoded)
 {
-    const auto at = [&data](qsizetype i) { return uchar(data[i]); };
-    if (data.size() < 4 || at(0) != 0xff || at(1) != 0xd8)
-        return false;
-    qsizetype pos = 2;
-    qsizetype scan = -1;
-    while (pos + 4 <= data.size()) {
-        if (at(pos) != 0xff)
-            return false;
-        const uchar marker = at(pos + 1);
-        if (marker == 0xff) { // fill byte
-            ++pos;
-            continue;
-        }
-        if (marker == 0x01 || (marker >= 0xd0 && marker <= 0xd8)) {
-            pos += 2;
-            continue;
-        }
-        const qsizetype length = at(pos + 2) << 8 | at(pos + 3);
-        if (marker == 0xd9 || length < 2)
-            return false;
-        if (marker == 0xda) {
-            scan = pos + 2 + length;
-            break;
-        }
-        pos += 2 + length;
-    }
-    // Scan data holds no FF D9 (every FF in it is followed by 00 or a restart marker), so an
-    // end-of-image marker past the first scan is the end of this picture or of a later one.
-    for (qsizetype i = data.size() - 2; scan >= 0 && i >= scan; --i) {
-        if (at(i) == 0xff && at(i + 1) == 0xd9)
-            return true;
-    }
-    return false;
-}
-
-bool jpegFileComplete(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    const qint64 size = file.size();
-    if (const uchar *mapped = file.map(0, size))
-        return jpegComplete(QByteArrayView(mapped, size));
-    return jpegComplete(file.readAll());
-}
-
-// The stored picture the reader holds, scaled down while decoding where the format can
-// (JPEG by its DCT scaling) to fit storedBox; null, and why, when it can't be decoded.
-// `format` receives the reader's format, which it forgets once it has read.
-QImage decode(QImageReader &reader, const QSize &storedBox, QByteArray *format, QString *why)
-{
-    reader.setAutoTransform(false); // the one orientation table turns it, nothing else
-    reader.setQuality(75);          // smooth scaling after the DCT step, as a thumbnail deserves
-    *format = reader.format();
-    const QSize size = reader.size();
-    // Only JPEG decodes at a reduced scale; any other format costs its full size in time (and
-    // often memory) whatever the thumbnail's, which a hostile header can make endless.
-    const qint64 limit = qint64(QImageReader::allocationLimit()) << 20;
-    if (*format != "jpeg" && limit > 0 && size.isValid() && qint64(size.width()) * size.height() * 4 > limit) {
-        *why = u"%1x%2 pixels are more than a thumbnail is worth decoding"_s.arg(size.width()).arg(size.height());
-        return {};
-    }
-    const QSize target = fitted(size, storedBox);
-    if (size.isValid() && target != size)
-        reader.setScaledSize(target);
-    QImage image = reader.read();
-    if (image.isNull()) {
-        *why = reader.errorString();
-        return {};
-    }
-    if (!size.isValid() && fitted(image.size(), storedBox) != image.size())
-        image = image.scaled(fitted(image.size(), storedBox), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-    return image;
+    if (decoded.refused)
+        qCWarning(lcPlatform, "Not decoding %s for a thumbnail: %s %s", qUtf8Printable(path), what,
+                  qUtf8Printable(decoded.why));
+    else
+        qCDebug(lcPlatform) << "can't decode" << what << "of" << path << ":" << decoded.why;
 }
 
 bool sameShape(const QSize &a, const QSize &b)
@@ -173,6 +104,14 @@ bool largeEnough(const QSize &previewSize, const QSize &pictureSize, const QSize
             && previewSize.height() * (1 + AspectTolerance) >= needed.height();
 }
 
+// A preview larger than the picture it stands for would make a thumbnail larger than the
+// picture (some writers store a 160x120 EXIF thumbnail whatever the picture's size).
+bool notLarger(const QSize &previewSize, const QSize &pictureSize)
+{
+    return pictureSize.isEmpty()
+            || (previewSize.width() <= pictureSize.width() && previewSize.height() <= pictureSize.height());
+}
+
 // ---------------------------------------------------------------------------------------------
 // EXIF thumbnails and camera previews (exiv2), and the orientation of everything but HEIF.
 
@@ -184,55 +123,57 @@ struct Embedded
 };
 
 QImage decodePreview(const Exiv2::PreviewManager &previews, const Exiv2::PreviewProperties &properties,
-                     const QSize &pictureSize, const QSize &storedBox, bool mustBeLargeEnough)
+                     const QString &path, const QSize &pictureSize, const QSize &storedBox, bool mustBeLargeEnough)
 {
     const Exiv2::PreviewImage data = previews.getPreviewImage(properties);
     QByteArray bytes = QByteArray::fromRawData(reinterpret_cast<const char *>(data.pData()), qsizetype(data.size()));
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer);
-    const QSize size = reader.size();
-    if (!sameShape(size, pictureSize) || (mustBeLargeEnough && !largeEnough(size, pictureSize, storedBox)))
+    const QSize size = QImageReader(&buffer).size();
+    if (!sameShape(size, pictureSize) || !notLarger(size, pictureSize)
+        || (mustBeLargeEnough && !largeEnough(size, pictureSize, storedBox)))
         return {};
-    QString why;
-    QByteArray format;
-    QImage image = decode(reader, storedBox, &format, &why);
-    if (!image.isNull() && format == "jpeg" && !jpegComplete(bytes))
-        image = QImage();
-    if (image.isNull())
-        qCDebug(lcPlatform) << "an embedded preview can't be decoded:" << (why.isEmpty() ? u"truncated"_s : why);
-    return image;
+    const TQThumbnailers::Decoded decoded = TQThumbnailers::decode(&buffer, storedBox);
+    if (decoded.image.isNull())
+        logFailure(path, "its embedded preview", decoded);
+    return decoded.image;
 }
 
-Embedded readEmbedded(const QString &path, const QSize &box, bool wantFallback)
+// `declaredSize` is the picture's size as its own reader states it, for when exiv2 has none.
+Embedded readEmbedded(const TQRegularFile &file, const QString &path, const QSize &declaredSize, const QSize &box,
+                      bool wantFallback)
 {
     Embedded out;
-    TQExiv2::prepare();
     try {
-        auto image = Exiv2::ImageFactory::open(QFile::encodeName(path).toStdString());
+        const auto image = TQExiv2::open(file, path);
         if (!image.get())
             return out;
         image->readMetadata();
         out.orientation = TQExiv2::orientation(image->exifData());
-        const QSize pictureSize(int(image->pixelWidth()), int(image->pixelHeight()));
+        QSize pictureSize(int(std::min<uint32_t>(image->pixelWidth(), INT_MAX)),
+                          int(std::min<uint32_t>(image->pixelHeight(), INT_MAX)));
+        if (pictureSize.isEmpty())
+            pictureSize = declaredSize;
         const QSize storedBox = TQImageOrientation::uprightSize(box, out.orientation);
         const Exiv2::PreviewManager previews(*image);
         const Exiv2::PreviewPropertiesList list = previews.getPreviewProperties(); // smallest first
         const Exiv2::PreviewProperties *largestSmall = nullptr;
         for (const Exiv2::PreviewProperties &properties : list) {
-            const QSize stated(int(properties.width_), int(properties.height_));
-            if (properties.size_ > MaxPreviewBytes || (stated.isValid() && !sameShape(stated, pictureSize)))
+            const QSize stated(int(std::min<uint32_t>(properties.width_, INT_MAX)),
+                               int(std::min<uint32_t>(properties.height_, INT_MAX)));
+            if (properties.size_ > MaxPreviewBytes
+                || (stated.isValid() && (!sameShape(stated, pictureSize) || !notLarger(stated, pictureSize))))
                 continue;
             if (stated.isValid() && !largeEnough(stated, pictureSize, storedBox)) {
                 largestSmall = &properties;
                 continue;
             }
-            out.preview = decodePreview(previews, properties, pictureSize, storedBox, true);
+            out.preview = decodePreview(previews, properties, path, pictureSize, storedBox, true);
             if (!out.preview.isNull())
                 return out;
         }
         if (wantFallback && largestSmall)
-            out.fallback = decodePreview(previews, *largestSmall, pictureSize, storedBox, false);
+            out.fallback = decodePreview(previews, *largestSmall, path, pictureSize, storedBox, false);
     } catch (const std::exception &e) { // Exiv2::AnyError, std::bad_alloc, std::out_of_range, …
         qCDebug(lcPlatform) << "exiv2 can't read" << path << ":" << e.what();
     }
@@ -244,7 +185,49 @@ Embedded readEmbedded(const QString &path, const QSize &box, bool wantFallback)
 // are the picture's geometry and libheif applies them while decoding; the EXIF orientation a
 // HEIF may carry only repeats them, so it is not applied a second time.
 
-QImage heifThumbnail(const QString &path, const QSize &box, QString *why)
+// libheif reads through the checked descriptor, with pread (no shared offset).
+struct HeifInput
+{
+    const TQRegularFile *file;
+    int64_t at = 0;
+};
+
+const heif_reader HeifReader{
+        1,
+        [](void *input) -> int64_t { return static_cast<HeifInput *>(input)->at; },
+        [](void *data, size_t size, void *input) -> int {
+            auto *in = static_cast<HeifInput *>(input);
+            if (size > size_t(std::max<qint64>(in->file->size() - in->at, 0)))
+                return 1;
+            size_t done = 0;
+            while (done < size) {
+                const ssize_t n = ::pread(in->file->fd(), static_cast<char *>(data) + done, size - done, off_t(in->at + done));
+                if (n < 0 && errno == EINTR)
+                    continue;
+                if (n <= 0)
+                    return 1;
+                done += size_t(n);
+            }
+            in->at += int64_t(size);
+            return 0;
+        },
+        [](int64_t position, void *input) -> int {
+            auto *in = static_cast<HeifInput *>(input);
+            if (position < 0 || position > in->file->size())
+                return 1;
+            in->at = position;
+            return 0;
+        },
+        [](int64_t target, void *input) -> heif_reader_grow_status {
+            return target <= static_cast<HeifInput *>(input)->file->size() ? heif_reader_grow_status_size_reached
+                                                                            : heif_reader_grow_status_size_beyond_eof;
+        }};
+
+// What libheif holds to decode a picture: its own planes (YCbCr, up to 16 bits a sample) and
+// the RGBA picture they are converted into.
+constexpr qint64 HeifBytesPerPixel = 10;
+
+QImage heifThumbnail(const TQRegularFile &file, const QString &path, const QSize &box, QString *why)
 {
     struct Handles
     {
@@ -264,8 +247,8 @@ QImage heifThumbnail(const QString &path, const QSize &box, QString *why)
                 heif_context_free(context);
         }
     } h;
-    const QByteArray native = QFile::encodeName(path);
-    heif_error error = h.context ? heif_context_read_from_file(h.context, native.constData(), nullptr)
+    HeifInput input{&file};
+    heif_error error = h.context ? heif_context_read_from_reader(h.context, &HeifReader, &input, nullptr)
                                  : heif_error{heif_error_Memory_allocation_error, heif_suberror_Unspecified, "no context"};
     if (error.code == heif_error_Ok)
         error = heif_context_get_primary_image_handle(h.context, &h.primary);
@@ -284,7 +267,7 @@ QImage heifThumbnail(const QString &path, const QSize &box, QString *why)
         if (heif_image_handle_get_thumbnail(h.primary, id, &candidate).code != heif_error_Ok)
             continue;
         const QSize size(heif_image_handle_get_width(candidate), heif_image_handle_get_height(candidate));
-        if (sameShape(size, pictureSize) && largeEnough(size, pictureSize, box)
+        if (sameShape(size, pictureSize) && notLarger(size, pictureSize) && largeEnough(size, pictureSize, box)
             && (chosen.isEmpty() || qint64(size.width()) * size.height() < qint64(chosen.width()) * chosen.height())) {
             if (h.thumbnail)
                 heif_image_handle_release(h.thumbnail);
@@ -296,8 +279,11 @@ QImage heifThumbnail(const QString &path, const QSize &box, QString *why)
     }
     heif_image_handle *handle = h.thumbnail ? h.thumbnail : h.primary;
     const QSize size = h.thumbnail ? chosen : pictureSize;
-    const qint64 limit = qint64(QImageReader::allocationLimit()) << 20;
-    if (size.isEmpty() || (limit > 0 && qint64(size.width()) * size.height() * 4 > limit)) {
+    const qint64 cost = qint64(size.width()) * size.height() * HeifBytesPerPixel;
+    if (size.isEmpty() || cost > TQThumbnailers::DecodeBudgetBytes) {
+        qCWarning(lcPlatform, "Not decoding %s for a thumbnail: %dx%d pixels take %lld MB to decode, more than the budget of %lld MB",
+                  qUtf8Printable(path), size.width(), size.height(), cost / 1000000,
+                  TQThumbnailers::DecodeBudgetBytes / 1000000);
         *why = u"its picture is %1x%2"_s.arg(size.width()).arg(size.height());
         return {};
     }
@@ -309,12 +295,18 @@ QImage heifThumbnail(const QString &path, const QSize &box, QString *why)
         *why = QString::fromUtf8(error.message);
         return {};
     }
+    // The view borrows libheif's plane, which goes with h: what leaves here owns its pixels.
     const QImage view(pixels, heif_image_get_width(h.image, heif_channel_interleaved),
                       heif_image_get_height(h.image, heif_channel_interleaved), stride, QImage::Format_RGBA8888);
-    return view.scaled(fitted(view.size(), box), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    const QSize target = fitted(view.size(), box);
+    return target == view.size() ? view.copy() : view.scaled(target, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
 }
 
 // ---------------------------------------------------------------------------------------------
+
+// Files larger than this are not decoded whole in process: no picture within the budget needs
+// so many bytes, and a decoder looking for a marker would read all of a huge sparse file.
+constexpr qint64 MaxDecodedFileBytes = qint64(256) << 20;
 
 struct Made
 {
@@ -323,13 +315,13 @@ struct Made
     QImage fallback;   // upright, smaller than asked for: better than nothing, not for the cache
 };
 
-Made makeInProcess(const QString &path, const QMimeType &type, const QSize &box)
+Made makeInProcess(const TQRegularFile &file, const QString &path, const QMimeType &type, const QSize &box)
 {
     Made made;
     QString why;
-    if (conformsToAny(type, {u"image/heif"_s, u"image/heic"_s, u"image/avif"_s}) || looksLikeHeif(path)) {
+    if (conformsToAny(type, {u"image/heif"_s, u"image/heic"_s, u"image/avif"_s}) || looksLikeHeif(file)) {
         made.claimed = true;
-        made.image = heifThumbnail(path, box, &why);
+        made.image = heifThumbnail(file, path, box, &why);
         if (made.image.isNull())
             qCDebug(lcPlatform) << "libheif can't thumbnail" << path << ":" << why;
         return made;
@@ -340,7 +332,17 @@ Made makeInProcess(const QString &path, const QMimeType &type, const QSize &box)
     if (!raw && !readable)
         return made;
     made.claimed = true;
-    const Embedded embedded = readEmbedded(path, box, raw);
+    const std::unique_ptr<QIODevice> device = TQThumbnailers::deviceFor(file);
+    // A PNG's chunk lengths are checked before any parser (exiv2's included) walks them.
+    if (file.read(0, 8) == "\x89PNG\r\n\x1a\n") {
+        const QString problem = TQThumbnailers::pngLayoutProblem(device.get());
+        if (!problem.isEmpty()) {
+            qCWarning(lcPlatform, "Not decoding %s for a thumbnail: %s", qUtf8Printable(path), qUtf8Printable(problem));
+            return made;
+        }
+    }
+    const QSize declared = readable ? QImageReader(device.get()).size() : QSize();
+    const Embedded embedded = readEmbedded(file, path, declared, box, raw);
     const auto upright = [&embedded](const QImage &stored) {
         return TQImageOrientation::uprightImage(stored, embedded.orientation);
     };
@@ -348,20 +350,16 @@ Made makeInProcess(const QString &path, const QMimeType &type, const QSize &box)
         made.image = upright(embedded.preview);
         return made;
     }
-    if (readable) {
-        QImageReader reader(path);
-        reader.setDecideFormatFromContent(true);
-        QByteArray format;
-        QImage stored = decode(reader, TQImageOrientation::uprightSize(box, embedded.orientation), &format, &why);
-        if (!stored.isNull() && format == "jpeg" && !jpegFileComplete(path)) {
-            stored = QImage();
-            why = u"the JPEG data is cut short"_s;
-        }
-        if (!stored.isNull()) {
-            made.image = upright(stored);
+    if (readable && file.size() > MaxDecodedFileBytes) {
+        qCDebug(lcPlatform) << "not decoding" << path << "whole:" << file.size() << "bytes";
+    } else if (readable) {
+        const TQThumbnailers::Decoded decoded =
+                TQThumbnailers::decode(device.get(), TQImageOrientation::uprightSize(box, embedded.orientation));
+        if (!decoded.image.isNull()) {
+            made.image = upright(decoded.image);
             return made;
         }
-        qCDebug(lcPlatform) << "can't decode" << path << ":" << why;
+        logFailure(path, "the picture", decoded);
     }
     made.fallback = upright(embedded.fallback);
     return made;
@@ -385,16 +383,31 @@ QImage shrunk(const QImage &image, const QSize &box)
 
 QImage TQThumbnailService::thumbnailForFile(const QString &path, const QSizeF &maxSize)
 {
+    return thumbnailForFile(QFile::encodeName(path), maxSize);
+}
+
+QImage TQThumbnailService::thumbnailForFile(const QByteArray &nativePath, const QSizeF &maxSize)
+{
     const QSize box = boxOf(maxSize);
     if (box.isEmpty())
         return {};
-    QString why;
-    const std::optional<TQThumbnailCache::Source> source = TQThumbnailCache::source(path, &why);
-    if (!source || ::access(QFile::encodeName(source->path).constData(), R_OK) != 0) {
-        qCDebug(lcPlatform) << "no thumbnail for" << path << ":" << (source ? u"not readable"_s : why);
+    const QString path = QFile::decodeName(nativePath);
+    // Every reader below reads this descriptor: a FIFO, a device or a link to one is refused
+    // here, and a file swapped after this check is not the one read.
+    const TQRegularFile file(nativePath);
+    if (!file.isOpen()) {
+        file.warnIfRefused(path, "a thumbnail");
+        if (!file.refused())
+            qCDebug(lcPlatform) << "no thumbnail for" << path << ":" << file.error();
         return {};
     }
-    if (TQThumbnailCache::isInside(source->path)) {
+    QString why;
+    const std::optional<TQThumbnailCache::Source> source = TQThumbnailCache::source(nativePath, file.status(), &why);
+    if (!source) {
+        qCDebug(lcPlatform) << "no thumbnail for" << path << ":" << why;
+        return {};
+    }
+    if (TQThumbnailCache::isInside(source->nativePath)) {
         qCDebug(lcPlatform) << "no thumbnail for" << path << ": it is inside the thumbnail cache";
         return {};
     }
@@ -412,8 +425,11 @@ QImage TQThumbnailService::thumbnailForFile(const QString &path, const QSizeF &m
 
     const int side = bucket >= 0 ? TQThumbnailCache::Buckets[bucket].size : std::max(box.width(), box.height());
     const QSize workBox = bucket >= 0 ? QSize(side, side) : box;
-    const QMimeType type = QMimeDatabase().mimeTypeForFile(source->path);
-    const Made made = makeInProcess(source->path, type, workBox);
+    const QMimeType type = [&] {
+        const std::unique_ptr<QIODevice> device = TQThumbnailers::deviceFor(file);
+        return QMimeDatabase().mimeTypeForFileNameAndData(source->path, device.get());
+    }();
+    const Made made = makeInProcess(file, source->path, type, workBox);
     QImage image = made.image;
     bool expected = made.claimed;
     if (image.isNull()) {

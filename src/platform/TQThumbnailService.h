@@ -2,6 +2,7 @@
 
 #include "tqkit_export.h"
 
+#include <QByteArray>
 #include <QImage>
 #include <QSizeF>
 #include <QString>
@@ -18,12 +19,33 @@
         present, Thumb::Size match the file; then this library's own fail record for the
         file, which makes the answer null at once;
     \li pictures decoded in process: an embedded preview (EXIF thumbnail, camera RAW preview,
-        HEIF thumbnail) when it is large enough and has the picture's shape, else a scaled
-        decode (JPEG files are decoded at a reduced DCT scale), turned upright with
-        TQImageOrientation;
+        HEIF thumbnail) when it is large enough, has the picture's shape and is not larger than
+        the picture, else a scaled decode (JPEG files are decoded at a reduced DCT scale),
+        turned upright with TQImageOrientation;
     \li the thumbnailer installed for the file's MIME type (or a parent type) as a
         "*.thumbnailer" entry, run with a time limit, inside bubblewrap where it works.
     \endlist
+
+    \section1 Hostile files
+
+    The file is opened once, non-blocking, and only a regular file is read (a FIFO, a device,
+    or a link to one gets a null thumbnail and one warning naming the path); every reader
+    reads that descriptor. Cached thumbnails are read the same way, so anything but a regular
+    file planted under a cache name is a miss.
+
+    \b{Decoding budget.} One in-process decode may hold at most 400 MB: 100 megapixels at
+    four bytes a pixel. The cost is worked out from the sizes the file states, before anything
+    is decoded: for most formats the picture at full size; for a baseline JPEG the picture at
+    the DCT scale it is decoded at; for a progressive JPEG (or one sending its components in
+    separate scans) also libjpeg's coefficients of the whole picture, about two bytes a sample
+    at full size whatever the scale; for HEIF ten bytes a pixel (libheif's planes and the RGBA
+    picture). Embedded previews are held to the same budget. A PNG whose chunks declare more
+    bytes than the file holds, a format that states no size, and files over 256 MB are not
+    decoded in process; refusals for what a file declares are logged as one warning. The
+    budget holds per request: the thumbnail queues run one request per thread.
+
+    Thumbnailers run with an address space of 1 GiB, their CPU time limited to the time limit,
+    files they write limited to 64 MB, and no core files.
     A new thumbnail is stored back into the cache when the request fits a bucket: it is made at
     the bucket's size (128, 256, 512 or 1024 pixels: the smallest that is at least the
     request's longer side) and scaled down to the request, so that every later request up to
@@ -48,6 +70,13 @@ public:
         made (also for an empty \a maxSize, a folder, or an unreadable file).
     */
     static QImage thumbnailForFile(const QString &path, const QSizeF &maxSize);
+
+    /*!
+        The same for the file whose name is \a nativePath in the file system's own bytes, which
+        need not be UTF-8 (a name holding the byte 0xFF). The cache's URI is made from these
+        bytes, so it is the one every other desktop program computes for the file.
+    */
+    static QImage thumbnailForFile(const QByteArray &nativePath, const QSizeF &maxSize);
 
     /*!
         Whether the shared cache is read and written (fail records included). On by default;

@@ -1,6 +1,7 @@
 #include "TQThumbnailers_p.h"
 
 #include "TQPlatformLogging.h"
+#include "TQRegularFile_p.h"
 
 #include <QBuffer>
 #include <QDeadlineTimer>
@@ -14,12 +15,14 @@
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QtEndian>
 
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -68,14 +71,16 @@ QString executable(const QString &name)
 
 std::optional<Entry> parse(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > MaxEntryBytes) {
+    const TQRegularFile file(path);
+    file.warnIfRefused(path, "a thumbnailer entry");
+    const QByteArray text = file.readAll(MaxEntryBytes);
+    if (text.isNull()) {
         qCDebug(lcPlatform) << "can't read the thumbnailer entry" << path;
         return std::nullopt;
     }
     QString exec, tryExec, types;
     bool inEntry = false;
-    for (const QString &raw : QString::fromUtf8(file.readAll()).split(u'\n')) {
+    for (const QString &raw : QString::fromUtf8(text).split(u'\n')) {
         const QString line = raw.trimmed();
         if (line.isEmpty() || line.startsWith(u'#'))
             continue;
@@ -243,7 +248,8 @@ bool probeSandbox()
 
 QImage readOutput(const QString &path, const QSize &box, QString *why)
 {
-    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    // Not followed if it is a link, and not waited on if it is a FIFO the program left there.
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     struct stat st = {};
     if (fd < 0 || ::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
         *why = u"it wrote no picture file"_s;
@@ -270,24 +276,254 @@ QImage readOutput(const QString &path, const QSize &box, QString *why)
     bytes.truncate(done);
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer);
-    reader.setAutoTransform(false); // a thumbnailer hands back its picture upright
-    const QSize size = reader.size();
-    if (!size.isValid() || size.width() > MaxOutputSide || size.height() > MaxOutputSide) {
-        *why = size.isValid() ? u"its picture is %1x%2"_s.arg(size.width()).arg(size.height())
-                              : u"its output is not a picture: "_s + reader.errorString();
+    const QSize size = QImageReader(&buffer).size();
+    if (size.isValid() && (size.width() > MaxOutputSide || size.height() > MaxOutputSide)) {
+        *why = u"its picture is %1x%2"_s.arg(size.width()).arg(size.height());
         return {};
     }
-    const QSize target = fitted(size, box);
-    if (target != size)
-        reader.setScaledSize(target);
-    QImage image = reader.read();
-    if (image.isNull())
-        *why = u"its picture can't be decoded: "_s + reader.errorString();
-    return image;
+    // A thumbnailer hands back its picture upright; it is read as carefully as any file.
+    Decoded decoded = decode(&buffer, box);
+    if (decoded.image.isNull())
+        *why = u"its picture can't be used: "_s + decoded.why;
+    return decoded.image;
+}
+
+// Pictures larger than this are not walked for their layout; no picture has this many parts.
+constexpr int MaxPngChunks = 1 << 18;
+constexpr int MaxJpegMarkers = 10000;
+// How much of a JPEG's end is searched for its end-of-image marker. Some files carry data
+// after the picture (a second picture, a maker's trailer); a cut-off one has none at all.
+constexpr qint64 JpegTail = 1 << 20;
+
+QByteArray readAt(QIODevice *device, qint64 offset, qint64 length)
+{
+    if (offset < 0 || length <= 0 || !device->seek(offset))
+        return {};
+    return device->read(length);
+}
+
+// Descriptor device: Unbuffered, so pos() is where the next readData() starts.
+class DescriptorDevice : public QIODevice
+{
+public:
+    explicit DescriptorDevice(const TQRegularFile &file)
+        : m_file(file)
+    {
+        open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+    }
+    bool isSequential() const override { return false; }
+    qint64 size() const override { return m_file.size(); }
+
+protected:
+    qint64 readData(char *data, qint64 maxSize) override
+    {
+        const qint64 at = pos();
+        maxSize = std::min(maxSize, m_file.size() - at);
+        qint64 done = 0;
+        while (done < maxSize) {
+            const ssize_t n = ::pread(m_file.fd(), data + done, size_t(maxSize - done), at + done);
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n < 0)
+                return done > 0 ? done : -1;
+            if (n == 0)
+                break;
+            done += n;
+        }
+        return done;
+    }
+    qint64 writeData(const char *, qint64) override { return -1; }
+
+private:
+    const TQRegularFile &m_file;
+};
+
+bool isSof(uchar marker)
+{
+    // C4 (Huffman tables), C8 (reserved) and CC (arithmetic conditioning) share the range.
+    return marker >= 0xc0 && marker <= 0xcf && marker != 0xc4 && marker != 0xc8 && marker != 0xcc;
+}
+
+qint64 roundedUp(qint64 value, qint64 multiple)
+{
+    return (value + multiple - 1) / multiple * multiple;
 }
 
 } // namespace
+
+std::unique_ptr<QIODevice> deviceFor(const TQRegularFile &file)
+{
+    return std::make_unique<DescriptorDevice>(file);
+}
+
+QString pngLayoutProblem(QIODevice *device)
+{
+    const qint64 size = device->size();
+    qint64 at = 8; // the signature
+    for (int chunk = 0; chunk < MaxPngChunks; ++chunk) {
+        const QByteArray header = readAt(device, at, 8);
+        if (header.size() < 8)
+            return {}; // cut short: the decoder says so itself
+        const quint32 length = qFromBigEndian<quint32>(header.constData());
+        for (int i = 4; i < 8; ++i) {
+            const uchar c = uchar(header[i]) | 0x20;
+            if (c < 'a' || c > 'z')
+                return u"chunk %1 has no type"_s.arg(chunk);
+        }
+        if (length > 0x7fffffffu || qint64(length) + 12 > size - at)
+            return u"its %1 chunk declares %2 bytes, more than the file holds"_s.arg(QString::fromLatin1(header.mid(4)))
+                    .arg(length);
+        if (header.mid(4) == "IEND")
+            return {};
+        at += qint64(length) + 12;
+    }
+    return u"it has more than %1 chunks"_s.arg(MaxPngChunks);
+}
+
+std::optional<JpegLayout> jpegLayout(QIODevice *device, QString *why)
+{
+    const qint64 size = device->size();
+    JpegLayout out;
+    int components = 0;
+    bool progressive = false;
+    qint64 at = 2;
+    for (int markers = 0;; ++markers) {
+        if (markers == MaxJpegMarkers) {
+            *why = u"more than %1 markers before its picture data"_s.arg(MaxJpegMarkers);
+            return std::nullopt;
+        }
+        const QByteArray m = readAt(device, at, 4);
+        if (m.size() < 2 || uchar(m[0]) != 0xff) {
+            *why = m.size() < 2 ? u"it ends before its picture data"_s : u"no marker where one belongs"_s;
+            return std::nullopt;
+        }
+        const uchar marker = uchar(m[1]);
+        if (marker == 0xff) { // fill byte
+            ++at;
+            continue;
+        }
+        if (marker == 0x01 || (marker >= 0xd0 && marker <= 0xd7)) {
+            at += 2;
+            continue;
+        }
+        const qint64 length = m.size() < 4 ? 0 : qint64(qFromBigEndian<quint16>(m.constData() + 2));
+        if (marker == 0xd8 || marker == 0xd9 || length < 2) {
+            *why = u"it ends before its picture data"_s;
+            return std::nullopt;
+        }
+        if (isSof(marker)) {
+            const QByteArray frame = readAt(device, at + 4, length - 2);
+            components = frame.size() >= 6 ? uchar(frame[5]) : 0;
+            if (components == 0 || frame.size() < 6 + 3 * components) {
+                *why = u"its frame header is malformed"_s;
+                return std::nullopt;
+            }
+            out.size = QSize(qFromBigEndian<quint16>(frame.constData() + 3), qFromBigEndian<quint16>(frame.constData() + 1));
+            if (out.size.isEmpty()) {
+                *why = u"it states a size of %1x%2"_s.arg(out.size.width()).arg(out.size.height());
+                return std::nullopt;
+            }
+            progressive = marker == 0xc2 || marker == 0xc6 || marker == 0xca || marker == 0xce;
+            int maxH = 1, maxV = 1;
+            for (int c = 0; c < components; ++c) {
+                const uchar sampling = uchar(frame[6 + 3 * c + 1]);
+                maxH = std::max(maxH, sampling >> 4);
+                maxV = std::max(maxV, sampling & 15);
+            }
+            // libjpeg's full-image coefficient arrays: per component, its blocks rounded up to
+            // its sampling factors, 64 two-byte coefficients each.
+            out.coefficientBytes = 0;
+            for (int c = 0; c < components; ++c) {
+                const uchar sampling = uchar(frame[6 + 3 * c + 1]);
+                const int h = std::max(sampling >> 4, 1), v = std::max(sampling & 15, 1);
+                const qint64 wide = (qint64(out.size.width()) * h + qint64(maxH) * 8 - 1) / (qint64(maxH) * 8);
+                const qint64 high = (qint64(out.size.height()) * v + qint64(maxV) * 8 - 1) / (qint64(maxV) * 8);
+                out.coefficientBytes += roundedUp(wide, h) * roundedUp(high, v) * 128;
+            }
+        }
+        if (marker == 0xda) {
+            const QByteArray scan = readAt(device, at + 4, 1);
+            if (components == 0 || scan.isEmpty()) {
+                *why = u"its picture data comes before its frame header"_s;
+                return std::nullopt;
+            }
+            out.wholeCoefficients = progressive || int(uchar(scan[0])) < components;
+            const qint64 scanStart = at + 2 + length;
+            const qint64 from = std::max(scanStart, size - JpegTail);
+            out.complete = readAt(device, from, size - from).contains("\xff\xd9");
+            return out;
+        }
+        at += 2 + length;
+    }
+}
+
+qint64 jpegDecodeCost(const JpegLayout &layout, const QSize &target)
+{
+    // The DCT scale libjpeg can decode at: the smallest picture still at least the target.
+    const qint64 w = layout.size.width(), h = layout.size.height();
+    qint64 scale = 8;
+    while (scale > 1 && ((w + scale - 1) / scale < target.width() || (h + scale - 1) / scale < target.height()))
+        scale /= 2;
+    const qint64 output = ((w + scale - 1) / scale) * ((h + scale - 1) / scale) * 4;
+    return output + (layout.wholeCoefficients ? layout.coefficientBytes : 0);
+}
+
+Decoded decode(QIODevice *device, const QSize &box)
+{
+    Decoded out;
+    const QByteArray head = readAt(device, 0, 8);
+    std::optional<JpegLayout> jpeg;
+    if (head.startsWith("\x89PNG\r\n\x1a\n")) {
+        out.why = pngLayoutProblem(device);
+        if (!out.why.isEmpty()) {
+            out.refused = true;
+            out.format = "png";
+            return out;
+        }
+    } else if (head.startsWith("\xff\xd8")) {
+        out.format = "jpeg";
+        jpeg = jpegLayout(device, &out.why);
+        if (!jpeg)
+            return out;
+    }
+    device->seek(0);
+    QImageReader reader(device);
+    reader.setDecideFormatFromContent(true);
+    reader.setAutoTransform(false); // the one orientation table turns it, nothing else
+    reader.setQuality(75);          // smooth scaling after the DCT step, as a thumbnail deserves
+    out.format = reader.format();
+    const QSize size = jpeg ? jpeg->size : reader.size();
+    if (!size.isValid() || size.isEmpty()) {
+        out.why = out.format.isEmpty() ? u"not a picture Qt reads"_s : u"its reader states no size"_s;
+        return out;
+    }
+    const QSize target = fitted(size, box);
+    // Every other format decodes at full size, whatever the thumbnail's.
+    const qint64 cost = jpeg ? jpegDecodeCost(*jpeg, target) : qint64(size.width()) * size.height() * 4;
+    if (cost > DecodeBudgetBytes) {
+        out.refused = true;
+        out.why = u"%1x%2 pixels%3 take %4 MB to decode, more than the budget of %5 MB"_s.arg(size.width())
+                          .arg(size.height())
+                          .arg(jpeg && jpeg->wholeCoefficients ? u" (progressive or in several scans)"_s : QString())
+                          .arg(cost / 1000000)
+                          .arg(DecodeBudgetBytes / 1000000);
+        return out;
+    }
+    if (jpeg && !jpeg->complete) {
+        out.why = u"the JPEG data is cut short"_s;
+        return out;
+    }
+    if (target != size)
+        reader.setScaledSize(target);
+    out.image = reader.read();
+    if (out.image.isNull()) {
+        out.why = reader.errorString();
+        return out;
+    }
+    if (out.image.size() != fitted(out.image.size(), box)) // a reader that can't scale while decoding
+        out.image = out.image.scaled(fitted(out.image.size(), box), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    return out;
+}
 
 QSize fitted(const QSize &size, const QSize &box)
 {
@@ -435,8 +671,25 @@ QImage run(const Entry &entry, const QString &input, const QByteArray &uri, int 
         process.setArguments(*arguments);
         process.setWorkingDirectory(folder.path());
     }
-    // Its own process group, so that whatever it starts is killed with it.
-    process.setChildProcessModifier([] { ::setpgid(0, 0); });
+    // Its own process group, so that whatever it starts is killed with it, and limits that keep
+    // a hostile file from taking the machine down through it. The modifier runs between fork
+    // and exec: only async-signal-safe calls, on values made here.
+    struct Limits
+    {
+        struct rlimit addressSpace, cpu, fileSize, core;
+    };
+    const rlim_t seconds = rlim_t((qMax(timeoutMs, 1) + 999) / 1000);
+    const Limits limits{{rlim_t(MaxAddressSpace), rlim_t(MaxAddressSpace)},
+                        {seconds, seconds + 1}, // SIGXCPU, then SIGKILL a second later
+                        {rlim_t(MaxOutputFileSize), rlim_t(MaxOutputFileSize)},
+                        {0, 0}};
+    process.setChildProcessModifier([limits] {
+        ::setpgid(0, 0);
+        ::setrlimit(RLIMIT_AS, &limits.addressSpace);
+        ::setrlimit(RLIMIT_CPU, &limits.cpu);
+        ::setrlimit(RLIMIT_FSIZE, &limits.fileSize);
+        ::setrlimit(RLIMIT_CORE, &limits.core);
+    });
 
     const QDeadlineTimer deadline(timeoutMs);
     process.start();
