@@ -6,7 +6,9 @@
 #include <QCoreApplication>
 #include <QRegularExpression>
 
+#include <climits>
 #include <cmath>
+#include <optional>
 
 namespace {
 
@@ -39,6 +41,59 @@ QByteArray localizedFormat(const char *key)
     return translated.replace(QStringLiteral("%@"), QStringLiteral("%s")).toUtf8();
 }
 
+// A number's value, when it is a finite one; a map may come from anywhere, and NaN or infinity
+// is no measurement.
+std::optional<double> finiteNumber(const QVariant &value)
+{
+    bool ok = false;
+    const double number = value.toDouble(&ok);
+    if (!value.isValid() || !ok || !std::isfinite(number))
+        return std::nullopt;
+    return number;
+}
+
+// A number's integer value the way a C cast takes it, truncated toward zero, when it has one
+// between \a lowest and \a highest; converting anything else is undefined behaviour.
+std::optional<qint64> wholeValue(const QVariant &value, double lowest, double highest)
+{
+    switch (value.typeId()) {
+    case QMetaType::Int:
+    case QMetaType::Long:
+    case QMetaType::LongLong:
+    case QMetaType::Short:
+    case QMetaType::Char:
+    case QMetaType::SChar: {
+        const qint64 whole = value.toLongLong();
+        if (double(whole) < lowest || double(whole) > highest)
+            return std::nullopt;
+        return whole;
+    }
+    default: {
+        const std::optional<double> number = finiteNumber(value);
+        if (!number)
+            return std::nullopt;
+        const double whole = std::trunc(*number);
+        // The bounds are powers of two or 32-bit values, exact as doubles.
+        if (whole < lowest || whole > highest)
+            return std::nullopt;
+        return qint64(whole);
+    }
+    }
+}
+
+std::optional<int> wholeInt(const QVariant &value)
+{
+    const std::optional<qint64> whole = wholeValue(value, INT_MIN, INT_MAX);
+    return whole ? std::optional<int>(int(*whole)) : std::nullopt;
+}
+
+// Within the range of a long (64-bit here): [-2^63, 2^63).
+std::optional<long> wholeLong(const QVariant &value)
+{
+    const std::optional<qint64> whole = wholeValue(value, -0x1p63, 0x1p63 - 1024);
+    return whole ? std::optional<long>(long(*whole)) : std::nullopt;
+}
+
 } // namespace
 
 QDateTime TQDistantPast()
@@ -52,14 +107,15 @@ namespace TQImageMetadata {
 int orientation(const QVariantMap &properties)
 {
     const QVariant stated = properties.value(QStringLiteral("Orientation"));
-    return stated.isValid() ? stated.toInt() : 1;
+    return stated.isValid() ? wholeInt(stated).value_or(1) : 1;
 }
 
 TQImageDimensions dimensions(const QVariantMap &properties, int orientation)
 {
     TQImageDimensions result;
-    const double storedHeight = double(properties.value(QStringLiteral("PixelHeight")).toLongLong());
-    const double storedWidth = double(properties.value(QStringLiteral("PixelWidth")).toLongLong());
+    // Each side as a signed integer; one that has no integer value counts as absent.
+    const double storedHeight = double(wholeValue(properties.value(QStringLiteral("PixelHeight")), -0x1p63, 0x1p63 - 1024).value_or(0));
+    const double storedWidth = double(wholeValue(properties.value(QStringLiteral("PixelWidth")), -0x1p63, 0x1p63 - 1024).value_or(0));
     result.trueDimensions = {storedWidth, storedHeight};
     // Only the plain quarter turns swap the sides; 5 and 7 keep their stored sides.
     const bool swapped = orientation == 6 || orientation == 8;
@@ -68,7 +124,9 @@ TQImageDimensions dimensions(const QVariantMap &properties, int orientation)
     result.dimensions = {width, height};
     result.megapixels = width * height / 1000000.0;
     if (width > 0 && height > 0) {
-        result.dimensionsString = QString::asprintf("%dx%d", int(std::floor(width)), int(std::floor(height)));
+        // A side past the 32-bit range has no text of its own; the shape still follows.
+        if (width <= INT_MAX && height <= INT_MAX)
+            result.dimensionsString = QString::asprintf("%dx%d", int(std::floor(width)), int(std::floor(height)));
         result.megapixelString = QString::asprintf(localizedFormat(QT_TRANSLATE_NOOP("Quillbox", "%1.1f MP")).constData(),
                                                    result.megapixels);
         if (width > height) {
@@ -88,10 +146,10 @@ TQImageDimensions dimensions(const QVariantMap &properties, int orientation)
 TQImageValue focalLength(const QVariantMap &properties)
 {
     const QVariant stated = group(properties, exifGroup).value(QStringLiteral("FocalLength"));
-    if (!stated.isValid())
+    const std::optional<long> whole = wholeLong(stated);
+    if (!whole)
         return {};
-    const double value = stated.toDouble();
-    return {value, QString::asprintf("%ldmm", long(value))};
+    return {stated.toDouble(), QString::asprintf("%ldmm", *whole)};
 }
 
 TQImageValue iso(const QVariantMap &properties)
@@ -99,26 +157,26 @@ TQImageValue iso(const QVariantMap &properties)
     const QVariantList ratings = group(properties, exifGroup).value(QStringLiteral("ISOSpeedRatings")).toList();
     if (ratings.isEmpty() || !ratings.constLast().isValid())
         return {};
-    const double value = ratings.constLast().toDouble();
-    return {value, QString::asprintf("ISO %ld", long(value))};
+    const std::optional<long> whole = wholeLong(ratings.constLast());
+    if (!whole)
+        return {};
+    return {ratings.constLast().toDouble(), QString::asprintf("ISO %ld", *whole)};
 }
 
 TQImageValue exposureTime(const QVariantMap &properties)
 {
-    const QVariant stated = group(properties, exifGroup).value(QStringLiteral("ExposureTime"));
-    if (!stated.isValid())
+    const std::optional<double> value = finiteNumber(group(properties, exifGroup).value(QStringLiteral("ExposureTime")));
+    if (!value)
         return {};
-    const double value = stated.toDouble();
-    return {value, TQNumberUtilities::fractionValue(value)};
+    return {*value, TQNumberUtilities::fractionValue(*value)};
 }
 
 TQImageValue fNumber(const QVariantMap &properties)
 {
-    const QVariant stated = group(properties, exifGroup).value(QStringLiteral("FNumber"));
-    if (!stated.isValid())
+    const std::optional<double> value = finiteNumber(group(properties, exifGroup).value(QStringLiteral("FNumber")));
+    if (!value)
         return {};
-    const double value = stated.toDouble();
-    return {value, QString::asprintf("f%1.1f", value)};
+    return {*value, QString::asprintf("f%1.1f", *value)};
 }
 
 QDateTime exifDate(const QVariantMap &properties, QString *text)
@@ -137,19 +195,19 @@ QDateTime exifDate(const QVariantMap &properties, QString *text)
 
 QString imageDepthString(const QVariantMap &properties)
 {
-    const QVariant depth = properties.value(QStringLiteral("Depth"));
-    if (!depth.isValid() || depth.toInt() == -1)
+    const std::optional<int> depth = wholeInt(properties.value(QStringLiteral("Depth")));
+    if (!depth || *depth == -1)
         return {};
     const QVariant model = properties.value(QStringLiteral("ColorModel"));
     if (!model.isValid()) {
-        return QString::asprintf(localizedFormat(QT_TRANSLATE_NOOP("Quillbox", "%d-bit")).constData(), depth.toInt());
+        return QString::asprintf(localizedFormat(QT_TRANSLATE_NOOP("Quillbox", "%d-bit")).constData(), *depth);
     }
     // Only a stated "true" counts as alpha: a missing or other value does not.
     const QVariant alpha = properties.value(QStringLiteral("HasAlpha"));
     const bool hasAlpha = alpha.typeId() == QMetaType::Bool && alpha.toBool();
     const QByteArray format = hasAlpha ? localizedFormat(QT_TRANSLATE_NOOP("Quillbox", "%d-bit %@(A)"))
                                        : localizedFormat(QT_TRANSLATE_NOOP("Quillbox", "%d-bit %@"));
-    return QString::asprintf(format.constData(), depth.toInt(), model.toString().toUtf8().constData());
+    return QString::asprintf(format.constData(), *depth, model.toString().toUtf8().constData());
 }
 
 QString iccProfileString(const QVariantMap &properties)
@@ -159,12 +217,14 @@ QString iccProfileString(const QVariantMap &properties)
 
 QString resolutionString(const QVariantMap &properties)
 {
+    // Each value as a 32-bit integer, truncated like any number's integer value (72.9 is 72);
+    // one that has no such value (NaN, infinity, past the range) counts as absent.
     const QVariant heightValue = properties.value(QStringLiteral("DPIHeight"));
-    const int vertical = heightValue.isValid() ? heightValue.toInt() : -1;
+    const int vertical = heightValue.isValid() ? wholeInt(heightValue).value_or(-1) : -1;
     const QVariant widthValue = properties.value(QStringLiteral("DPIWidth"));
     if (!widthValue.isValid())
         return {};
-    const int horizontal = widthValue.toInt();
+    const int horizontal = wholeInt(widthValue).value_or(-1);
     if (horizontal != -1 && horizontal == vertical)
         return QString::asprintf(localizedFormat(QT_TRANSLATE_NOOP("Quillbox", "%d dpi")).constData(), horizontal);
     if (horizontal != -1 && vertical != -1)

@@ -2,26 +2,30 @@
 
 #include "TQExiv2_p.h"
 #include "TQPlatformLogging.h"
+#include "TQRegularFile_p.h"
 
 #include <QByteArray>
 #include <QFile>
-#include <QFileInfo>
 #include <QHash>
 #include <QVariantList>
-#include <QtEndian>
 
 #include <exiv2/exiv2.hpp>
 #include <libheif/heif.h>
+#include <zlib.h>
 
+#include <climits>
 #include <cmath>
+#include <cstring>
 #include <exception>
+#include <algorithm>
+#include <cerrno>
 #include <map>
 #include <new>
-#include <stdexcept>
+#include <optional>
+#include <vector>
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
+#include <stdexcept>
 
 using namespace Qt::StringLiterals;
 
@@ -30,63 +34,144 @@ namespace {
 
 enum class Format { Unknown, Jpeg, Png, Tiff, Raw, WebP, Gif, Bmp, Heif };
 
-// Any one metadata block larger than this is damage, not metadata; refusing it keeps a
-// corrupt length field from turning into a huge allocation.
-constexpr qint64 MaxBlock = 64 << 20;
+// The budgets of one file. Every length a file declares is checked against the file's size
+// and these before anything is allocated or read, so what a file can cost does not depend on
+// what it claims.
+//
+// Any one metadata block (JPEG segment, PNG chunk, WebP chunk, HEIF item) larger than this is
+// damage, not metadata.
+constexpr qint64 MaxBlock = 16 << 20;
+// All the metadata blocks read from one file together.
+constexpr qint64 MaxMetadataRead = 64 << 20;
+// What one compressed PNG chunk (zTXt, iTXt, iCCP) may inflate to; past it the chunk is left
+// out. Real texts and profiles are far smaller; a few hundred bytes can claim gigabytes.
+constexpr qint64 MaxInflatedChunk = 4 << 20;
+// What all the compressed chunks of one file may inflate to together, so that many chunks
+// just under the cap cost no more than a few.
+constexpr qint64 MaxInflatedTotal = 16 << 20;
+// The chunk walkers (PNG, WebP) look for metadata no further into a file than this: on a huge
+// or sparse file the walk ends instead of hopping through gigabytes of picture data or holes.
+constexpr qint64 MaxScanOffset = 256 << 20;
+// The prefix of a GIF searched for the extension blocks that precede its first frame.
+constexpr qint64 MaxGifPrefix = 1 << 20;
+// libheif refuses pictures with a side longer than this before it builds anything for them.
+constexpr int MaxHeifSide = 1 << 16;
+// Segments, chunks and extension blocks visited at most, whatever their sizes.
+constexpr int MaxBlocks = 4096;
 
 quint32 be16(const char *p) { return quint32(uchar(p[0])) << 8 | uchar(p[1]); }
 quint32 be32(const char *p) { return be16(p) << 16 | be16(p + 2); }
 quint32 le16(const char *p) { return quint32(uchar(p[1])) << 8 | uchar(p[0]); }
 quint32 le32(const char *p) { return le16(p + 2) << 16 | le16(p); }
 
-class File
+// A floating value's integer part, when it has one that fits in an int: a cast of anything
+// else (infinity, NaN, 1e300) is undefined behaviour.
+std::optional<int> wholeInt(double value)
+{
+    if (!std::isfinite(value))
+        return std::nullopt;
+    const double whole = std::trunc(value);
+    if (whole < double(INT_MIN) || whole > double(INT_MAX))
+        return std::nullopt;
+    return int(whole);
+}
+
+std::optional<int> wholeInt(const QVariant &value)
+{
+    switch (value.typeId()) {
+    case QMetaType::Int:
+        return value.toInt();
+    case QMetaType::Double:
+    case QMetaType::Float:
+        return wholeInt(value.toDouble());
+    default:
+        return std::nullopt;
+    }
+}
+
+// One picture file being read: the checked descriptor, and what is left of the file's budgets.
+class Source
 {
 public:
-    explicit File(const QString &path)
-    {
-        struct stat st = {};
-        m_fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
-        // A FIFO or device could block forever or never end; only regular files are pictures.
-        if (m_fd >= 0 && (::fstat(m_fd, &st) != 0 || !S_ISREG(st.st_mode))) {
-            ::close(m_fd);
-            m_fd = -1;
-        }
-        m_size = m_fd >= 0 ? st.st_size : 0;
-    }
-    File(const File &) = delete;
-    File &operator=(const File &) = delete;
-    ~File()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
+    Source(const TQRegularFile &file, const QString &path) : m_file(file), m_path(path) {}
 
-    bool isOpen() const { return m_fd >= 0; }
-    qint64 size() const { return m_size; }
+    qint64 size() const { return m_file.size(); }
+    const QString &path() const { return m_path; }
+    const TQRegularFile &file() const { return m_file; }
 
-    // Up to `length` bytes at `offset`; shorter at the end of the file or on an error.
-    QByteArray read(qint64 offset, qint64 length) const
+    // A few header bytes (at most a few KiB); shorter at the end of the file.
+    QByteArray peek(qint64 offset, qint64 length) const { return m_file.read(offset, std::min<qint64>(length, 4096)); }
+
+    // A whole block the file declares at `offset`, or a null array (the block is then absent)
+    // when it lies past the end of the file, is larger than a block may be, or would overrun
+    // what the file may still read.
+    QByteArray block(qint64 offset, qint64 length)
     {
-        if (offset < 0 || offset >= m_size || length <= 0)
+        if (offset < 0 || length < 0 || length > MaxBlock || length > size() || offset > size() - length) {
+            qCDebug(lcPlatform) << m_path << "declares a block of" << length << "bytes at" << offset
+                                << "that the file can't hold";
             return {};
-        length = std::min({length, m_size - offset, MaxBlock});
-        QByteArray out(length, Qt::Uninitialized);
-        qint64 got = 0;
-        while (got < length) {
-            const ssize_t n = ::pread(m_fd, out.data() + got, size_t(length - got), offset + got);
-            if (n < 0 && errno == EINTR)
-                continue;
-            if (n <= 0)
-                break;
-            got += n;
         }
-        out.truncate(got);
-        return out;
+        if (length > m_readLeft) {
+            qCDebug(lcPlatform) << "stopped reading metadata blocks of" << m_path << "after"
+                                << MaxMetadataRead << "bytes";
+            return {};
+        }
+        m_readLeft -= length;
+        QByteArray data = m_file.read(offset, length);
+        if (data.size() != length)
+            return {}; // shrank while it was read
+        return data.isNull() ? QByteArray("") : data;
+    }
+
+    // A zlib stream inflated under the caps above, or a null array (the chunk is then absent)
+    // when it is damaged or would inflate past them.
+    QByteArray inflate(QByteArrayView compressed, const char *chunk)
+    {
+        const qint64 cap = std::min(MaxInflatedChunk, m_inflateLeft);
+        z_stream stream = {};
+        if (inflateInit(&stream) != Z_OK)
+            return {};
+        stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(compressed.data()));
+        stream.avail_in = uInt(std::min<qsizetype>(compressed.size(), MaxBlock));
+        QByteArray out;
+        char buffer[16384];
+        int status = Z_OK;
+        bool overCap = false;
+        while (status == Z_OK) {
+            stream.next_out = reinterpret_cast<Bytef *>(buffer);
+            stream.avail_out = sizeof buffer;
+            status = ::inflate(&stream, Z_NO_FLUSH);
+            const qsizetype produced = qsizetype(sizeof buffer - stream.avail_out);
+            if (out.size() + produced > cap) {
+                overCap = true;
+                break;
+            }
+            out.append(buffer, produced);
+        }
+        inflateEnd(&stream);
+        // What was inflated counts whether it is kept or not: the work is done either way.
+        m_inflateLeft -= std::min<qint64>(m_inflateLeft, out.size());
+        if (overCap) {
+            if (!m_warned)
+                qCWarning(lcPlatform, "Leaving out a %s chunk of %s: it inflates past %lld bytes",
+                          chunk, qUtf8Printable(m_path), cap);
+            m_warned = true;
+            return {};
+        }
+        if (status != Z_STREAM_END) {
+            qCDebug(lcPlatform) << "a" << chunk << "chunk of" << m_path << "does not inflate:" << status;
+            return {};
+        }
+        return out.isNull() ? QByteArray("") : out;
     }
 
 private:
-    int m_fd = -1;
-    qint64 m_size = 0;
+    const TQRegularFile &m_file;
+    const QString m_path;
+    qint64 m_readLeft = MaxMetadataRead;
+    qint64 m_inflateLeft = MaxInflatedTotal;
+    bool m_warned = false;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -254,6 +339,23 @@ const QHash<quint32, TagName> &exifNames()
     return names;
 }
 
+// A FLOAT or DOUBLE component as stored. exiv2's own toFloat() narrows a double with a cast,
+// which is undefined for 1e300; the stored bytes are taken instead.
+std::optional<double> floatingAt(const Exiv2::Value &v, long i)
+{
+    const bool isDouble = v.typeId() == Exiv2::tiffDouble;
+    const long width = isDouble ? 8 : 4;
+    if (i < 0 || i >= v.count() || v.size() != width * v.count())
+        return std::nullopt;
+    std::vector<Exiv2::byte> bytes(size_t(v.size()));
+    v.copy(bytes.data(), Exiv2::littleEndian);
+    const Exiv2::byte *at = bytes.data() + i * width;
+    if (isDouble) {
+        return Exiv2::getDouble(at, Exiv2::littleEndian);
+    }
+    return double(Exiv2::getFloat(at, Exiv2::littleEndian));
+}
+
 QVariant numberAt(const Exiv2::Value &v, long i)
 {
     switch (v.typeId()) {
@@ -265,8 +367,13 @@ QVariant numberAt(const Exiv2::Value &v, long i)
         return double(r.first) / double(r.second);
     }
     case Exiv2::tiffFloat:
-    case Exiv2::tiffDouble:
-        return double(v.toFloat(i));
+    case Exiv2::tiffDouble: {
+        // Infinity and NaN are no measurement; they are left out rather than handed on.
+        const std::optional<double> value = floatingAt(v, i);
+        if (!value || !std::isfinite(*value))
+            return {};
+        return *value;
+    }
     default:
         return int(v.toLong(i));
     }
@@ -313,11 +420,15 @@ QVariant convert(const Exiv2::Value &v, Kind kind)
     case Kind::GpsTime: {
         if (count != 3)
             return {};
-        const double seconds = numberAt(v, 2).toDouble();
+        const QVariant seconds = numberAt(v, 2);
+        const std::optional<int> hours = wholeInt(numberAt(v, 0)), minutes = wholeInt(numberAt(v, 1));
+        if (!hours || !minutes || *hours < 0 || *hours > 24 || *minutes < 0 || *minutes > 59
+            || !seconds.isValid() || seconds.toDouble() < 0 || seconds.toDouble() >= 61)
+            return {};
         const QChar zero(u'0');
-        return u"%1:%2:%3"_s.arg(QString::number(numberAt(v, 0).toInt()).rightJustified(2, zero),
-                                 QString::number(numberAt(v, 1).toInt()).rightJustified(2, zero),
-                                 QString::number(seconds, 'f', 2).rightJustified(5, zero));
+        return u"%1:%2:%3"_s.arg(QString::number(*hours).rightJustified(2, zero),
+                                 QString::number(*minutes).rightJustified(2, zero),
+                                 QString::number(seconds.toDouble(), 'f', 2).rightJustified(5, zero));
     }
     case Kind::Auto:
     case Kind::List:
@@ -509,15 +620,17 @@ void setPixels(QVariantMap &props, int depth, const QString &model, bool alpha)
     props.insert(u"HasAlpha"_s, alpha);
 }
 
-void readJpeg(const File &file, const QString &path, QVariantMap &props)
+void readJpeg(Source &file, QVariantMap &props)
 {
     QByteArray exif, photoshop;
     std::map<int, QByteArray> iccChunks;
     QVariantMap jfif;
     bool progressive = false;
     qint64 pos = 2;
-    for (int segments = 0; segments < 4096; ++segments) {
-        const QByteArray head = file.read(pos, 4);
+    // Metadata can only be in the segments in front of the first scan: the walk ends at the
+    // start of scan (or at anything that is not a marker), however large the file is.
+    for (int segments = 0; segments < MaxBlocks; ++segments) {
+        const QByteArray head = file.peek(pos, 4);
         if (head.size() < 2 || uchar(head[0]) != 0xff)
             break;
         const int marker = uchar(head[1]);
@@ -536,8 +649,8 @@ void readJpeg(const File &file, const QString &path, QVariantMap &props)
             break;
         const bool sof = marker >= 0xc0 && marker <= 0xcf && marker != 0xc4 && marker != 0xc8 && marker != 0xcc;
         if (sof || marker == 0xe0 || marker == 0xe1 || marker == 0xe2 || marker == 0xed) {
-            const QByteArray data = file.read(pos + 4, length - 2);
-            if (data.size() < length - 2)
+            const QByteArray data = file.block(pos + 4, length - 2);
+            if (data.isNull())
                 break; // cut short: keep what came before
             const char *d = data.constData();
             if (sof && data.size() >= 6 && !props.contains(u"PixelWidth"_s)) {
@@ -578,36 +691,40 @@ void readJpeg(const File &file, const QString &path, QVariantMap &props)
         icc += chunk;
     addProfile(icc, props);
     if (!exif.isEmpty())
-        addExifBlock(path, exif, props);
+        addExifBlock(file.path(), exif, props);
     if (!photoshop.isEmpty())
-        addPhotoshopBlock(path, photoshop, props);
+        addPhotoshopBlock(file.path(), photoshop, props);
 }
 
 // ImageMagick and exiv2 keep a PNG's EXIF as hex text in a "Raw profile type exif" chunk:
-// "\nexif\n<length>\n<hex digits, in lines>".
+// "\nexif\n<length>\n<hex digits, in lines>". The stated length bounds what is decoded.
 QByteArray rawProfile(const QByteArray &text)
 {
     const QList<QByteArray> parts = text.trimmed().split('\n');
     if (parts.size() < 3)
         return {};
+    bool ok = false;
+    const qint64 length = parts.at(1).trimmed().toLongLong(&ok);
+    if (!ok || length <= 0 || length > MaxBlock)
+        return {};
     QByteArray hex;
-    for (qsizetype i = 2; i < parts.size(); ++i)
+    for (qsizetype i = 2; i < parts.size() && hex.size() < 2 * length; ++i)
         hex += parts.at(i).trimmed();
-    return QByteArray::fromHex(hex);
+    if (hex.size() < 2 * length)
+        return {};
+    return QByteArray::fromHex(hex.first(2 * length));
 }
 
-QByteArray inflate(const QByteArray &compressed)
+bool isChunkType(const QByteArray &type)
 {
-    // qUncompress wants the expected size in front; it grows its buffer when that was too small.
-    QByteArray framed(4, '\0');
-    qToBigEndian<quint32>(quint32(std::min<qint64>(compressed.size() * 4, MaxBlock)), framed.data());
-    framed += compressed;
-    return qUncompress(framed);
+    return type.size() == 4 && std::all_of(type.begin(), type.end(), [](char c) {
+               return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+           });
 }
 
-bool readPng(const File &file, const QString &path, QVariantMap &props)
+bool readPng(Source &file, QVariantMap &props)
 {
-    const QByteArray ihdr = file.read(8, 25);
+    const QByteArray ihdr = file.peek(8, 25);
     if (ihdr.size() < 25 || be32(ihdr.constData()) != 13 || !ihdr.mid(4).startsWith("IHDR"))
         return false;
     const char *h = ihdr.constData() + 8;
@@ -617,7 +734,7 @@ bool readPng(const File &file, const QString &path, QVariantMap &props)
                                                {4, {8, 16}}, {6, {8, 16}}};
     if (width == 0 || height == 0 || width > INT_MAX || height > INT_MAX || !depths.value(colour).contains(depth)
         || interlace > 1) {
-        qCDebug(lcPlatform) << path << "has an impossible PNG header";
+        qCDebug(lcPlatform) << file.path() << "has an impossible PNG header";
         return false;
     }
     setSize(props, width, height);
@@ -626,20 +743,22 @@ bool readPng(const File &file, const QString &path, QVariantMap &props)
     QVariantMap png{{u"InterlaceType"_s, interlace}};
     QByteArray exif;
 
+    // The chunks in front of the picture data; a length the file can't hold, or a chunk that
+    // is no chunk (as in a hole of a sparse file), ends the walk.
     qint64 pos = 33;
-    for (int chunks = 0; chunks < 4096; ++chunks) {
-        const QByteArray head = file.read(pos, 8);
+    for (int chunks = 0; chunks < MaxBlocks && pos < MaxScanOffset; ++chunks) {
+        const QByteArray head = file.peek(pos, 8);
         if (head.size() < 8)
             break;
         const qint64 length = be32(head.constData());
         const QByteArray type = head.mid(4);
-        if (length > MaxBlock || type == "IDAT" || type == "IEND")
+        if (!isChunkType(type) || type == "IDAT" || type == "IEND" || length > file.size() - pos - 12)
             break;
         const bool wanted = type == "pHYs" || type == "tRNS" || type == "iCCP" || type == "gAMA" || type == "sRGB"
                 || type == "eXIf" || type == "tEXt" || type == "zTXt" || type == "iTXt";
-        if (wanted) {
-            const QByteArray data = file.read(pos + 8, length);
-            if (data.size() < length)
+        if (wanted && length <= MaxBlock) {
+            const QByteArray data = file.block(pos + 8, length);
+            if (data.isNull())
                 break;
             const char *d = data.constData();
             if (type == "pHYs" && length == 9) {
@@ -660,14 +779,18 @@ bool readPng(const File &file, const QString &path, QVariantMap &props)
                 exif = data;
             } else {
                 const qsizetype nul = data.indexOf('\0');
+                // zTXt and iCCP: keyword, NUL, compression method (0, deflate), stream.
+                const bool deflated = nul > 0 && nul + 2 <= data.size() && data.at(nul + 1) == 0;
                 if (nul > 0 && nul + 2 <= data.size()) {
                     const QByteArray keyword = data.left(nul);
+                    const QByteArrayView stream = QByteArrayView(data).sliced(nul + 2);
                     if (type == "iCCP") {
-                        addProfile(inflate(data.mid(nul + 2)), props);
+                        if (deflated)
+                            addProfile(file.inflate(stream, "iCCP"), props);
                     } else if (type == "zTXt" && keyword.startsWith("Raw profile type ")) {
                         const QByteArray profile = keyword.mid(17).toLower();
-                        if ((profile == "exif" || profile == "app1") && exif.isEmpty())
-                            exif = rawProfile(inflate(data.mid(nul + 2)));
+                        if ((profile == "exif" || profile == "app1") && exif.isEmpty() && deflated)
+                            exif = rawProfile(file.inflate(stream, "zTXt"));
                     } else {
                         static const QHash<QByteArray, QString> textKeys{
                                 {"Title", u"Title"_s},       {"Author", u"Author"_s},
@@ -678,15 +801,19 @@ bool readPng(const File &file, const QString &path, QVariantMap &props)
                         QString text;
                         if (!key.isEmpty() && type == "tEXt") {
                             text = QString::fromLatin1(data.mid(nul + 1));
-                        } else if (!key.isEmpty() && type == "zTXt") {
-                            text = QString::fromLatin1(inflate(data.mid(nul + 2)));
+                        } else if (!key.isEmpty() && type == "zTXt" && deflated) {
+                            text = QString::fromLatin1(file.inflate(stream, "zTXt"));
                         } else if (!key.isEmpty() && type == "iTXt" && nul + 3 <= data.size()) {
+                            // keyword, NUL, compressed flag, method, language, NUL, translated keyword, NUL, text
                             const bool compressed = d[nul + 1] != 0;
                             const qsizetype language = data.indexOf('\0', nul + 3);
                             const qsizetype translated = language < 0 ? -1 : data.indexOf('\0', language + 1);
                             if (translated >= 0) {
-                                const QByteArray body = data.mid(translated + 1);
-                                text = QString::fromUtf8(compressed ? inflate(body) : body);
+                                const QByteArrayView body = QByteArrayView(data).sliced(translated + 1);
+                                if (!compressed)
+                                    text = QString::fromUtf8(body);
+                                else if (d[nul + 2] == 0)
+                                    text = QString::fromUtf8(file.inflate(body, "iTXt"));
                             }
                         }
                         text = trimmed(text);
@@ -701,27 +828,33 @@ bool readPng(const File &file, const QString &path, QVariantMap &props)
     setPixels(props, colour == 3 ? 8 : depth, gray ? u"Gray"_s : u"RGB"_s, alpha);
     props.insert(u"{PNG}"_s, png);
     if (!exif.isEmpty())
-        addExifBlock(path, exif, props);
+        addExifBlock(file.path(), exif, props);
     return true;
 }
 
-bool readWebP(const File &file, const QString &path, QVariantMap &props)
+bool readWebP(Source &file, QVariantMap &props)
 {
-    const qint64 riffEnd = std::min<qint64>(file.size(), 8 + qint64(le32(file.read(4, 4).leftJustified(4, '\0').constData())));
+    const QByteArray riff = file.peek(4, 4);
+    if (riff.size() < 4)
+        return false;
+    const qint64 riffEnd = std::min({file.size(), 8 + qint64(le32(riff.constData())), MaxScanOffset});
     QByteArray exif;
     bool alpha = false;
     qint64 pos = 12;
-    for (int chunks = 0; chunks < 1024 && pos + 8 <= riffEnd; ++chunks) {
-        const QByteArray head = file.read(pos, 8);
+    // Every chunk must lie inside the RIFF container and the file; one that does not ends the
+    // walk before anything is read of it.
+    const auto fits = [&](qint64 length) { return length <= riffEnd - pos - 8; };
+    for (int chunks = 0; chunks < MaxBlocks && pos + 8 <= riffEnd; ++chunks) {
+        const QByteArray head = file.peek(pos, 8);
         if (head.size() < 8)
             break;
         const QByteArray type = head.left(4);
         const qint64 length = le32(head.constData() + 4);
-        if (length > MaxBlock)
+        if (!fits(length))
             break;
         const bool image = type == "VP8 " || type == "VP8L";
-        if (type == "VP8X" || image || type == "ICCP" || type == "EXIF") {
-            const QByteArray data = file.read(pos + 8, image ? std::min<qint64>(length, 16) : length);
+        if (type == "VP8X" || image) {
+            const QByteArray data = file.peek(pos + 8, std::min<qint64>(length, 16));
             const char *d = data.constData();
             if (type == "VP8X" && data.size() >= 10) {
                 alpha = d[0] & 0x10;
@@ -730,18 +863,20 @@ bool readWebP(const File &file, const QString &path, QVariantMap &props)
                 if (!props.contains(u"PixelWidth"_s))
                     setSize(props, le16(d + 6) & 0x3fff, le16(d + 8) & 0x3fff);
                 setPixels(props, 8, u"RGB"_s, alpha);
+                pos += 8 + length + (length & 1);
                 break;
             } else if (type == "VP8L" && data.size() >= 5 && uchar(d[0]) == 0x2f) {
                 const quint32 bits = le32(d + 1);
                 if (!props.contains(u"PixelWidth"_s))
                     setSize(props, (bits & 0x3fff) + 1, ((bits >> 14) & 0x3fff) + 1);
                 setPixels(props, 8, u"RGB"_s, alpha || (bits >> 28 & 1));
+                pos += 8 + length + (length & 1);
                 break;
-            } else if (type == "ICCP" && data.size() == length) {
-                addProfile(data, props);
-            } else if (type == "EXIF" && data.size() == length) {
-                exif = data;
             }
+        } else if (type == "ICCP") {
+            addProfile(file.block(pos + 8, length), props);
+        } else if (type == "EXIF" && exif.isEmpty()) {
+            exif = file.block(pos + 8, length);
         }
         pos += 8 + length + (length & 1);
     }
@@ -749,12 +884,14 @@ bool readWebP(const File &file, const QString &path, QVariantMap &props)
     // follow in the same order, so look once more past the picture data.
     if (exif.isEmpty() && props.contains(u"PixelWidth"_s)) {
         for (int chunks = 0; chunks < 64 && pos + 8 <= riffEnd; ++chunks) {
-            const QByteArray head = file.read(pos, 8);
+            const QByteArray head = file.peek(pos, 8);
             if (head.size() < 8)
                 break;
             const qint64 length = le32(head.constData() + 4);
-            if (head.startsWith("EXIF") && length <= MaxBlock) {
-                exif = file.read(pos + 8, length);
+            if (!fits(length))
+                break;
+            if (head.startsWith("EXIF")) {
+                exif = file.block(pos + 8, length);
                 break;
             }
             pos += 8 + length + (length & 1);
@@ -763,39 +900,36 @@ bool readWebP(const File &file, const QString &path, QVariantMap &props)
     if (!props.contains(u"PixelWidth"_s))
         return false;
     if (!exif.isEmpty())
-        addExifBlock(path, exif, props);
+        addExifBlock(file.path(), exif, props);
     return true;
 }
 
-bool readGif(const File &file, QVariantMap &props)
+bool readGif(const Source &file, QVariantMap &props)
 {
-    const QByteArray head = file.read(0, 13);
-    if (head.size() < 13)
+    // The extension blocks in front of the first frame lie in a small prefix; it is read once
+    // and walked in memory.
+    const QByteArray prefix = file.file().read(0, std::min(file.size(), MaxGifPrefix));
+    if (prefix.size() < 13)
         return false;
-    const char *h = head.constData();
+    const char *h = prefix.constData();
     const int width = int(le16(h + 6)), height = int(le16(h + 8));
     const int packed = uchar(h[10]);
     const bool globalMap = packed & 0x80;
     bool alpha = false;
     // The transparency flag is in the graphic control extension in front of the first frame.
     qint64 pos = 13 + (globalMap ? 3 * (qint64(2) << (packed & 7)) : 0);
-    for (int blocks = 0; blocks < 256; ++blocks) {
-        const QByteArray b = file.read(pos, 8);
-        if (b.size() < 2 || b.at(0) != 0x21)
-            break;
-        if (uchar(b.at(1)) == 0xf9 && b.size() >= 4) {
-            alpha = b.at(3) & 1;
+    const auto at = [&prefix](qint64 i) { return i < prefix.size() ? int(uchar(prefix.at(i))) : -1; };
+    for (int blocks = 0; blocks < MaxBlocks && at(pos) == 0x21; ++blocks) {
+        if (at(pos + 1) == 0xf9 && at(pos + 3) >= 0) {
+            alpha = at(pos + 3) & 1;
             break;
         }
         pos += 2;
-        for (int sub = 0; sub < 4096; ++sub) {
-            const QByteArray size = file.read(pos, 1);
-            if (size.isEmpty() || size.at(0) == 0) {
-                ++pos;
-                break;
-            }
-            pos += 1 + uchar(size.at(0));
-        }
+        while (at(pos) > 0)
+            pos += 1 + at(pos);
+        if (at(pos) < 0)
+            break;
+        ++pos;
     }
     setSize(props, width, height);
     if (!props.contains(u"PixelWidth"_s))
@@ -807,9 +941,9 @@ bool readGif(const File &file, QVariantMap &props)
     return true;
 }
 
-bool readBmp(const File &file, QVariantMap &props)
+bool readBmp(const Source &file, QVariantMap &props)
 {
-    const QByteArray head = file.read(0, 70);
+    const QByteArray head = file.peek(0, 70);
     if (head.size() < 26)
         return false;
     const char *h = head.constData();
@@ -831,15 +965,65 @@ bool readBmp(const File &file, QVariantMap &props)
     return props.contains(u"PixelWidth"_s);
 }
 
-bool readHeif(const QString &path, QVariantMap &props)
+// libheif reads through the checked descriptor, and learns the file's real size from it:
+// a box that claims more than the file holds ends the parse instead of a read past the end.
+struct HeifInput
+{
+    const TQRegularFile *file;
+    int64_t position = 0;
+
+    static int64_t getPosition(void *self) { return static_cast<HeifInput *>(self)->position; }
+    static int read(void *data, size_t size, void *self)
+    {
+        auto *in = static_cast<HeifInput *>(self);
+        if (size > size_t(in->file->size()) || in->position > in->file->size() - int64_t(size))
+            return 1;
+        size_t got = 0;
+        while (got < size) {
+            const ssize_t n = ::pread(in->file->fd(), static_cast<char *>(data) + got, size - got,
+                                      in->position + int64_t(got));
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                return 1;
+            got += size_t(n);
+        }
+        in->position += int64_t(size);
+        return 0;
+    }
+    static int seek(int64_t position, void *self)
+    {
+        auto *in = static_cast<HeifInput *>(self);
+        if (position < 0 || position > in->file->size())
+            return 1;
+        in->position = position;
+        return 0;
+    }
+    static heif_reader_grow_status waitForFileSize(int64_t target, void *self)
+    {
+        return target <= static_cast<HeifInput *>(self)->file->size() ? heif_reader_grow_status_size_reached
+                                                                       : heif_reader_grow_status_size_beyond_eof;
+    }
+};
+
+// A size libheif reports for a block it is about to copy out, checked like any declared size.
+bool fitsBlock(const Source &file, size_t size)
+{
+    return size > 0 && size <= size_t(MaxBlock) && size <= size_t(file.size());
+}
+
+bool readHeif(Source &file, QVariantMap &props)
 {
     heif_context *context = heif_context_alloc();
     if (!context)
         return false;
+    heif_context_set_maximum_image_size_limit(context, MaxHeifSide);
+    static const heif_reader reader{1, HeifInput::getPosition, HeifInput::read, HeifInput::seek,
+                                    HeifInput::waitForFileSize};
+    HeifInput input{&file.file()};
     heif_image_handle *handle = nullptr;
-    const QByteArray native = QFile::encodeName(path);
     bool ok = false;
-    if (heif_context_read_from_file(context, native.constData(), nullptr).code == heif_error_Ok
+    if (heif_context_read_from_reader(context, &reader, &input, nullptr).code == heif_error_Ok
         && heif_context_get_primary_image_handle(context, &handle).code == heif_error_Ok) {
         // The stored size, before the container's rotation: like every other format, the size is
         // what is stored and the orientation says how to turn it.
@@ -849,7 +1033,7 @@ bool readHeif(const QString &path, QVariantMap &props)
             setPixels(props, heif_image_handle_get_luma_bits_per_pixel(handle), u"RGB"_s,
                       heif_image_handle_has_alpha_channel(handle));
             const size_t iccSize = heif_image_handle_get_raw_color_profile_size(handle);
-            if (iccSize > 0 && iccSize < size_t(MaxBlock)) {
+            if (fitsBlock(file, iccSize)) {
                 QByteArray icc(qsizetype(iccSize), Qt::Uninitialized);
                 if (heif_image_handle_get_raw_color_profile(handle, icc.data()).code == heif_error_Ok)
                     addProfile(icc, props);
@@ -857,56 +1041,64 @@ bool readHeif(const QString &path, QVariantMap &props)
             heif_item_id id = 0;
             if (heif_image_handle_get_list_of_metadata_block_IDs(handle, "Exif", &id, 1) == 1) {
                 const size_t size = heif_image_handle_get_metadata_size(handle, id);
-                if (size > 4 && size < size_t(MaxBlock)) {
+                if (size > 4 && fitsBlock(file, size)) {
                     QByteArray block(qsizetype(size), Qt::Uninitialized);
                     if (heif_image_handle_get_metadata(handle, id, block.data()).code == heif_error_Ok) {
                         // The block starts with the offset of the TIFF header past these four bytes.
                         const quint32 offset = be32(block.constData());
                         if (offset < size - 4)
-                            addExifBlock(path, block.mid(4 + offset), props);
+                            addExifBlock(file.path(), block.mid(4 + offset), props);
                     }
                 }
             }
         }
     }
     if (!ok)
-        qCDebug(lcPlatform) << "libheif can't read" << path;
+        qCDebug(lcPlatform) << "libheif can't read" << file.path();
     if (handle)
         heif_image_handle_release(handle);
     heif_context_free(context);
     return ok;
 }
 
-// TIFF and the TIFF-like camera RAW formats: exiv2 parses the IFDs itself.
-bool readWithExiv2(const QString &path, bool plainTiff, QVariantMap &props)
+// An IFD0 value that must be a small whole number, or -1.
+int smallNumber(const Exiv2::ExifData &exif, const char *key)
+{
+    const auto it = exif.findKey(Exiv2::ExifKey(key));
+    if (it == exif.end() || it->count() == 0)
+        return -1;
+    const std::optional<int> value = wholeInt(numberAt(it->value(), 0));
+    return value && *value >= 0 && *value <= 0xffff ? *value : -1;
+}
+
+// TIFF and the TIFF-like camera RAW formats: exiv2 parses the IFDs itself, given the file only
+// when its content is one of the still formats exiv2 is trusted with.
+bool readWithExiv2(Source &file, bool plainTiff, QVariantMap &props)
 {
     bool ok = false;
-    guarded(path, "metadata", [&] {
-        auto image = Exiv2::ImageFactory::open(QFile::encodeName(path).toStdString());
+    guarded(file.path(), "metadata", [&] {
+        auto image = TQExiv2::open(file.file(), file.path());
         if (!image.get())
             return;
         image->readMetadata();
         setSize(props, image->pixelWidth(), image->pixelHeight());
         const Exiv2::ExifData &exif = image->exifData();
         if (plainTiff) {
-            const auto ifd0 = [&exif](const char *key) {
-                const auto it = exif.findKey(Exiv2::ExifKey(key));
-                return it == exif.end() || it->count() == 0 ? -1 : int(it->toLong(0));
-            };
-            const int bits = ifd0("Exif.Image.BitsPerSample");
-            const int photometric = ifd0("Exif.Image.PhotometricInterpretation");
-            const int samples = ifd0("Exif.Image.SamplesPerPixel");
+            const int bits = smallNumber(exif, "Exif.Image.BitsPerSample");
+            const int photometric = smallNumber(exif, "Exif.Image.PhotometricInterpretation");
+            const int samples = smallNumber(exif, "Exif.Image.SamplesPerPixel");
             const int colours = photometric == 0 || photometric == 1 || photometric == 3 ? 1 : photometric == 5 ? 4 : 3;
             const QString model = photometric == 0 || photometric == 1 ? u"Gray"_s
                                 : photometric == 5 ? u"CMYK"_s
                                 : photometric == 8 || photometric == 9 ? u"Lab"_s
                                 : u"RGB"_s;
-            const bool alpha = ifd0("Exif.Image.ExtraSamples") >= 0 || samples > colours;
+            const bool alpha = smallNumber(exif, "Exif.Image.ExtraSamples") >= 0 || samples > colours;
             setPixels(props, bits > 0 ? bits : 1, photometric == 3 ? u"RGB"_s : model, alpha);
         }
         if (image->iccProfileDefined()) {
             const Exiv2::DataBuf *icc = image->iccProfile();
-            addProfile(QByteArray(reinterpret_cast<const char *>(icc->pData_), int(icc->size_)), props);
+            if (icc->size_ > 0 && icc->size_ <= MaxBlock)
+                addProfile(QByteArray(reinterpret_cast<const char *>(icc->pData_), qsizetype(icc->size_)), props);
         }
         addExifData(exif, props);
         addIptcData(image->iptcData(), props);
@@ -997,27 +1189,32 @@ Format sniff(const QByteArray &head, const QString &path)
 void finish(QVariantMap &props)
 {
     const QVariantMap tiff = props.value(u"{TIFF}"_s).toMap();
-    const int orientation = tiff.value(u"Orientation"_s).toInt();
-    if (orientation >= 1 && orientation <= 8)
-        props.insert(u"Orientation"_s, orientation);
+    const std::optional<int> orientation = wholeInt(tiff.value(u"Orientation"_s));
+    if (orientation && *orientation >= 1 && *orientation <= 8)
+        props.insert(u"Orientation"_s, *orientation);
     // The EXIF resolution wins over the format's own density, as ImageIO has it.
     const double x = tiff.value(u"XResolution"_s).toDouble(), y = tiff.value(u"YResolution"_s).toDouble();
-    const int unit = tiff.value(u"ResolutionUnit"_s, 2).toInt();
-    if (x > 0 && y > 0 && (unit == 2 || unit == 3)) {
+    const int unit = wholeInt(tiff.value(u"ResolutionUnit"_s, 2)).value_or(0);
+    if (std::isfinite(x) && std::isfinite(y) && x > 0 && y > 0 && (unit == 2 || unit == 3)) {
         const double scale = unit == 3 ? 2.54 : 1.0;
         props.insert(u"DPIWidth"_s, x * scale);
         props.insert(u"DPIHeight"_s, y * scale);
     }
 }
 
-QVariantMap read(const QString &path, const QString &typeHint)
+QVariantMap read(const QByteArray &nativePath, const QString &typeHint)
 {
-    const File file(path);
-    if (!file.isOpen()) {
-        qCDebug(lcPlatform) << "can't open" << path << "for its image properties";
+    const QString path = QFile::decodeName(nativePath);
+    const TQRegularFile opened(nativePath);
+    if (!opened.isOpen()) {
+        if (opened.refused())
+            opened.warnIfRefused(path, "its image properties");
+        else
+            qCDebug(lcPlatform) << "can't open" << path << "for its image properties:" << opened.error();
         return {};
     }
-    const QByteArray head = file.read(0, 64);
+    Source file(opened, path);
+    const QByteArray head = file.peek(0, 64);
     Format format = formatOfHint(typeHint);
     if (format == Format::Tiff && isRawName(path))
         format = Format::Raw;
@@ -1027,19 +1224,17 @@ QVariantMap read(const QString &path, const QString &typeHint)
         qCDebug(lcPlatform) << path << "is not a picture format the properties reader knows";
         return {};
     }
+    TQExiv2::prepare();
     QVariantMap props;
     switch (format) {
     case Format::Jpeg:
-        TQExiv2::prepare();
-        readJpeg(file, path, props);
+        readJpeg(file, props);
         break;
     case Format::Png:
-        TQExiv2::prepare();
-        readPng(file, path, props);
+        readPng(file, props);
         break;
     case Format::WebP:
-        TQExiv2::prepare();
-        readWebP(file, path, props);
+        readWebP(file, props);
         break;
     case Format::Gif:
         readGif(file, props);
@@ -1048,13 +1243,11 @@ QVariantMap read(const QString &path, const QString &typeHint)
         readBmp(file, props);
         break;
     case Format::Heif:
-        TQExiv2::prepare();
-        readHeif(path, props);
+        readHeif(file, props);
         break;
     case Format::Tiff:
     case Format::Raw:
-        TQExiv2::prepare();
-        readWithExiv2(path, format == Format::Tiff, props);
+        readWithExiv2(file, format == Format::Tiff, props);
         break;
     case Format::Unknown:
         break;
@@ -1067,16 +1260,21 @@ QVariantMap read(const QString &path, const QString &typeHint)
 
 } // namespace
 
-QVariantMap propertiesOfFile(const QString &path, const QString &typeHint)
+QVariantMap propertiesOfFile(const QByteArray &nativePath, const QString &typeHint)
 {
     try {
-        return read(path, typeHint);
+        return read(nativePath, typeHint);
     } catch (const std::exception &e) {
-        qCDebug(lcPlatform) << "no image properties for" << path << ":" << e.what();
+        qCDebug(lcPlatform) << "no image properties for" << QFile::decodeName(nativePath) << ":" << e.what();
     } catch (...) {
-        qCDebug(lcPlatform) << "no image properties for" << path;
+        qCDebug(lcPlatform) << "no image properties for" << QFile::decodeName(nativePath);
     }
     return {};
+}
+
+QVariantMap propertiesOfFile(const QString &path, const QString &typeHint)
+{
+    return propertiesOfFile(QFile::encodeName(path), typeHint);
 }
 
 } // namespace TQImageProperties

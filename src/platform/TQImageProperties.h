@@ -2,6 +2,7 @@
 
 #include "tqkit_export.h"
 
+#include <QByteArray>
 #include <QString>
 #include <QVariantMap>
 
@@ -22,16 +23,28 @@
 namespace TQImageProperties {
 
 /*!
-    The properties of image 0 of the file at \a path (links followed); an empty map when the
-    file is not a readable image, a partial one when only its header could be read.
+    The properties of image 0 of the file named \a nativePath, in the file system's own bytes
+    (links followed); an empty map when the file is not a readable image, a partial one when
+    only its header could be read. This is the form to use for a name that may not be UTF-8.
     \a typeHint, a type identifier such as "public.jpeg" (may be empty), lets the reader try
     that format first; a wrong hint costs nothing but the check.
+
+    Only a regular file is read: a named pipe, a device, a socket or a folder answers an empty
+    map at once, with one warning in "tqkit.platform" naming it.
 
     \b Threading: reentrant; call it from any thread, for any files at once.
     \b Ownership: the map is the caller's; nothing is cached.
     \b Cost: blocking I/O of the headers and metadata blocks only (typically a few KiB); pixels
-    are never decoded. Problems are logged at debug level in "tqkit.platform".
+    are never decoded. Whatever a file declares, the reading is bounded: no metadata block over
+    16 MiB and no more than 64 MiB of blocks per file; a compressed PNG text or profile that
+    inflates past 4 MiB (or past 16 MiB for all of a file's) is left out, with one warning;
+    metadata is looked for only in front of a JPEG's picture data and in the first 256 MiB of
+    other formats; HEIF pictures with a side over 65536 are not read. Other problems are logged
+    at debug level in "tqkit.platform".
 */
+TQKIT_EXPORT QVariantMap propertiesOfFile(const QByteArray &nativePath, const QString &typeHint = QString());
+
+//! The same for a \a path given as text (encoded with QFile::encodeName).
 TQKIT_EXPORT QVariantMap propertiesOfFile(const QString &path, const QString &typeHint = QString());
 
 } // namespace TQImageProperties

@@ -2,6 +2,9 @@
 
 #include <QTest>
 
+#include <cmath>
+#include <limits>
+
 namespace {
 
 QVariantMap sized(qint64 width, qint64 height)
@@ -57,6 +60,17 @@ void TestImageMetadata::dimensions_data()
         << turned << QSizeF(4000, 3000) << "4000x3000" << 12.0 << "12.0 MP" << 3u << "Landscape";
     QTest::newRow("equal sides are square") << sized(500, 500) << QSizeF(500, 500) << "500x500" << 0.25 << "0.3 MP" << 2u << "Square";
     QTest::newRow("no sizes, no shape") << QVariantMap{} << QSizeF(0, 0) << "" << 0.0 << "" << 0u << "";
+    QVariantMap huge = sized(0, 0);
+    huge.insert(QStringLiteral("PixelWidth"), 1e300);
+    huge.insert(QStringLiteral("PixelHeight"), std::nan(""));
+    QTest::newRow("sides that are no integers are none") << huge << QSizeF(0, 0) << "" << 0.0 << "" << 0u << "";
+    QTest::newRow("sides past 32 bits have no text, but a shape")
+        << sized(qint64(1) << 33, 1) << QSizeF(double(qint64(1) << 33), 1) << "" << 8589.934592 << "8589.9 MP" << 3u << "Landscape";
+    QVariantMap strange = sized(4000, 3000);
+    strange.insert(QStringLiteral("Orientation"), std::nan(""));
+    QTest::newRow("a NaN orientation is none") << strange << QSizeF(4000, 3000) << "4000x3000" << 12.0 << "12.0 MP" << 3u << "Landscape";
+    strange.insert(QStringLiteral("Orientation"), 6.0);
+    QTest::newRow("an orientation of 6.0 is 6") << strange << QSizeF(3000, 4000) << "3000x4000" << 12.0 << "12.0 MP" << 1u << "Portrait";
     QTest::newRow("one missing side, no shape") << QVariantMap{{QStringLiteral("PixelWidth"), 640}}
         << QSizeF(640, 0) << "" << 0.0 << "" << 0u << "";
 }
@@ -72,8 +86,11 @@ void TestImageMetadata::dimensions()
     QFETCH(QString, shapeText);
 
     const TQImageDimensions result = TQImageMetadata::dimensions(properties, TQImageMetadata::orientation(properties));
-    QCOMPARE(result.trueDimensions, QSizeF(properties.value(QStringLiteral("PixelWidth")).toDouble(),
-                                           properties.value(QStringLiteral("PixelHeight")).toDouble()));
+    if (properties.value(QStringLiteral("PixelWidth")).typeId() == QMetaType::Double) // unturned rows only
+        QCOMPARE(result.trueDimensions, displayed);
+    else
+        QCOMPARE(result.trueDimensions, QSizeF(properties.value(QStringLiteral("PixelWidth")).toDouble(),
+                                               properties.value(QStringLiteral("PixelHeight")).toDouble()));
     QCOMPARE(result.dimensions, displayed);
     QCOMPARE(result.dimensionsString, text);
     QCOMPARE(result.megapixels, megapixels);
@@ -99,6 +116,24 @@ void TestImageMetadata::exposure_data()
                                                   << "" << "" << "" << "";
     QTest::newRow("long exposures have a whole part") << QVariantMap{{QStringLiteral("ExposureTime"), 2.5}}
                                                        << "" << "" << "2 1/2" << "";
+    // Values no integer can hold have no text (their conversion would be undefined).
+    constexpr double inf = std::numeric_limits<double>::infinity();
+    const double nan = std::nan("");
+    const auto all = [](const QVariant &v) {
+        return QVariantMap{{QStringLiteral("FocalLength"), v}, {QStringLiteral("ISOSpeedRatings"), QVariantList{100, v}},
+                           {QStringLiteral("ExposureTime"), v}, {QStringLiteral("FNumber"), v}};
+    };
+    QTest::newRow("infinity") << all(inf) << "" << "" << "" << "";
+    QTest::newRow("minus infinity") << all(-inf) << "" << "" << "" << "";
+    QTest::newRow("NaN") << all(nan) << "" << "" << "" << "";
+    QTest::newRow("1e300 has only texts that take no integer")
+        << all(1e300) << "" << "" << QString::number(1e300, 'f', 0) << QString::asprintf("f%1.1f", 1e300);
+    QTest::newRow("the largest values a long holds") << QVariantMap{{QStringLiteral("FocalLength"), 9.2e18},
+                                                                      {QStringLiteral("ISOSpeedRatings"), QVariantList{-9.2e18}}}
+                                                       << "9200000000000000000mm" << "ISO -9200000000000000000" << "" << "";
+    QTest::newRow("just past them") << QVariantMap{{QStringLiteral("FocalLength"), 0x1p63},
+                                                   {QStringLiteral("ISOSpeedRatings"), QVariantList{-0x1p64}}}
+                                    << "" << "" << "" << "";
 }
 
 void TestImageMetadata::exposure()
@@ -165,6 +200,20 @@ void TestImageMetadata::texts_data()
     QTest::newRow("unequal resolutions") << p({{"DPIWidth", 300.0}, {"DPIHeight", 72.0}}) << "" << "300x72 dpi";
     QTest::newRow("a missing vertical resolution") << p({{"DPIWidth", 300.0}}) << "" << "";
     QTest::newRow("a missing horizontal resolution") << p({{"DPIHeight", 300.0}}) << "" << "";
+    // A DPI value becomes an integer by truncation, as a number's integer value does.
+    QTest::newRow("72.9 by 72.9 is 72 dpi") << p({{"DPIWidth", 72.9}, {"DPIHeight", 72.9}}) << "" << "72 dpi";
+    QTest::newRow("a PNG's 2834 pixels a metre") << p({{"DPIWidth", 2834 * 0.0254}, {"DPIHeight", 2834 * 0.0254}})
+                                                 << "" << "71 dpi";
+    QTest::newRow("300.6 by 71.5") << p({{"DPIWidth", 300.6}, {"DPIHeight", 71.5}}) << "" << "300x71 dpi";
+    QTest::newRow("values that truncate to the same") << p({{"DPIWidth", 96.2}, {"DPIHeight", 96.8}}) << "" << "96 dpi";
+    QTest::newRow("-1.5 truncates to -1, which is none") << p({{"DPIWidth", -1.5}, {"DPIHeight", 72.0}}) << "" << "";
+    // Values no 32-bit integer holds have no text.
+    QTest::newRow("a NaN resolution") << p({{"DPIWidth", std::nan("")}, {"DPIHeight", 72.0}}) << "" << "";
+    QTest::newRow("an infinite resolution") << p({{"DPIWidth", 72.0}, {"DPIHeight", std::numeric_limits<double>::infinity()}})
+                                            << "" << "";
+    QTest::newRow("a resolution of 3e9") << p({{"DPIWidth", 3e9}, {"DPIHeight", 3e9}}) << "" << "";
+    QTest::newRow("a depth of NaN") << p({{"Depth", std::nan("")}, {"ColorModel", QStringLiteral("RGB")}}) << "" << "";
+    QTest::newRow("a depth of 8.0") << p({{"Depth", 8.0}, {"ColorModel", QStringLiteral("RGB")}}) << "8-bit RGB" << "";
 }
 
 void TestImageMetadata::texts()

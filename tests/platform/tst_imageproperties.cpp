@@ -1,7 +1,10 @@
+#include "TQImageMetadata.h"
 #include "TQImageProperties.h"
 #include "TQSampleData.h"
 
+#include <QBuffer>
 #include <QColorSpace>
+#include <QRegularExpression>
 #include <QDir>
 #include <QFile>
 #include <QImage>
@@ -13,10 +16,19 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QtEndian>
 
+#include <exiv2/exiv2.hpp>
 #include <libheif/heif.h>
 
+#include <csignal>
 #include <cstdio>
+#include <functional>
+#include <limits>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -83,6 +95,132 @@ QString writeHeif(const QString &path, QSize size, const QByteArray &jpeg)
 
 QStringList loudMessages; // logged above debug level while stderr is captured
 
+// ---------------------------------------------------------------------------------------------
+// Hostile files are read in a child held to hard bounds, so that a hang or a runaway
+// allocation fails the row instead of the whole run (or the machine).
+
+constexpr rlim_t ChildHeadroom = 512u << 20; // address space beyond what the test maps already
+constexpr rlim_t ChildCpuSeconds = 20;       // ends a parser that loops
+constexpr unsigned ChildWallSeconds = 60;    // ends a read that blocks (CPU time does not run)
+
+rlim_t mappedNow()
+{
+    QFile status(u"/proc/self/status"_s);
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray &line : status.readAll().split('\n'))
+        if (line.startsWith("VmSize:"))
+            return rlim_t(line.mid(7).trimmed().split(' ').value(0).toULongLong()) << 10;
+    return 0;
+}
+
+// What `probe` answered in the child, or why the child did not answer.
+QByteArray inBoundedChild(const std::function<QByteArray()> &probe)
+{
+    int channel[2];
+    if (::pipe(channel) != 0)
+        return "no pipe";
+    std::fflush(nullptr);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::close(channel[0]);
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+        const rlimit space{mappedNow() + ChildHeadroom, mappedNow() + ChildHeadroom};
+        const rlimit cpu{ChildCpuSeconds, ChildCpuSeconds};
+        ::setrlimit(RLIMIT_AS, &space);
+        ::setrlimit(RLIMIT_CPU, &cpu);
+        ::alarm(ChildWallSeconds);
+        const QByteArray answer = probe();
+        const bool written = ::write(channel[1], answer.constData(), size_t(answer.size())) == answer.size();
+        ::_exit(written ? 0 : 1);
+    }
+    ::close(channel[1]);
+    QByteArray answer;
+    char buffer[4096];
+    for (ssize_t n; (n = ::read(channel[0], buffer, sizeof buffer)) != 0;) {
+        if (n > 0)
+            answer.append(buffer, n);
+        else if (errno != EINTR)
+            break;
+    }
+    ::close(channel[0]);
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    if (WIFSIGNALED(status))
+        return "killed by signal " + QByteArray::number(WTERMSIG(status));
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        return "failed";
+    return answer;
+}
+
+// The top-level keys of what the reader says, or "nothing".
+QByteArray keysOf(const QVariantMap &props)
+{
+    return props.isEmpty() ? QByteArray("nothing") : QStringList(props.keys()).join(u',').toUtf8();
+}
+
+// ---------------------------------------------------------------------------------------------
+// PNG chunks written by the test.
+
+quint32 crc32(QByteArrayView bytes)
+{
+    quint32 crc = 0xffffffffu;
+    for (const char byte : bytes) {
+        crc ^= uchar(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = crc & 1 ? (crc >> 1) ^ 0xedb88320u : crc >> 1;
+    }
+    return ~crc;
+}
+
+QByteArray chunk(const QByteArray &type, const QByteArray &data)
+{
+    QByteArray out(4, Qt::Uninitialized);
+    qToBigEndian<quint32>(quint32(data.size()), out.data());
+    out += type + data;
+    QByteArray crc(4, Qt::Uninitialized);
+    qToBigEndian<quint32>(crc32(QByteArray(type + data)), crc.data());
+    return out + crc;
+}
+
+// A zlib stream (what qCompress writes after its four-byte length).
+QByteArray deflated(const QByteArray &data)
+{
+    return qCompress(data, 9).mid(4);
+}
+
+// `png` with `chunks` put in right after its header.
+QByteArray withChunks(const QByteArray &png, const QList<QByteArray> &chunks)
+{
+    QByteArray out = png;
+    out.insert(33, chunks.join());
+    return out;
+}
+
+QByteArray zText(const char *keyword, const QByteArray &text)
+{
+    return chunk("zTXt", QByteArray(keyword) + QByteArray(2, '\0') + deflated(text));
+}
+
+// An ICC profile whose only tag is a v2 description naming it, padded to `size` bytes.
+QByteArray iccProfile(const QByteArray &name, qsizetype size)
+{
+    QByteArray icc(132, '\0');
+    icc.replace(36, 4, "acsp");
+    QByteArray entry(12, '\0');
+    qToBigEndian<quint32>(1, icc.data() + 128);
+    entry.replace(0, 4, "desc");
+    qToBigEndian<quint32>(144, entry.data() + 4);
+    QByteArray desc = QByteArray("desc") + QByteArray(8, '\0') + name + '\0';
+    qToBigEndian<quint32>(quint32(name.size() + 1), desc.data() + 8);
+    qToBigEndian<quint32>(quint32(desc.size() + 64), entry.data() + 8);
+    icc += entry + desc + QByteArray(64, '\0');
+    icc = icc.leftJustified(std::max(size, icc.size()), '\0');
+    qToBigEndian<quint32>(quint32(icc.size()), icc.data());
+    return icc;
+}
+
 } // namespace
 
 class tst_ImageProperties : public QObject
@@ -94,6 +232,18 @@ class tst_ImageProperties : public QObject
     {
         if (!QFile::exists(file(name)))
             QSKIP(qPrintable(name + u" was not made; exiftool at \""_s + Exiftool + u"\"; "_s + m_heifProblem));
+    }
+
+    // A 40x30 PNG with nothing but its picture.
+    QByteArray plainPng() const
+    {
+        QImage image(40, 30, QImage::Format_RGB32);
+        image.fill(Qt::gray);
+        QByteArray bytes;
+        QBuffer buffer(&bytes);
+        buffer.open(QIODevice::WriteOnly);
+        image.save(&buffer, "PNG");
+        return bytes;
     }
 
     QTemporaryDir m_dir;
@@ -293,6 +443,228 @@ private slots:
         const QVariantMap unhinted = propertiesOfFile(file(name));
         QVERIFY(unhinted.contains(u"PixelWidth"_s));
         QCOMPARE(propertiesOfFile(file(name), hint), unhinted);
+    }
+    // A special file answers nothing, at once, with one warning naming it: it is never opened in
+    // a way that waits for a writer, and never read.
+    void refusesSpecialFiles_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("hint");
+        QTest::newRow("a named pipe called .jpg") << u"pipe.jpg"_s << u"public.jpeg"_s;
+        QTest::newRow("a named pipe called .png") << u"pipe.png"_s << QString();
+        QTest::newRow("a named pipe called .heic") << u"pipe.heic"_s << u"public.heic"_s;
+        QTest::newRow("a named pipe called .dng") << u"pipe.dng"_s << QString();
+    }
+
+    void refusesSpecialFiles()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, hint);
+        const QByteArray native = QFile::encodeName(file(name));
+        QVERIFY(::mkfifo(native.constData(), 0600) == 0);
+        QCOMPARE(inBoundedChild([&] { return keysOf(propertiesOfFile(native, hint)); }), QByteArray("nothing"));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QRegularExpression::escape(file(name)) + u".*named pipe"_s));
+        QVERIFY(propertiesOfFile(file(name), hint).isEmpty());
+    }
+
+    // The native bytes of a name that is not UTF-8 reach the file; its text form can't.
+    void readsNativeNames()
+    {
+        const QByteArray native = QFile::encodeName(m_dir.path()) + "/caf\xe9-\xff.jpg";
+        QVERIFY(QFile::copy(file(u"camera.jpg"_s), u"%1/copy.jpg"_s.arg(m_dir.path())));
+        QCOMPARE(::rename(QFile::encodeName(file(u"copy.jpg"_s)).constData(), native.constData()), 0);
+        const QVariantMap props = propertiesOfFile(native);
+        QCOMPARE(props, propertiesOfFile(file(u"camera.jpg"_s)));
+        QCOMPARE(props.value(u"Orientation"_s).toInt(), 6);
+        QCOMPARE(::unlink(native.constData()), 0); // QTemporaryDir can't remove what QString can't name
+    }
+
+    // Compressed PNG texts and profiles are inflated under a cap per chunk and a total per file;
+    // a chunk past either is left out, with one warning, and the rest of the file still read.
+    void capsInflation_data()
+    {
+        QTest::addColumn<QList<QByteArray>>("chunks");
+        QTest::addColumn<QStringList>("texts");   // the {PNG} texts expected
+        QTest::addColumn<QString>("profile");     // the profile name expected
+        QTest::addColumn<bool>("exif");           // whether an {Exif} group is expected
+        QTest::addColumn<bool>("warned");
+
+        const QByteArray big(5 << 20, ' ');
+        const QByteArray part = QByteArray(7 << 19, 'x') + "end"; // 3.5 MiB
+        const QByteArray compressedFlag("\0\x01\0\0\0", 5);         // NUL, compressed, deflate, no language, no translation
+        QTest::newRow("a small zTXt comment is read")
+                << QList<QByteArray>{zText("Comment", "a small comment")} << QStringList{u"Comment"_s} << QString() << false << false;
+        QTest::newRow("a zTXt comment that inflates to 5 MiB is left out")
+                << QList<QByteArray>{zText("Comment", "spaces follow" + big)} << QStringList() << QString() << false << true;
+        QTest::newRow("so is a compressed iTXt comment")
+                << QList<QByteArray>{chunk("iTXt", "Comment" + compressedFlag + deflated("spaces follow" + big))}
+                << QStringList() << QString() << false << true;
+        QTest::newRow("a small iCCP profile is read")
+                << QList<QByteArray>{chunk("iCCP", QByteArray("icc\0\0", 5) + deflated(iccProfile("Small", 0)))}
+                << QStringList() << u"Small"_s << false << false;
+        QTest::newRow("an iCCP profile that inflates to 5 MiB is left out")
+                << QList<QByteArray>{chunk("iCCP", QByteArray("icc\0\0", 5) + deflated(iccProfile("Huge", 5 << 20)))}
+                << QStringList() << QString() << false << true;
+        QTest::newRow("a stream that never ends is left out, quietly")
+                << QList<QByteArray>{zText("Comment", "cut"), chunk("zTXt", QByteArray("Title\0\0", 7) + deflated(big).first(200))}
+                << QStringList{u"Comment"_s} << QString() << false << false;
+        QTest::newRow("chunks under the cap stop at the file's total")
+                << QList<QByteArray>{zText("Title", part), zText("Author", part), zText("Description", part),
+                                     zText("Copyright", part), zText("Software", part)}
+                << QStringList{u"Author"_s, u"Copyright"_s, u"Description"_s, u"Title"_s} << QString() << false << true;
+
+        // exiv2's own way to keep EXIF in a PNG, here with megabytes of hex digits after the
+        // stated length.
+        const QByteArray jpeg = contents(file(u"camera.jpg"_s));
+        const qsizetype at = jpeg.indexOf(QByteArrayView("Exif\0\0", 6));
+        const QByteArray tiff = jpeg.mid(at + 6, (uchar(jpeg.at(at - 2)) << 8 | uchar(jpeg.at(at - 1))) - 8);
+        const QByteArray profile = "\nexif\n" + QByteArray::number(tiff.size()) + "\n" + tiff.toHex() + "\n";
+        QTest::newRow("EXIF as a raw profile is read")
+                << QList<QByteArray>{zText("Raw profile type exif", profile)} << QStringList() << QString() << true << false;
+        QTest::newRow("a raw profile that inflates to 5 MiB is left out")
+                << QList<QByteArray>{zText("Raw profile type exif", profile + QByteArray(5 << 20, '0'))}
+                << QStringList() << QString() << false << true;
+    }
+
+    void capsInflation()
+    {
+        QFETCH(QList<QByteArray>, chunks);
+        QFETCH(QStringList, texts);
+        QFETCH(QString, profile);
+        QFETCH(bool, exif);
+        QFETCH(bool, warned);
+        const QString name = file(u"inflate-%1.png"_s.arg(QString::fromUtf8(QTest::currentDataTag())).replace(u' ', u'-'));
+        QVERIFY(writeFile(name, withChunks(plainPng(), chunks)));
+        if (warned)
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QRegularExpression::escape(name) + u".*inflates past"_s));
+        const QVariantMap props = propertiesOfFile(name);
+        QCOMPARE(props.value(u"PixelWidth"_s).toInt(), 40); // the picture itself is still read
+        QStringList found = props.value(u"{PNG}"_s).toMap().keys();
+        found.removeIf([](const QString &key) { return !key.front().isUpper() || key.contains(u"PixelsPerMeter"_s)
+                                                       || key == u"InterlaceType"_s || key == u"Gamma"_s; });
+        QCOMPARE(found, texts);
+        QCOMPARE(props.value(u"ProfileName"_s).toString(), profile);
+        QCOMPARE(props.contains(u"{Exif}"_s), exif);
+    }
+
+    // Files that have sent exiv2's video parsers into a loop or a huge allocation, and declared
+    // sizes no file holds: each answers at once, within a bounded address space.
+    void boundsHostileShapes_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QByteArray>("keys");
+
+        QByteArray movie = QByteArray("\0\0\0\x18" "ftyp" "qt  ", 12).leftJustified(24, '\0');
+        movie += QByteArray("\xff\xff\xff\xfe" "moov", 8) + QByteArray(56, '\0');
+        QTest::newRow("a QuickTime atom of size 0xfffffffe named .jpg") << u"movie.jpg"_s << movie << QByteArray("nothing");
+        QTest::newRow("the same named .webp") << u"movie.webp"_s << movie << QByteArray("nothing");
+        QTest::newRow("the same named .dng") << u"movie.dng"_s << movie << QByteArray("nothing");
+        QTest::newRow("the same named .heic") << u"movie.heic"_s << movie << QByteArray("nothing");
+
+        const QByteArray png = plainPng();
+        const QByteArray sized("ColorModel,Depth,HasAlpha,PixelHeight,PixelWidth,{PNG}");
+        QByteArray claim = chunk("tEXt", "Comment\0x");
+        qToBigEndian<quint32>(0x7ffffff0u, claim.data());
+        QTest::newRow("a PNG text chunk declaring 2 GiB") << u"claim.png"_s << withChunks(png, {claim}) << sized;
+        QByteArray webp = contents(file(u"photo.webp"_s));
+        QByteArray exifChunk = QByteArray("EXIF\xf0\xff\xff\x7f", 8) + QByteArray(64, '\0');
+        webp.insert(12, exifChunk);
+        qToLittleEndian<quint32>(quint32(webp.size() - 8), webp.data() + 4);
+        QTest::newRow("a WebP EXIF chunk declaring 2 GiB") << u"claim.webp"_s << webp << QByteArray("nothing");
+    }
+
+    void boundsHostileShapes()
+    {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, bytes);
+        QFETCH(QByteArray, keys);
+        QVERIFY(writeFile(file(name), bytes));
+        QCOMPARE(inBoundedChild([&] { return keysOf(propertiesOfFile(file(name))); }), keys);
+    }
+
+    // An 8 GiB file of holes, with or without a real header in front: metadata is looked for
+    // only where it can be, so the reader answers without walking the holes.
+    void boundsSparseFiles_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("header"); // a picture whose bytes start the file, or none
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<bool>("sized");
+        constexpr qint64 GiB = qint64(1) << 30;
+        for (const char *suffix : {"jpg", "png", "tif", "dng", "heic", "webp"})
+            QTest::addRow("only holes, named .%s", suffix) << u"holes."_s + QLatin1String(suffix) << QString() << 8 * GiB << false;
+        QTest::newRow("a JPEG followed by holes") << u"big.jpg"_s << u"camera.jpg"_s << 8 * GiB << true;
+        QTest::newRow("a PNG's header and chunks followed by holes") << u"big.png"_s << u"photo.png"_s << 8 * GiB << true;
+        QTest::newRow("a WebP followed by holes") << u"big.webp"_s << u"photo.webp"_s << 8 * GiB << true;
+    }
+
+    void boundsSparseFiles()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, header);
+        QFETCH(qint64, size);
+        QFETCH(bool, sized);
+        QFile sparse(file(name));
+        QVERIFY(sparse.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        if (!header.isEmpty())
+            QVERIFY(sparse.write(contents(file(header))) > 0);
+        if (!sparse.resize(size))
+            QSKIP("the temporary folder's file system holds no 8 GiB sparse file");
+        sparse.close();
+        const QByteArray keys = inBoundedChild([&] { return keysOf(propertiesOfFile(file(name))); });
+        QCOMPARE(keys.contains("PixelWidth"), sized);
+        QVERIFY2(sized || keys == "nothing", keys.constData());
+        QFile::remove(file(name));
+    }
+
+    // Floating EXIF values with no integer value (infinity, NaN, 1e300) give no text, and
+    // the reader's own conversions never cast them.
+    void floatingExifHasNoText_data()
+    {
+        QTest::addColumn<QByteArray>("key");
+        QTest::addColumn<bool>("isDouble");
+        QTest::addColumn<double>("value");
+        QTest::addColumn<QString>("text");
+        constexpr double inf = std::numeric_limits<double>::infinity();
+        const QByteArray focal("Exif.Photo.FocalLength"), iso("Exif.Photo.ISOSpeedRatings");
+        QTest::newRow("a FLOAT focal length of 35.5") << focal << false << 35.5 << u"35mm"_s;
+        QTest::newRow("a FLOAT focal length of infinity") << focal << false << inf << QString();
+        QTest::newRow("a FLOAT focal length of NaN") << focal << false << std::nan("") << QString();
+        QTest::newRow("a DOUBLE focal length of 1e300") << focal << true << 1e300 << QString();
+        QTest::newRow("a DOUBLE focal length of -infinity") << focal << true << -inf << QString();
+        QTest::newRow("a FLOAT ISO of infinity") << iso << false << inf << QString();
+        QTest::newRow("a DOUBLE ISO of 1e300") << iso << true << 1e300 << QString();
+        QTest::newRow("a DOUBLE ISO of 6400") << iso << true << 6400.0 << u"ISO 6400"_s;
+        QTest::newRow("a DOUBLE orientation of 1e300") << QByteArray("Exif.Image.Orientation") << true << 1e300 << QString();
+    }
+
+    void floatingExifHasNoText()
+    {
+        QFETCH(QByteArray, key);
+        QFETCH(bool, isDouble);
+        QFETCH(double, value);
+        QFETCH(QString, text);
+        const QString name = file(u"float-%1.jpg"_s.arg(QString::fromUtf8(QTest::currentDataTag())).replace(u' ', u'-'));
+        QVERIFY(QFile::copy(file(u"plain.jpg"_s), name));
+        try {
+            auto image = Exiv2::ImageFactory::open(QFile::encodeName(name).toStdString());
+            image->readMetadata();
+            Exiv2::ExifData exif = image->exifData();
+            const Exiv2::FloatValue single{float(value)};
+            const Exiv2::DoubleValue twice{value};
+            exif.add(Exiv2::ExifKey(key.toStdString()), isDouble ? static_cast<const Exiv2::Value *>(&twice) : &single);
+            image->setExifData(exif);
+            image->writeMetadata();
+        } catch (const std::exception &e) {
+            QFAIL(e.what());
+        }
+        const QVariantMap props = propertiesOfFile(name);
+        QCOMPARE(props.value(u"PixelWidth"_s).toInt(), 64);
+        const QString said = key.endsWith("FocalLength") ? TQImageMetadata::focalLength(props).text
+                           : key.endsWith("ISOSpeedRatings") ? TQImageMetadata::iso(props).text
+                           : QString::number(TQImageMetadata::orientation(props));
+        QCOMPARE(said, key.endsWith("Orientation") ? u"1"_s : text);
     }
 };
 
