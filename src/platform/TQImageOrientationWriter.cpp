@@ -2,15 +2,21 @@
 
 #include "TQExiv2_p.h"
 #include "TQPlatformLogging.h"
+#include "TQRegularFile_p.h"
 
 #include <QByteArray>
 #include <QFile>
+#include <QRandomGenerator>
 
 #include <exiv2/exiv2.hpp>
+#include <libheif/heif.h>
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cctype>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <exception>
 #include <new>
@@ -19,8 +25,10 @@
 #include <utility>
 #include <vector>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -126,6 +134,53 @@ quint32 get32(const uchar *p, bool big)
 {
     return big ? quint32(p[0]) << 24 | quint32(p[1]) << 16 | quint32(p[2]) << 8 | p[3]
                : quint32(p[3]) << 24 | quint32(p[2]) << 16 | quint32(p[1]) << 8 | p[0];
+}
+
+// An orientation held as a number of any type: 1 to 8 when it is exactly one of those, else
+// 0. Floats are checked before any conversion, as NaN, infinities and 1e300 have no integer.
+int wholeOrientation(double value)
+{
+    return std::isfinite(value) && value >= 1 && value <= 8 && value == std::floor(value) ? int(value) : 0;
+}
+
+template <typename T>
+T firstOf(const Exiv2::Value &value)
+{
+    const auto *typed = dynamic_cast<const Exiv2::ValueType<T> *>(&value);
+    return typed && !typed->value_.empty() ? typed->value_.front() : T{};
+}
+
+// The orientation IFD0 states through exiv2, 1 to 8, or 0 for none or an impossible value,
+// whatever type the tag was stored as.
+int statedOrientation(const Exiv2::ExifData &exif)
+{
+    const auto it = exif.findKey(Exiv2::ExifKey("Exif.Image.Orientation"));
+    if (it == exif.end() || it->count() != 1)
+        return 0;
+    const Exiv2::Value &value = it->value();
+    switch (value.typeId()) {
+    case Exiv2::unsignedByte:
+    case Exiv2::unsignedShort:
+    case Exiv2::unsignedLong:
+    case Exiv2::signedByte:
+    case Exiv2::signedShort:
+    case Exiv2::signedLong:
+        return wholeOrientation(double(value.toLong(0))); // 32 bits at most: a long holds them
+    case Exiv2::tiffFloat:
+        return wholeOrientation(firstOf<float>(value));
+    case Exiv2::tiffDouble:
+        return wholeOrientation(firstOf<double>(value));
+    case Exiv2::unsignedRational: {
+        const Exiv2::URational r = firstOf<Exiv2::URational>(value);
+        return r.second == 0 ? 0 : wholeOrientation(double(r.first) / r.second);
+    }
+    case Exiv2::signedRational: {
+        const Exiv2::Rational r = firstOf<Exiv2::Rational>(value);
+        return r.second == 0 ? 0 : wholeOrientation(double(r.first) / r.second);
+    }
+    default:
+        return 0;
+    }
 }
 
 // Byte ranges (absolute offset, length) whose concatenation is a file's picture data.
@@ -622,10 +677,6 @@ QByteArray rewriteWithExiv2(const QByteArray &file, int orientation, const QStri
 {
     TQExiv2::prepare();
     const Exiv2::ExifKey key("Exif.Image.Orientation");
-    const auto stated = [&key](Exiv2::ExifData &exif) -> long {
-        const auto it = exif.findKey(key);
-        return it != exif.end() && it->count() == 1 ? it->toLong() : 0;
-    };
     const auto why = [](const std::exception &e) { return QString::fromLocal8Bit(e.what()); };
     const auto bytes = [](const QByteArray &a) { return reinterpret_cast<const Exiv2::byte *>(a.constData()); };
     QByteArray out;
@@ -639,7 +690,7 @@ QByteArray rewriteWithExiv2(const QByteArray &file, int orientation, const QStri
         if (TQExiv2::complaints() > 0)
             refuse(Result::Corrupt, u"exiv2 can't read all of "_s + quoted(path)
                                             + u" and would drop the rest in a rewrite"_s);
-        if (stated(image->exifData()) == orientation)
+        if (statedOrientation(image->exifData()) == orientation)
             return {};
         image->exifData()[key.key()] = uint16_t(orientation);
         // Hand back the XMP packet as it was read: re-serialising it would reformat it.
@@ -662,7 +713,7 @@ QByteArray rewriteWithExiv2(const QByteArray &file, int orientation, const QStri
     try {
         auto check = Exiv2::ImageFactory::open(bytes(out), long(out.size()));
         check->readMetadata();
-        if (stated(check->exifData()) == orientation)
+        if (statedOrientation(check->exifData()) == orientation)
             return out;
     } catch (const std::exception &e) {
         qCDebug(lcPlatform) << "exiv2 can't read back its rewrite of" << path << why(e);
@@ -715,32 +766,150 @@ void copyAttributes(int from, int to, const struct stat &original, const QString
     }
 }
 
-// The copy next to the original, removed unless it was renamed into place.
+// ---------------------------------------------------------------------------------------------
+// The copy's name. Hidden, next to the file, and spelled only for this file, so that a later
+// write of the same file can recognise a copy left behind by a killed writer and nothing else:
+// ".<name>.XXXXXX", six letters or digits. A name too long for that keeps its start and a
+// checksum of the whole ("~" and eight hex digits) in place of its end.
+
+constexpr int SuffixLength = 6;
+constexpr qsizetype NameMax = 255;
+// A copy this long untouched and not locked belongs to a writer that died, even where the
+// file system can't say whether it is locked.
+constexpr int StaleAfterSeconds = 5;
+
+QByteArray copyPrefix(const QByteArray &name)
+{
+    const qsizetype room = NameMax - 2 - SuffixLength;
+    if (name.size() <= room)
+        return '.' + name + '.';
+    const QByteArray sum = QByteArray::number(crc32(name), 16).rightJustified(8, '0');
+    return '.' + name.left(room - 9) + '~' + sum + '.';
+}
+
+bool isCopyName(const char *entry, const QByteArray &prefix)
+{
+    const qsizetype length = qsizetype(std::strlen(entry));
+    if (length != prefix.size() + SuffixLength || std::memcmp(entry, prefix.constData(), size_t(prefix.size())) != 0)
+        return false;
+    return std::all_of(entry + prefix.size(), entry + length,
+                       [](char c) { return std::isalnum(uchar(c)) && uchar(c) < 0x80; });
+}
+
+QByteArray randomSuffix()
+{
+    static constexpr char Letters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+    QByteArray suffix(SuffixLength, '\0');
+    for (char &c : suffix)
+        c = Letters[QRandomGenerator::global()->bounded(int(sizeof Letters - 1))];
+    return suffix;
+}
+
+// Every copy is locked by its writer (an open file description lock, which dies with the
+// process) from before it has a name, or, where it is named from the start, from before its
+// mode leaves 0000. So a named copy that is unlocked and not of mode 0000 is dead for certain;
+// a file system that keeps no locks leaves only the copy's age to go by.
+bool lockCopy(int fd)
+{
+    struct flock lock = {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    return ::fcntl(fd, F_OFD_SETLK, &lock) == 0;
+}
+
+enum class LockState { Held, Free, Unknown };
+
+LockState lockState(int fd)
+{
+    struct flock lock = {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    if (::fcntl(fd, F_OFD_GETLK, &lock) != 0)
+        return LockState::Unknown;
+    return lock.l_type == F_UNLCK ? LockState::Free : LockState::Held;
+}
+
+// Removes the copies of this file that killed writers left behind: exactly this file's name
+// pattern, regular files of ours with no other name, and dead (see lockCopy).
+void removeDeadCopies(int folderFd, const QByteArray &prefix, const QString &path)
+{
+    const int listFd = ::openat(folderFd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    DIR *dir = listFd < 0 ? nullptr : ::fdopendir(listFd);
+    if (!dir) {
+        if (listFd >= 0)
+            ::close(listFd);
+        return;
+    }
+    const time_t now = ::time(nullptr);
+    while (const dirent *entry = ::readdir(dir)) {
+        if (!isCopyName(entry->d_name, prefix))
+            continue;
+        struct stat st = {};
+        if (::fstatat(folderFd, entry->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(st.st_mode)
+            || st.st_uid != ::geteuid() || st.st_nlink != 1)
+            continue;
+        const Descriptor copy(::openat(folderFd, entry->d_name, O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC));
+        struct stat opened = {};
+        if (copy.fd < 0 || ::fstat(copy.fd, &opened) != 0 || opened.st_dev != st.st_dev || opened.st_ino != st.st_ino)
+            continue;
+        const LockState lock = lockState(copy.fd);
+        const bool old = now - opened.st_mtim.tv_sec >= StaleAfterSeconds;
+        if (!(lock == LockState::Free && (opened.st_mode & 07777) != 0) && !(lock != LockState::Held && old))
+            continue;
+        if (::unlinkat(folderFd, entry->d_name, 0) == 0)
+            qCDebug(lcPlatform) << "removed" << entry->d_name << "a writer of" << path << "left behind";
+    }
+    ::closedir(dir);
+}
+
+// What a folder's refusal to take the copy means, named after the folder.
+[[noreturn]] void folderRefused(int error, const QString &folder, const QString &path)
+{
+    if (error == EACCES || error == EPERM)
+        refuse(Result::ReadOnlyFolder, u"The folder "_s + quoted(folder) + u" doesn't let a rewritten copy of "_s
+                                               + quoted(path) + u" be put in it: "_s + qt_error_string(error));
+    if (error == EROFS)
+        refuse(Result::ReadOnlyFolder, u"The file system of "_s + quoted(folder) + u" is mounted read-only"_s);
+    if (error == ENOSPC || error == EDQUOT || error == EFBIG)
+        refuse(Result::NoSpace, u"The file system of "_s + quoted(folder) + u" has no room for a copy of "_s
+                                        + quoted(path) + u": "_s + qt_error_string(error));
+    refuseErrno(error, u"Can't make a copy of "_s + quoted(path) + u" in "_s + quoted(folder));
+}
+
+// The copy, removed unless it was renamed into place. Where the file system allows, it has
+// no name while it is written (O_TMPFILE) and gets one only right before the rename, so a
+// kill at any other moment leaves nothing behind; elsewhere it is named from the start.
 class TemporaryCopy
 {
 public:
-    TemporaryCopy(int folderFd, const QByteArray &folder, const QByteArray &name, const QString &path)
-        : m_folderFd(folderFd)
+    TemporaryCopy(int folderFd, const QByteArray &prefix, const QString &folder, const QString &path)
+        : m_folderFd(folderFd), m_prefix(prefix), m_folder(folder), m_path(path)
     {
-        m_name = '.' + name.left(200) + ".XXXXXX";
-        QByteArray full = folder + '/' + m_name;
-        const int fd = ::mkostemp(full.data(), O_CLOEXEC);
-        if (fd < 0) {
-            const int error = errno;
-            if (error == EACCES || error == EPERM || error == EROFS)
-                refuse(Result::ReadOnlyFolder, u"The folder of "_s + quoted(path) + u" can't take a copy of it: "_s
-                                                       + qt_error_string(error));
-            refuseErrno(error, u"Can't make a copy of "_s + quoted(path));
+        m_fd.reset(::openat(folderFd, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+        if (m_fd.fd < 0 && errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)
+            folderRefused(errno, folder, path);
+        const bool named = m_fd.fd < 0;
+        for (int attempt = 0; m_fd.fd < 0 && attempt < 100; ++attempt) {
+            const QByteArray name = m_prefix + randomSuffix();
+            // Mode 0000 until it is locked, so that no other writer takes it for a dead copy.
+            m_fd.reset(::openat(folderFd, name.constData(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0));
+            if (m_fd.fd >= 0)
+                m_name = name;
+            else if (errno != EEXIST)
+                folderRefused(errno, folder, path);
         }
-        m_fd.reset(fd);
-        m_name = full.mid(folder.size() + 1);
+        if (m_fd.fd < 0)
+            refuse(Result::IoError, u"No free name for a copy of "_s + quoted(path));
+        if (!lockCopy(m_fd.fd))
+            qCDebug(lcPlatform) << "the copy of" << path << "can't be locked:" << qt_error_string(errno);
+        if (named && ::fchmod(m_fd.fd, 0600) != 0)
+            refuseErrno(errno, u"Can't give the copy of "_s + quoted(path) + u" a mode"_s);
     }
     TemporaryCopy(const TemporaryCopy &) = delete;
     TemporaryCopy &operator=(const TemporaryCopy &) = delete;
     ~TemporaryCopy()
     {
-        m_fd.reset();
-        if (!m_kept)
+        if (!m_name.isEmpty() && !m_kept)
             ::unlinkat(m_folderFd, m_name.constData(), 0);
     }
 
@@ -748,8 +917,30 @@ public:
     const QByteArray &name() const { return m_name; }
     void keep() { m_kept = true; }
 
+    // Gives an unnamed copy its name, the last step before the rename.
+    void link()
+    {
+        const QByteArray self = "/proc/self/fd/" + QByteArray::number(m_fd.fd);
+        for (int attempt = 0; m_name.isEmpty() && attempt < 100; ++attempt) {
+            const QByteArray name = m_prefix + randomSuffix();
+            // The descriptor itself takes privilege; anyone may go through /proc.
+            int linked = ::linkat(m_fd.fd, "", m_folderFd, name.constData(), AT_EMPTY_PATH);
+            if (linked != 0 && errno == ENOENT)
+                linked = ::linkat(AT_FDCWD, self.constData(), m_folderFd, name.constData(), AT_SYMLINK_FOLLOW);
+            if (linked == 0)
+                m_name = name;
+            else if (errno != EEXIST)
+                folderRefused(errno, m_folder, m_path);
+        }
+        if (m_name.isEmpty())
+            refuse(Result::IoError, u"No free name for a copy of "_s + quoted(m_path));
+    }
+
 private:
     int m_folderFd;
+    QByteArray m_prefix;
+    QString m_folder;
+    QString m_path;
     Descriptor m_fd;
     QByteArray m_name;
     bool m_kept = false;
@@ -761,47 +952,71 @@ bool sameFile(const struct stat &a, const struct stat &b)
             && a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
 }
 
-Result write(const QString &path, int orientation)
+const char *kindOf(mode_t mode)
 {
+    return S_ISFIFO(mode) ? "a named pipe" : S_ISCHR(mode) || S_ISBLK(mode) ? "a device"
+         : S_ISSOCK(mode) ? "a socket" : "not a regular file";
+}
+
+Result write(const QByteArray &native, int orientation)
+{
+    const QString path = QFile::decodeName(native);
     if (orientation < 1 || orientation > 8)
         refuse(Result::InvalidOrientation,
                u"%1 is not an EXIF orientation (1 to 8); "_s.arg(orientation) + quoted(path) + u" is unchanged"_s);
-    const QByteArray native = QFile::encodeName(path);
     struct stat before = {};
-    if (native.isEmpty() || ::lstat(native.constData(), &before) != 0) {
-        const int error = native.isEmpty() ? ENOENT : errno;
+    if (native.isEmpty() || native.contains('\0') || ::lstat(native.constData(), &before) != 0) {
+        const int error = native.isEmpty() || native.contains('\0') ? ENOENT : errno;
         if (error == ENOENT || error == ENOTDIR)
             refuse(Result::NotFound, u"There is no file "_s + quoted(path));
         refuseErrno(error, u"Can't look at "_s + quoted(path));
     }
     if (S_ISLNK(before.st_mode))
         refuse(Result::NotAFile, quoted(path) + u" is a symbolic link; pass the file it points to"_s);
-    if (!S_ISREG(before.st_mode))
-        refuse(Result::NotAFile, quoted(path) + u" is not a regular file"_s);
-    // As everywhere in the library, a mode that grants nobody the right counts even for root.
-    if ((before.st_mode & 0222) == 0 || ::access(native.constData(), W_OK) != 0)
-        refuse(Result::ReadOnlyFile, quoted(path) + u" is read-only"_s);
+    if (S_ISDIR(before.st_mode))
+        refuse(Result::NotAFile, quoted(path) + u" is a folder"_s);
+    if (!S_ISREG(before.st_mode)) {
+        qCWarning(lcPlatform, "Not writing an orientation into %s: it is %s", qUtf8Printable(path),
+                  kindOf(before.st_mode));
+        refuse(Result::NotAFile, quoted(path) + u" is "_s + QLatin1StringView(kindOf(before.st_mode)));
+    }
 
     const qsizetype slash = native.lastIndexOf('/');
     const QByteArray folder = slash < 0 ? QByteArray(".") : slash == 0 ? QByteArray("/") : native.left(slash);
     const QByteArray name = native.mid(slash + 1);
+    const QString folderName = QFile::decodeName(folder);
     Descriptor folderFd(::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     struct stat folderStat = {};
+    struct statvfs volume = {};
     if (folderFd.fd < 0 || ::fstat(folderFd.fd, &folderStat) != 0)
-        refuseErrno(errno, u"Can't open the folder of "_s + quoted(path));
-    if ((folderStat.st_mode & 0222) == 0 || ::access(folder.constData(), W_OK) != 0)
-        refuse(Result::ReadOnlyFolder, u"The folder of "_s + quoted(path) + u" is read-only"_s);
+        refuseErrno(errno, u"Can't open the folder "_s + quoted(folderName));
+    // Each refusal names what refuses: the file system, the file's own mode, the folder's.
+    if (::fstatvfs(folderFd.fd, &volume) == 0 && (volume.f_flag & ST_RDONLY))
+        refuse(Result::ReadOnlyFolder, quoted(path) + u" lies on a file system mounted read-only"_s);
+    // As everywhere in the library, a mode that grants nobody the right counts even for root.
+    if ((before.st_mode & 0222) == 0)
+        refuse(Result::ReadOnlyFile, quoted(path) + u" is read-only: its permissions let nobody write to it"_s);
+    if (::access(native.constData(), W_OK) != 0)
+        refuse(Result::ReadOnlyFile, quoted(path) + u" can't be written to: "_s + qt_error_string(errno));
+    if ((folderStat.st_mode & 0222) == 0)
+        refuse(Result::ReadOnlyFolder, u"The folder "_s + quoted(folderName) + u" is read-only: its permissions "
+                                                                                 u"let nobody replace "_s + quoted(path));
+    if (::access(folder.constData(), W_OK) != 0)
+        refuse(Result::ReadOnlyFolder, u"The folder "_s + quoted(folderName) + u" doesn't let "_s + quoted(path)
+                                               + u" be replaced: "_s + qt_error_string(errno));
 
-    Descriptor source(::openat(folderFd.fd, name.constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    struct stat opened = {};
-    if (source.fd < 0 && errno == ENOENT)
-        refuse(Result::NotFound, quoted(path) + u" vanished"_s);
-    if (source.fd < 0 || ::fstat(source.fd, &opened) != 0)
-        refuseErrno(errno, u"Can't open "_s + quoted(path));
+    const TQRegularFile source(native);
+    if (!source.isOpen()) {
+        source.warnIfRefused(path, "writing an orientation");
+        if (source.refused())
+            refuse(Result::NotAFile, quoted(path) + u" "_s + source.error());
+        refuse(Result::IoError, u"Can't open "_s + quoted(path) + u": "_s + source.error());
+    }
+    const struct stat opened = source.status();
     if (!sameFile(before, opened))
         refuse(Result::IoError, quoted(path) + u" changed while it was opened"_s);
 
-    const Reader original(source.fd, opened.st_size, path);
+    const Reader original(source.fd(), opened.st_size, path);
     const Layout layout = inspect(original);
     if (layout.current == orientation)
         return Result::AlreadySet;
@@ -824,9 +1039,11 @@ Result write(const QString &path, int orientation)
             return Result::AlreadySet;
     }
 
-    TemporaryCopy copy(folderFd.fd, folder, name, path);
+    const QByteArray prefix = copyPrefix(name);
+    removeDeadCopies(folderFd.fd, prefix, path);
+    TemporaryCopy copy(folderFd.fd, prefix, folderName, path);
     if (inPlace) {
-        copyContents(original, source.fd, copy.fd(), path);
+        copyContents(original, source.fd(), copy.fd(), path);
         patchInPlace(copy.fd(), layout, orientation, path);
     } else {
         writeAll(copy.fd(), rewrite.constData(), rewrite.size(), 0, path);
@@ -851,15 +1068,25 @@ Result write(const QString &path, int orientation)
                u"Writing the orientation would have changed the picture data of "_s + quoted(path)
                        + u"; it is left as it was"_s);
 
-    copyAttributes(source.fd, copy.fd(), opened, path);
+    copyAttributes(source.fd(), copy.fd(), opened, path);
     if (::fsync(copy.fd()) != 0)
         refuseErrno(errno, u"Can't flush the copy of "_s + quoted(path));
 
+    // The last look before the rename: the name must still hold the file that was read. Then
+    // the copy gets its name and replaces the file, two calls in a row, the one moment a kill
+    // can leave a copy behind.
     struct stat now = {};
     if (::fstatat(folderFd.fd, name.constData(), &now, AT_SYMLINK_NOFOLLOW) != 0 || !sameFile(opened, now))
         refuse(Result::IoError, quoted(path) + u" changed while it was being rewritten; it is left as it is now"_s);
-    if (::renameat(folderFd.fd, copy.name().constData(), folderFd.fd, name.constData()) != 0)
-        refuseErrno(errno, u"Can't put the rewritten "_s + quoted(path) + u" in place"_s);
+    copy.link();
+    if (::renameat(folderFd.fd, copy.name().constData(), folderFd.fd, name.constData()) != 0) {
+        const int error = errno;
+        if (error == EPERM || error == EACCES)
+            refuse(Result::ReadOnlyFolder, u"The folder "_s + quoted(folderName) + u" doesn't let "_s + quoted(path)
+                                                   + u" be replaced (a sticky folder keeps others' files): "_s
+                                                   + qt_error_string(error));
+        refuseErrno(error, u"Can't put the rewritten "_s + quoted(path) + u" in place"_s);
+    }
     copy.keep();
     // The new contents are in place either way; a folder that can't be flushed only makes the
     // rename less durable across a crash, which is worth a line but not a failure.
@@ -870,22 +1097,144 @@ Result write(const QString &path, int orientation)
     return Result::Written;
 }
 
+// ---------------------------------------------------------------------------------------------
+// Reading the stored orientation.
+
+// The orientation IFD0 of an in-memory TIFF structure states, through the same checks as
+// exiv2's values get. Only for HEIF, whose EXIF block libheif hands over as bytes.
+int orientationInTiff(const QByteArray &tiff)
+{
+    const auto *p = reinterpret_cast<const uchar *>(tiff.constData());
+    const qint64 size = tiff.size();
+    if (size < 8 || !((p[0] == 'I' && p[1] == 'I') || (p[0] == 'M' && p[1] == 'M')))
+        return 0;
+    const bool big = p[0] == 'M';
+    const qint64 ifd = get32(p + 4, big);
+    if (get16(p + 2, big) != 42 || ifd + 2 > size)
+        return 0;
+    const int count = get16(p + ifd, big);
+    for (qint64 e = ifd + 2; e + 12 <= size && e < ifd + 2 + 12 * qint64(count); e += 12) {
+        const quint16 type = get16(p + e + 2, big);
+        if (get16(p + e, big) != OrientationTag || get32(p + e + 4, big) != 1)
+            continue;
+        const quint32 bits = get32(p + e + 8, big);
+        switch (type) {
+        case 3: return wholeOrientation(get16(p + e + 8, big));
+        case 4: return wholeOrientation(bits);
+        case 11: return wholeOrientation(std::bit_cast<float>(bits));
+        case 12: {
+            if (qint64(bits) + 8 > size)
+                return 0;
+            const quint64 wide = quint64(get32(p + bits + (big ? 0 : 4), big)) << 32 | get32(p + bits + (big ? 4 : 0), big);
+            return wholeOrientation(std::bit_cast<double>(wide));
+        }
+        default: return 0;
+        }
+    }
+    return 0;
+}
+
+// A HEIF's EXIF orientation, read by libheif through the checked descriptor.
+int heifOrientation(const TQRegularFile &file, const QString &path)
+{
+    struct Source
+    {
+        const TQRegularFile *file;
+        qint64 position = 0;
+    } source{&file};
+    heif_reader reader = {};
+    reader.reader_api_version = 1;
+    reader.get_position = [](void *data) -> int64_t { return static_cast<Source *>(data)->position; };
+    reader.read = [](void *to, size_t size, void *data) -> int {
+        auto *s = static_cast<Source *>(data);
+        const QByteArray got = s->file->read(s->position, qint64(size));
+        if (size_t(got.size()) != size)
+            return -1;
+        std::memcpy(to, got.constData(), size);
+        s->position += qint64(size);
+        return 0;
+    };
+    reader.seek = [](int64_t position, void *data) -> int {
+        auto *s = static_cast<Source *>(data);
+        if (position < 0 || position > s->file->size())
+            return -1;
+        s->position = position;
+        return 0;
+    };
+    reader.wait_for_file_size = [](int64_t size, void *data) -> heif_reader_grow_status {
+        return size <= static_cast<Source *>(data)->file->size() ? heif_reader_grow_status_size_reached
+                                                                 : heif_reader_grow_status_size_beyond_eof;
+    };
+
+    heif_context *context = heif_context_alloc();
+    heif_image_handle *handle = nullptr;
+    int orientation = 0;
+    heif_item_id id = 0;
+    if (context && heif_context_read_from_reader(context, &reader, &source, nullptr).code == heif_error_Ok
+        && heif_context_get_primary_image_handle(context, &handle).code == heif_error_Ok) {
+        orientation = 1;
+        if (heif_image_handle_get_list_of_metadata_block_IDs(handle, "Exif", &id, 1) == 1) {
+            const size_t size = heif_image_handle_get_metadata_size(handle, id);
+            // EXIF rarely passes 64 KiB; a block claiming more than this is not worth reading.
+            if (size > 4 && size <= (size_t(1) << 22)) {
+                QByteArray block(qsizetype(size), '\0');
+                if (heif_image_handle_get_metadata(handle, id, block.data()).code == heif_error_Ok) {
+                    // Four bytes give where the TIFF header starts after them.
+                    const quint32 skip = get32(reinterpret_cast<const uchar *>(block.constData()), true);
+                    if (skip < size - 4)
+                        orientation = std::max(1, orientationInTiff(block.mid(4 + skip)));
+                }
+            }
+        }
+    } else {
+        qCDebug(lcPlatform) << "libheif can't read" << path;
+    }
+    if (handle)
+        heif_image_handle_release(handle);
+    heif_context_free(context);
+    return orientation;
+}
+
+int read(const QByteArray &native)
+{
+    const QString path = QFile::decodeName(native);
+    const TQRegularFile file(native);
+    if (!file.isOpen()) {
+        file.warnIfRefused(path, "its orientation");
+        return 0;
+    }
+    const QByteArray head = file.read(0, 32);
+    if (heif_check_filetype(reinterpret_cast<const uint8_t *>(head.constData()), int(head.size())) != heif_filetype_no)
+        return heifOrientation(file, path);
+    try {
+        const auto image = TQExiv2::open(file, path);
+        if (!image.get())
+            return 0;
+        image->readMetadata();
+        return std::max(1, statedOrientation(image->exifData()));
+    } catch (const std::exception &e) { // Exiv2::AnyError, std::bad_alloc, std::out_of_range, …
+        qCDebug(lcPlatform) << "no orientation read from" << path << ":" << e.what();
+        return 0;
+    }
+}
+
 } // namespace
 
-Result writeOrientation(const QString &path, int orientation, QString *error)
+Result writeOrientation(const QByteArray &nativePath, int orientation, QString *error)
 {
     Refusal refusal{Result::IoError, {}};
     try {
-        const Result result = write(path, orientation);
+        const Result result = write(nativePath, orientation);
         if (error)
             error->clear();
         return result;
     } catch (const Refusal &r) {
         refusal = r;
     } catch (const std::bad_alloc &) {
-        refusal.message = u"Not enough memory to rewrite "_s + quoted(path);
+        refusal.message = u"Not enough memory to rewrite "_s + quoted(QFile::decodeName(nativePath));
     } catch (const std::exception &e) {
-        refusal.message = u"Can't rewrite "_s + quoted(path) + u": "_s + QString::fromLocal8Bit(e.what());
+        refusal.message = u"Can't rewrite "_s + quoted(QFile::decodeName(nativePath)) + u": "_s
+                + QString::fromLocal8Bit(e.what());
     }
     qCDebug(lcPlatform) << "orientation not written:" << refusal.message;
     if (error)
@@ -893,19 +1242,19 @@ Result writeOrientation(const QString &path, int orientation, QString *error)
     return refusal.result;
 }
 
+Result writeOrientation(const QString &path, int orientation, QString *error)
+{
+    return writeOrientation(QFile::encodeName(path), orientation, error);
+}
+
+int readOrientation(const QByteArray &nativePath)
+{
+    return read(nativePath);
+}
+
 int readOrientation(const QString &path)
 {
-    TQExiv2::prepare();
-    try {
-        auto image = Exiv2::ImageFactory::open(QFile::encodeName(path).toStdString());
-        if (!image.get())
-            return 0;
-        image->readMetadata();
-        return TQExiv2::orientation(image->exifData());
-    } catch (const std::exception &e) { // Exiv2::AnyError, std::bad_alloc, std::out_of_range, …
-        qCDebug(lcPlatform) << "no orientation read from" << path << ":" << e.what();
-        return 0;
-    }
+    return read(QFile::encodeName(path));
 }
 
 } // namespace TQImageOrientationWriter

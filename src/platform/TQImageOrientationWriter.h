@@ -2,6 +2,7 @@
 
 #include "tqkit_export.h"
 
+#include <QByteArray>
 #include <QString>
 
 /*!
@@ -12,12 +13,30 @@
     TIFF-based camera RAW file (DNG, CR2, NEF, ARW, PEF, ORF, …) and nothing else: the
     compressed picture stays byte for byte the same, and so does every other tag.
 
-    The file is never written in place. A copy is made next to it (".name.XXXXXX"), changed,
-    checked, flushed to disk, given the original's mode, owner (where the process may) and
-    extended attributes, and renamed over the original. Whatever goes wrong before the rename,
-    the original keeps its bytes and its inode and the copy is removed. A successful write
-    therefore gives the file a new inode, and needs write permission on its folder as well as
-    on the file.
+    The file is never written in place. A copy is made next to it, changed, checked, flushed
+    to disk, given the original's mode, owner (where the process may) and extended attributes,
+    and renamed over the original. Whatever goes wrong before the rename, the original keeps
+    its bytes and its inode and the copy is removed. A successful write therefore gives the
+    file a new inode, and needs write permission on its folder as well as on the file.
+
+    \b{Hard links:} because the file is replaced, not changed, a write reaches only the name
+    it was given. Any other hard link to the file keeps the old inode and the old orientation.
+
+    \b{Kills and crashes:} where the file system supports it (O_TMPFILE: ext4, XFS, Btrfs,
+    tmpfs, ...), the copy has no name while it is written; it is linked as ".name.XXXXXX"
+    (six letters or digits; a name longer than 247 bytes is shortened and a checksum of it
+    appended) only right before the rename, so a process killed at any other moment leaves
+    nothing behind. Elsewhere the copy bears that name from the start. Either way, a copy left
+    by a killed writer is removed by the next write of the same file: only names of exactly
+    that file's pattern, regular files of the writing user with no other link, and only once
+    no living writer holds the lock every writer keeps on its copy (where the file system
+    keeps no such locks: once untouched for five seconds).
+    Right before the copy is named and renamed, the name is checked to still hold the file
+    that was read (device, inode, size, modification time); if not, nothing is replaced.
+
+    \b{Special files:} the file is opened non-blocking and checked on its descriptor; a named
+    pipe, device or socket is refused (NotAFile) with one warning in "tqkit.platform" naming
+    the path.
 
     How the tag is changed:
     \list
@@ -30,6 +49,9 @@
     Either way the copy's picture data (a JPEG's scan, a PNG's critical chunks, every strip
     and tile of a TIFF's IFDs) is compared with the original's before the rename, and a
     write that would change it is refused.
+
+    \b{HEIF} files are not edited (UnsupportedFormat): their rotation is a property of the
+    container, which libheif applies when decoding, and an EXIF tag would only repeat it.
 
     \b Threading: reentrant; calls for different files may run on any threads at once.
     Two concurrent writes to the same file are the caller's concern: the last rename wins.
@@ -48,7 +70,8 @@ enum class Result {
     NotFound,             //!< there is no such file
     NotAFile,             //!< a folder, link, device or other non-regular file
     ReadOnlyFile,         //!< the file's mode grants nobody write access, or we may not write it
-    ReadOnlyFolder,       //!< the folder can't take the copy (mode, permission, read-only mount)
+    ReadOnlyFolder,       //!< the folder can't take the copy (mode, permission, sticky bit) or
+                          //!< the file system is mounted read-only; the message says which
     UnsupportedFormat,    //!< not a JPEG, PNG or TIFF-based file this writer can change safely
     Corrupt,              //!< truncated or malformed, or exiv2 could not make sense of it
     ImageDataWouldChange, //!< the rewritten copy's picture data differed, so it was dropped
@@ -63,19 +86,28 @@ constexpr bool succeeded(Result result)
 }
 
 /*!
-    Sets the EXIF orientation of the file at \a path to \a orientation (1 to 8, as EXIF
-    numbers them). \a path must name the regular file itself: a symbolic link is refused,
-    so resolve it first. On anything but Written and AlreadySet, \a error (when given)
-    receives a sentence saying why, naming the file; it is cleared on success.
+    Sets the EXIF orientation of the file at \a nativePath (the file system's own bytes, which
+    need not be UTF-8) to \a orientation (1 to 8, as EXIF numbers them). The path must name
+    the regular file itself: a symbolic link is refused, so resolve it first. On anything but
+    Written and AlreadySet, \a error (when given) receives a sentence saying why, naming the
+    file and what refused (the file, its folder or its file system); it is cleared on success.
     Failures are also logged at debug level in "tqkit.platform".
 */
+TQKIT_EXPORT Result writeOrientation(const QByteArray &nativePath, int orientation, QString *error = nullptr);
+//! The same for a path given as text (QFile::encodeName(\a path)).
 TQKIT_EXPORT Result writeOrientation(const QString &path, int orientation, QString *error = nullptr);
 
 /*!
-    The EXIF orientation the file at \a path states (following links): 1 to 8, 1 when it
-    states none or an impossible value, 0 when the file cannot be read as an image. Reads only
-    the metadata. Reentrant.
+    The EXIF orientation the file at \a nativePath states (following links): 1 to 8; 1 when it
+    states none or an impossible value (0, 9, a fraction, NaN, infinity, ...); 0 when the file
+    cannot be read as an image. Reads only the metadata, through the descriptor of the regular
+    file that was opened: a named pipe or device answers 0 at once, with one warning. JPEG,
+    PNG, TIFF, WebP and the camera RAW formats are read by exiv2; a HEIF's EXIF block is read
+    by libheif (and only repeats the rotation libheif applies); anything else, whatever its
+    name, answers 0. Reentrant.
 */
+TQKIT_EXPORT int readOrientation(const QByteArray &nativePath);
+//! The same for a path given as text (QFile::encodeName(\a path)).
 TQKIT_EXPORT int readOrientation(const QString &path);
 
 } // namespace TQImageOrientationWriter

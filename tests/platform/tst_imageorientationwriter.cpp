@@ -1,27 +1,38 @@
 #include "TQImageOrientationWriter.h"
 #include "TQSampleData.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QFile>
+#include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QtEndian>
 
+#include <libheif/heif.h>
+
+#include <bit>
 #include <csignal>
+#include <functional>
 #include <future>
+#include <limits>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
+using TQImageOrientationWriter::readOrientation;
 using TQImageOrientationWriter::Result;
 using TQImageOrientationWriter::writeOrientation;
 
@@ -119,6 +130,138 @@ bool makePicture(const QString &path, const QString &kind, int from)
     return arguments.size() == 3 || QProcess::execute(Exiftool, arguments << path) == 0;
 }
 
+
+QString quoted(const QString &path)
+{
+    return u"\u201c"_s + path + u"\u201d"_s;
+}
+
+bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
+}
+
+// A little-endian TIFF structure whose IFD0 holds one Orientation entry of `type` with `value`
+// (its bytes as stored: inline when four or fewer, else right after the IFD).
+QByteArray tiffWithOrientation(quint16 type, const QByteArray &value)
+{
+    QByteArray tiff("II*\0\x08\0\0\0\x01\0", 10);
+    char entry[12] = {};
+    qToLittleEndian<quint16>(0x0112, entry);
+    qToLittleEndian<quint16>(type, entry + 2);
+    qToLittleEndian<quint32>(1, entry + 4);
+    if (value.size() <= 4)
+        std::copy(value.begin(), value.end(), entry + 8);
+    else
+        qToLittleEndian<quint32>(26, entry + 8);
+    tiff += QByteArray(entry, 12) + QByteArray(4, '\0');
+    return value.size() > 4 ? tiff + value : tiff;
+}
+
+// A plain JPEG carrying `tiff` in an Exif segment right after its SOI.
+QByteArray jpegWithExif(const QByteArray &tiff)
+{
+    QImage image(16, 16, QImage::Format_RGB32);
+    image.fill(Qt::darkCyan);
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "JPEG");
+    QByteArray segment("\xff\xe1\0\0Exif\0\0", 10);
+    qToBigEndian<quint16>(quint16(8 + tiff.size()), segment.data() + 2);
+    QByteArray jpeg = buffer.data();
+    return jpeg.insert(2, segment + tiff);
+}
+
+template <typename T>
+QByteArray littleEndian(T value)
+{
+    QByteArray bytes(sizeof(T), '\0');
+    qToLittleEndian(value, bytes.data());
+    return bytes;
+}
+
+// A grey HEIC whose EXIF block is `tiff`; empty when libheif has no encoder here.
+QString writeHeif(const QString &path, const QByteArray &tiff)
+{
+    heif_context *context = heif_context_alloc();
+    heif_encoder *encoder = nullptr;
+    heif_image *image = nullptr;
+    heif_image_handle *handle = nullptr;
+    heif_image_create(64, 48, heif_colorspace_RGB, heif_chroma_interleaved_RGB, &image);
+    heif_image_add_plane(image, heif_channel_interleaved, 64, 48, 8);
+    int stride = 0;
+    std::fill_n(heif_image_get_plane(image, heif_channel_interleaved, &stride), stride * 48, uint8_t(0x80));
+    const bool written =
+            heif_context_get_encoder_for_format(context, heif_compression_HEVC, &encoder).code == heif_error_Ok
+            && heif_context_encode_image(context, image, encoder, nullptr, &handle).code == heif_error_Ok
+            && heif_context_add_exif_metadata(context, handle, tiff.constData(), int(tiff.size())).code == heif_error_Ok
+            && heif_context_write_to_file(context, QFile::encodeName(path).constData()).code == heif_error_Ok;
+    if (handle)
+        heif_image_handle_release(handle);
+    heif_image_release(image);
+    if (encoder)
+        heif_encoder_release(encoder);
+    heif_context_free(context);
+    return written ? path : QString();
+}
+
+// What a child process answered, and the warnings it logged. A child that hangs or runs away
+// with memory is stopped by its limits (CPU seconds, an alarm) and did not finish.
+struct Outcome
+{
+    bool finished = false;
+    QList<int> answers;
+    QStringList warnings;
+};
+
+QStringList childWarnings;
+
+Outcome inBoundedChild(const std::function<QList<int>()> &work)
+{
+    int channel[2];
+    if (::pipe2(channel, O_CLOEXEC) != 0)
+        return {};
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::close(channel[0]);
+        const struct rlimit cpu = {5, 5};
+        ::setrlimit(RLIMIT_CPU, &cpu);
+        ::alarm(20);
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &message) {
+            if (type == QtWarningMsg || type == QtCriticalMsg)
+                childWarnings << message;
+        });
+        QByteArray report;
+        for (int answer : work())
+            report += QByteArray::number(answer) + ' ';
+        for (const QString &warning : std::as_const(childWarnings))
+            report += '\n' + warning.toUtf8();
+        const bool sent = ::write(channel[1], report.constData(), size_t(report.size())) == report.size();
+        ::_exit(sent ? 0 : 1);
+    }
+    ::close(channel[1]);
+    QByteArray report;
+    char buffer[4096];
+    for (ssize_t n; (n = ::read(channel[0], buffer, sizeof buffer)) != 0;) {
+        if (n > 0)
+            report.append(buffer, n);
+        else if (errno != EINTR)
+            break;
+    }
+    ::close(channel[0]);
+    int status = 0;
+    Outcome outcome;
+    outcome.finished = child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    const QList<QByteArray> lines = report.split('\n');
+    for (const QByteArray &answer : lines.value(0).split(' '))
+        if (!answer.isEmpty())
+            outcome.answers << answer.toInt();
+    for (qsizetype i = 1; i < lines.size(); ++i)
+        outcome.warnings << QString::fromUtf8(lines[i]);
+    return outcome;
+}
+
 } // namespace
 
 class TestImageOrientationWriter : public QObject
@@ -132,6 +275,14 @@ private slots:
     void leavesTheFileAsItWas_data();
     void leavesTheFileAsItWas();
     void filesOnSeveralThreadsAtOnce();
+    void hostileFilesAnswerAtOnce_data();
+    void hostileFilesAnswerAtOnce();
+    void numbersThatAreNoOrientation_data();
+    void numbersThatAreNoOrientation();
+    void removesOnlyCopiesThatDied_data();
+    void removesOnlyCopiesThatDied();
+    void otherHardLinksKeepTheOldContent();
+    void namesThatAreNotUtf8();
 };
 
 void TestImageOrientationWriter::initTestCase()
@@ -205,18 +356,25 @@ void TestImageOrientationWriter::leavesTheFileAsItWas_data()
     QTest::addColumn<int>("from"); // the orientation the picture states; 0: none
     QTest::addColumn<int>("to");
     QTest::addColumn<Result>("expected");
+    QTest::addColumn<QString>("blamed"); // what the message must name: "file", "folder" or anything
 
-    const auto row = [](const char *name, const char *setup, const char *kind, int from, int to, Result r) {
-        QTest::newRow(name) << QString::fromLatin1(setup) << QString::fromLatin1(kind) << from << to << r;
+    const auto row = [](const char *name, const char *setup, const char *kind, int from, int to, Result r,
+                        const char *blamed = "") {
+        QTest::newRow(name) << QString::fromLatin1(setup) << QString::fromLatin1(kind) << from << to << r
+                            << QString::fromLatin1(blamed);
     };
     row("a JPEG that says 6 already is not touched", "", "jpeg", 6, 6, Result::AlreadySet);
     row("a PNG whose text chunk says 6 already is not touched", "", "png", 6, 6, Result::AlreadySet);
     row("orientation 9 is refused", "", "jpeg", 1, 9, Result::InvalidOrientation);
-    row("a file of mode 0444 is read-only even to root", "read-only file", "jpeg", 1, 3, Result::ReadOnlyFile);
-    row("a folder of mode 0555 is read-only even to root", "read-only folder", "jpeg", 1, 3, Result::ReadOnlyFolder);
+    row("a file of mode 0444 is read-only even to root", "read-only file", "jpeg", 1, 3, Result::ReadOnlyFile, "file");
+    row("a folder of mode 0555 is read-only even to root", "read-only folder", "jpeg", 1, 3, Result::ReadOnlyFolder,
+        "folder");
+    row("a read-only file in a read-only folder: the file is named", "read-only both", "jpeg", 1, 3,
+        Result::ReadOnlyFile, "file");
     row("a missing file is not found", "missing", "jpeg", 1, 3, Result::NotFound);
     row("a symbolic link is refused and its target kept", "link", "jpeg", 1, 3, Result::NotAFile);
     row("a folder is refused", "folder", "jpeg", 1, 3, Result::NotAFile);
+    row("a named pipe is refused with a warning", "fifo", "jpeg", 1, 3, Result::NotAFile);
     row("a JPEG cut in half is corrupt", "truncated", "jpeg", 1, 3, Result::Corrupt);
     row("a TIFF cut in half, inside its strip, is corrupt", "truncated", "tiff", 1, 3, Result::Corrupt);
     row("a PNG cut in half, before IEND, is corrupt", "truncated", "png", 1, 3, Result::Corrupt);
@@ -236,11 +394,12 @@ void TestImageOrientationWriter::leavesTheFileAsItWas()
     QFETCH(int, from);
     QFETCH(int, to);
     QFETCH(Result, expected);
+    QFETCH(QString, blamed);
 
     const QTemporaryDir root;
     const QString folder = root.filePath(u"folder"_s), path = folder + u"/picture."_s + kind;
     QVERIFY(QDir().mkpath(setup == u"folder" ? path : folder));
-    if (setup != u"missing" && setup != u"folder" && setup != u"text")
+    if (setup != u"missing" && setup != u"folder" && setup != u"text" && setup != u"fifo")
         QVERIFY(makePicture(path, kind, from));
 
     QByteArray bytes = setup == u"text" ? "Not Found: the download went wrong\n" : readAll(path);
@@ -263,12 +422,17 @@ void TestImageOrientationWriter::leavesTheFileAsItWas()
         QVERIFY(QFile::rename(path, folder + u"/target.jpeg"_s));
         QVERIFY(QFile::link(u"target.jpeg"_s, path));
     }
-    if (setup == u"read-only file")
+    if (setup == u"fifo") { // made last: opening it to read would wait for a writer
+        QVERIFY(::mkfifo(QFile::encodeName(path).constData(), 0644) == 0);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QRegularExpression::escape(path) + u".*named pipe"_s));
+    }
+    if (setup.startsWith(u"read-only") && setup != u"read-only folder")
         QVERIFY(::chmod(QFile::encodeName(path).constData(), 0444) == 0);
-    if (setup == u"read-only folder")
+    if (setup.startsWith(u"read-only") && setup != u"read-only file")
         QVERIFY(::chmod(QFile::encodeName(folder).constData(), 0555) == 0);
 
-    bytes = readAll(path);
+    if (setup != u"fifo")
+        bytes = readAll(path);
     const ino_t inode = statOf(path).st_ino;
     const QStringList entries = folderEntries(folder);
     const QByteArray targetBytes = readAll(folder + u"/target.jpeg"_s);
@@ -287,7 +451,12 @@ void TestImageOrientationWriter::leavesTheFileAsItWas()
 
     QCOMPARE(result, expected);
     QCOMPARE(error.isEmpty(), expected == Result::AlreadySet);
-    QCOMPARE(readAll(path), bytes);
+    if (blamed == u"file")
+        QVERIFY2(error.contains(quoted(path)) && !error.contains(quoted(folder)), qPrintable(error));
+    if (blamed == u"folder")
+        QVERIFY2(error.contains(quoted(folder)), qPrintable(error));
+    if (setup != u"fifo")
+        QCOMPARE(readAll(path), bytes);
     QCOMPARE(statOf(path).st_ino, inode);
     QCOMPARE(readAll(folder + u"/target.jpeg"_s), targetBytes);
     QCOMPARE(folderEntries(folder), entries); // no copy left behind
@@ -309,6 +478,183 @@ void TestImageOrientationWriter::filesOnSeveralThreadsAtOnce()
         QCOMPARE(results[i].get(), Result::Written);
         QCOMPARE(TQImageOrientationWriter::readOrientation(paths[i]), 2 + i);
     }
+}
+
+void TestImageOrientationWriter::hostileFilesAnswerAtOnce_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("bytes"); // empty: a named pipe; "heif": a real HEIC stating 6
+    QTest::addColumn<int>("read");
+    QTest::addColumn<Result>("written");
+
+    // A QuickTime file type box, then an atom whose size field says 0xfffffffe.
+    const QByteArray runaway = QByteArray("\0\0\0\x18" "ftypqt  \0\0\x02\0qt  \0\0\0\0", 24)
+            + QByteArray("\xff\xff\xff\xfe" "moov", 8) + QByteArray(64, '\0');
+    QTest::newRow("a QuickTime shape named .jpg") << u"movie.jpg"_s << runaway << 0 << Result::UnsupportedFormat;
+    QTest::newRow("a QuickTime shape named .heic") << u"movie.heic"_s << runaway << 0 << Result::UnsupportedFormat;
+    QTest::newRow("a QuickTime shape named .webp") << u"movie.webp"_s << runaway << 0 << Result::UnsupportedFormat;
+    QTest::newRow("a named pipe named .jpg") << u"pipe.jpg"_s << QByteArray() << 0 << Result::NotAFile;
+    QTest::newRow("a real HEIC: libheif reads its orientation, the writer leaves it")
+            << u"photo.heic"_s << "heif"_ba << 6 << Result::UnsupportedFormat;
+}
+
+void TestImageOrientationWriter::hostileFilesAnswerAtOnce()
+{
+    QFETCH(QString, name);
+    QFETCH(QByteArray, bytes);
+    QFETCH(int, read);
+    QFETCH(Result, written);
+
+    const QTemporaryDir root;
+    const QString path = root.filePath(name);
+    if (bytes.isEmpty())
+        QVERIFY(::mkfifo(QFile::encodeName(path).constData(), 0644) == 0);
+    else if (bytes == "heif" && writeHeif(path, tiffWithOrientation(3, littleEndian<quint16>(6))).isEmpty())
+        QSKIP("libheif can't encode HEVC here");
+    else if (bytes != "heif")
+        QVERIFY(writeFile(path, bytes));
+    const QByteArray before = bytes.isEmpty() ? QByteArray() : readAll(path);
+
+    const Outcome outcome = inBoundedChild([&path] {
+        return QList<int>{readOrientation(path), int(writeOrientation(path, 6))};
+    });
+    QVERIFY2(outcome.finished, "the child hung, ran away or crashed");
+    QCOMPARE(outcome.answers, (QList<int>{read, int(written)}));
+    // A special file is worth one warning each time it is refused, naming it; nothing else is.
+    QCOMPARE(outcome.warnings.size(), bytes.isEmpty() ? 2 : 0);
+    for (const QString &warning : outcome.warnings)
+        QVERIFY2(warning.contains(path), qPrintable(warning));
+    if (!bytes.isEmpty())
+        QCOMPARE(readAll(path), before);
+}
+
+void TestImageOrientationWriter::numbersThatAreNoOrientation_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QByteArray>("value");
+    QTest::addColumn<int>("read"); // 1: states none
+
+    const double inf = std::numeric_limits<double>::infinity();
+    QTest::newRow("SHORT 6") << 3 << littleEndian<quint16>(6) << 6;
+    QTest::newRow("SHORT 9") << 3 << littleEndian<quint16>(9) << 1;
+    QTest::newRow("LONG 4294967290") << 4 << littleEndian<quint32>(4294967290u) << 1;
+    QTest::newRow("FLOAT 6") << 11 << littleEndian(std::bit_cast<quint32>(6.0f)) << 6;
+    QTest::newRow("FLOAT 6.5") << 11 << littleEndian(std::bit_cast<quint32>(6.5f)) << 1;
+    QTest::newRow("FLOAT NaN") << 11 << littleEndian(std::bit_cast<quint32>(std::numeric_limits<float>::quiet_NaN())) << 1;
+    QTest::newRow("FLOAT -inf") << 11 << littleEndian(std::bit_cast<quint32>(float(-inf))) << 1;
+    QTest::newRow("DOUBLE 1e300") << 12 << littleEndian(std::bit_cast<quint64>(1e300)) << 1;
+    QTest::newRow("DOUBLE inf") << 12 << littleEndian(std::bit_cast<quint64>(inf)) << 1;
+    QTest::newRow("RATIONAL 12/2") << 5 << littleEndian(quint64(2) << 32 | 12) << 6;
+    QTest::newRow("RATIONAL 6/0") << 5 << littleEndian(quint64(6)) << 1;
+    QTest::newRow("SRATIONAL -2147483648/-1") << 10 << littleEndian(quint64(0xffffffff) << 32 | 0x80000000u) << 1;
+}
+
+void TestImageOrientationWriter::numbersThatAreNoOrientation()
+{
+    QFETCH(int, type);
+    QFETCH(QByteArray, value);
+    QFETCH(int, read);
+
+    const QTemporaryDir root;
+    const QString path = root.filePath(u"odd.jpg"_s);
+    QVERIFY(writeFile(path, jpegWithExif(tiffWithOrientation(quint16(type), value))));
+    QCOMPARE(readOrientation(path), read);
+    // Writing 6 over anything but a real 6 rewrites the tag as a SHORT that says 6.
+    QCOMPARE(writeOrientation(path, 6), read == 6 ? Result::AlreadySet : Result::Written);
+    QCOMPARE(readOrientation(path), 6);
+}
+
+void TestImageOrientationWriter::removesOnlyCopiesThatDied_data()
+{
+    QTest::addColumn<QString>("entry");
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<bool>("removed");
+
+    QTest::newRow("a dead copy of this file") << u".picture.jpg.k3Xq9Z"_s << u"old"_s << true;
+    QTest::newRow("a dead copy touched just now") << u".picture.jpg.k3Xq9Z"_s << u"new"_s << true;
+    QTest::newRow("a copy a living writer holds") << u".picture.jpg.k3Xq9Z"_s << u"locked"_s << false;
+    QTest::newRow("a copy just made, not yet locked") << u".picture.jpg.k3Xq9Z"_s << u"newborn"_s << false;
+    QTest::newRow("a copy made long ago, never locked") << u".picture.jpg.k3Xq9Z"_s << u"stillborn"_s << true;
+    QTest::newRow("a copy with another name too") << u".picture.jpg.k3Xq9Z"_s << u"linked"_s << false;
+    QTest::newRow("a copy of another user") << u".picture.jpg.k3Xq9Z"_s << u"foreign"_s << false;
+    QTest::newRow("a symbolic link") << u".picture.jpg.k3Xq9Z"_s << u"symlink"_s << false;
+    QTest::newRow("a named pipe") << u".picture.jpg.k3Xq9Z"_s << u"fifo"_s << false;
+    QTest::newRow("a copy of another file") << u".picture.jpeg.k3Xq9Z"_s << u"old"_s << false;
+    QTest::newRow("five letters") << u".picture.jpg.k3Xq9"_s << u"old"_s << false;
+    QTest::newRow("seven letters") << u".picture.jpg.k3Xq9Zz"_s << u"old"_s << false;
+    QTest::newRow("not a letter") << u".picture.jpg.k3Xq-Z"_s << u"old"_s << false;
+}
+
+void TestImageOrientationWriter::removesOnlyCopiesThatDied()
+{
+    QFETCH(QString, entry);
+    QFETCH(QString, kind);
+    QFETCH(bool, removed);
+
+    const QTemporaryDir root;
+    const QString path = root.filePath(u"picture.jpg"_s), copy = root.filePath(entry);
+    const QByteArray native = QFile::encodeName(copy);
+    QVERIFY(makePicture(path, u"jpeg"_s, 1));
+    if (kind == u"symlink")
+        QVERIFY(QFile::link(path, copy));
+    else if (kind == u"fifo")
+        QVERIFY(::mkfifo(native.constData(), 0600) == 0);
+    else
+        QVERIFY(QFile::copy(path, copy));
+    if (kind == u"linked")
+        QVERIFY(::link(native.constData(), QFile::encodeName(root.filePath(u"kept.jpg"_s)).constData()) == 0);
+    if (kind == u"foreign")
+        QVERIFY(::geteuid() != 0 || ::lchown(native.constData(), 1234, 1234) == 0);
+    if (kind.endsWith(u"born"))
+        QVERIFY(::chmod(native.constData(), 0) == 0);
+    const struct timespec old[2] = {{0, UTIME_OMIT}, {::time(nullptr) - 60, 0}};
+    if (kind != u"new" && kind != u"newborn")
+        QVERIFY(::utimensat(AT_FDCWD, native.constData(), old, AT_SYMLINK_NOFOLLOW) == 0);
+    int held = -1;
+    if (kind == u"locked") {
+        struct flock lock = {};
+        lock.l_type = F_WRLCK;
+        held = ::open(native.constData(), O_RDWR | O_CLOEXEC);
+        QVERIFY(held >= 0 && ::fcntl(held, F_OFD_SETLK, &lock) == 0);
+    }
+
+    QCOMPARE(writeOrientation(path, 6), Result::Written);
+    if (held >= 0)
+        ::close(held);
+    QCOMPARE(!QFileInfo(copy).exists() && !QFileInfo(copy).isSymLink(), removed);
+}
+
+void TestImageOrientationWriter::otherHardLinksKeepTheOldContent()
+{
+    const QTemporaryDir root;
+    const QString path = root.filePath(u"picture.jpg"_s), other = root.filePath(u"other.jpg"_s);
+    QVERIFY(makePicture(path, u"jpeg"_s, 1));
+    QVERIFY(::link(QFile::encodeName(path).constData(), QFile::encodeName(other).constData()) == 0);
+    const QByteArray bytes = readAll(path);
+    const ino_t inode = statOf(path).st_ino;
+
+    QCOMPARE(writeOrientation(path, 8), Result::Written);
+    QCOMPARE(readOrientation(path), 8);
+    QCOMPARE(readAll(other), bytes);
+    QCOMPARE(statOf(other).st_ino, inode);
+    QCOMPARE(statOf(other).st_nlink, nlink_t(1));
+    QCOMPARE(statOf(path).st_nlink, nlink_t(1));
+}
+
+void TestImageOrientationWriter::namesThatAreNotUtf8()
+{
+    const QTemporaryDir root;
+    const QString made = root.filePath(u"made.jpg"_s);
+    QVERIFY(makePicture(made, u"jpeg"_s, 1));
+    const QByteArray native = QFile::encodeName(root.path()) + "/caf\xff.jpg";
+    QVERIFY(::rename(QFile::encodeName(made).constData(), native.constData()) == 0);
+
+    QString error = u"stale"_s;
+    QCOMPARE(writeOrientation(native, 3, &error), Result::Written);
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    QCOMPARE(readOrientation(native), 3);
+    QVERIFY(::unlink(native.constData()) == 0); // QDir sees no such name, so neither would the cleanup
+    QCOMPARE(folderEntries(root.path()), QStringList());
 }
 
 QTEST_GUILESS_MAIN(TestImageOrientationWriter)
