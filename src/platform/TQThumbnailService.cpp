@@ -26,6 +26,7 @@
 #include <exception>
 #include <memory>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -396,8 +397,11 @@ QImage TQThumbnailService::thumbnailForFile(const QByteArray &nativePath, const 
     // here, and a file swapped after this check is not the one read.
     const TQRegularFile file(nativePath);
     if (!file.isOpen()) {
-        file.warnIfRefused(path, "a thumbnail");
-        if (!file.refused())
+        // A browser asks for folders' thumbnails all the time: that is no hostile file.
+        struct stat st = {};
+        if (file.refused() && !(::stat(nativePath.constData(), &st) == 0 && S_ISDIR(st.st_mode)))
+            file.warnIfRefused(path, "a thumbnail");
+        else
             qCDebug(lcPlatform) << "no thumbnail for" << path << ":" << file.error();
         return {};
     }

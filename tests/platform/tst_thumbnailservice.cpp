@@ -9,8 +9,10 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QImageReader>
+#include <QImageWriter>
 #include <QLoggingCategory>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSaveFile>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -25,7 +27,9 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 namespace {
@@ -208,6 +212,43 @@ QString writeHeif(const QString &path, const QImage &picture, const QImage &thum
         heif_encoder_release(encoder);
     heif_context_free(context);
     return written ? QString() : u"libheif has no HEVC encoder here, or it failed"_s;
+}
+
+// A small JPEG whose frame header states `stated` instead of its real 16x16.
+QByteArray jpegStating(QSize stated, bool progressive)
+{
+    QImage image(16, 16, QImage::Format_RGB32);
+    image.fill(TQSampleData::Background);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, "jpeg");
+    writer.setProgressiveScanWrite(progressive);
+    writer.write(image);
+    for (qsizetype at = 2; at + 9 < bytes.size(); at += 2 + qFromBigEndian<quint16>(bytes.constData() + at + 2)) {
+        const uchar marker = uchar(bytes[at + 1]);
+        if (marker == 0xc0 || marker == 0xc2) {
+            qToBigEndian<quint16>(quint16(stated.height()), bytes.data() + at + 5);
+            qToBigEndian<quint16>(quint16(stated.width()), bytes.data() + at + 7);
+            return bytes;
+        }
+    }
+    return {};
+}
+
+// A PNG with a chunk of `type` after its header that declares `length` bytes but holds four.
+QByteArray pngWithChunk(const char *type, quint32 length)
+{
+    QByteArray png = solidPng({8, 8}, Red);
+    QByteArray chunk(12 + 4, 'x');
+    qToBigEndian(length, chunk.data());
+    chunk.replace(4, 4, type);
+    return png.insert(33, chunk);
+}
+
+bool makeFifo(const QString &path)
+{
+    return ::mkfifo(QFile::encodeName(path).constData(), 0600) == 0;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -487,6 +528,7 @@ private slots:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<bool>("recorded");
+        QTest::addColumn<QString>("warning"); // empty: none
         const QByteArray jpeg = contents(sample(u"whole.jpg"_s, "JPEG", {320, 240}));
         QByteArray hugePng = solidPng({8, 8}, Red);
         const uchar hugeSize[8] = {0, 1, 0x86, 0xa0, 0, 1, 0x86, 0xa0}; // 100000 x 100000
@@ -494,11 +536,20 @@ private slots:
         uchar crc[4];
         qToBigEndian(crc32(QByteArrayView(hugePng).sliced(12, 17)), crc);
         hugePng.replace(29, 4, reinterpret_cast<const char *>(crc), 4);
-        QTest::newRow("cut-off JPEG") << u"cut.jpg"_s << jpeg.left(jpeg.size() * 2 / 3) << true;
-        QTest::newRow("text named .jpg") << u"text.jpg"_s << QByteArray("not a picture at all\n") << true;
-        QTest::newRow("PNG claiming 100000x100000") << u"huge.png"_s << hugePng << true;
-        QTest::newRow("HEIF brand, no boxes") << u"junk.heic"_s << QByteArray("\0\0\0\x18" "ftypheic\0\0\0\0mif1heic", 24) << true;
-        QTest::newRow("plain text") << u"notes.txt"_s << QByteArray("just words\n") << false;
+        // A QuickTime file type box, then an atom whose size exiv2's video parser loops on.
+        const QByteArray quickTime = QByteArray("\0\0\0\x18" "ftypqt  \0\0\0\0qt  \0\0\0\0", 24) + "\xff\xff\xff\xfe" "moov"
+                + QByteArray(64, '\0');
+        QTest::newRow("cut-off JPEG") << u"cut.jpg"_s << jpeg.left(jpeg.size() * 2 / 3) << true << QString();
+        QTest::newRow("text named .jpg") << u"text.jpg"_s << QByteArray("not a picture at all\n") << true << QString();
+        QTest::newRow("PNG claiming 100000x100000")
+                << u"huge.png"_s << hugePng << true
+                << u"the picture 100000x100000 pixels take 40000 MB to decode, more than the budget of 400 MB"_s;
+        QTest::newRow("HEIF brand, no boxes") << u"junk.heic"_s << QByteArray("\0\0\0\x18" "ftypheic\0\0\0\0mif1heic", 24) << true
+                                              << QString();
+        QTest::newRow("QuickTime atoms named .jpg") << u"qt.jpg"_s << quickTime << true << QString();
+        QTest::newRow("QuickTime atoms named .webp") << u"qt.webp"_s << quickTime << true << QString();
+        QTest::newRow("QuickTime atoms named .dng") << u"qt.dng"_s << quickTime << true << QString();
+        QTest::newRow("plain text") << u"notes.txt"_s << QByteArray("just words\n") << false << QString();
     }
 
     void brokenFiles()
@@ -506,8 +557,11 @@ private slots:
         QFETCH(QString, name);
         QFETCH(QByteArray, bytes);
         QFETCH(bool, recorded);
+        QFETCH(QString, warning);
         const QString path = file(u"broken-"_s + name);
         QVERIFY(writeFile(path, bytes));
+        if (!warning.isEmpty())
+            QTest::ignoreMessage(QtWarningMsg, u"Not decoding %1 for a thumbnail: %2"_s.arg(path, warning).toUtf8());
         QVERIFY(thumbnailForFile(path, {256, 256}).isNull());
         QCOMPARE(QFile::exists(failRecord(path)), recorded);
         QCOMPARE(contents(path), bytes);
@@ -598,6 +652,8 @@ private slots:
         QTest::addColumn<bool>("thumbnailUsed");
         QTest::newRow("its thumbnail is large enough") << 100.0 << true;
         QTest::newRow("its thumbnail is too small") << 200.0 << false;
+        // Decoded at its own size: what comes back must not borrow libheif's freed plane.
+        QTest::newRow("smaller than the box") << 1024.0 << false;
     }
 
     void heif()
@@ -610,9 +666,206 @@ private slots:
         if (!problem.isEmpty())
             QSKIP(qPrintable(problem));
         const QImage thumbnail = thumbnailForFile(path, {request, request});
-        QCOMPARE(thumbnail.size(), QSize(int(request), int(request) * 3 / 4));
+        QCOMPARE(thumbnail.size(), request >= 320 ? QSize(320, 240) : QSize(int(request), int(request) * 3 / 4));
         const QString wrong = notUpright(thumbnail, thumbnailUsed ? Green : TQSampleData::Background);
         QVERIFY2(wrong.isEmpty(), qPrintable(wrong));
+    }
+
+    void specialFiles_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("refusal"); // what the warning says it is; empty: no warning
+        QTest::newRow("FIFO named .jpg") << u"fifo.jpg"_s << u"is a named pipe"_s;
+        QTest::newRow("FIFO named .png") << u"fifo.png"_s << u"is a named pipe"_s;
+        QTest::newRow("FIFO named .heic") << u"fifo.heic"_s << u"is a named pipe"_s;
+        QTest::newRow("link to /dev/zero named .jpg") << u"zero.jpg"_s << u"is a device"_s;
+        QTest::newRow("folder named .jpg") << u"folder.jpg"_s << QString();
+    }
+
+    // Nothing that is not a regular file is read: no hang on a FIFO, no endless device.
+    void specialFiles()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, refusal);
+        const QString path = file(u"special/"_s + name);
+        QVERIFY(QDir().mkpath(file(u"special"_s)));
+        if (name.startsWith(u"fifo"))
+            QVERIFY(makeFifo(path));
+        else if (name.startsWith(u"zero"))
+            QVERIFY(QFile::link(u"/dev/zero"_s, path));
+        else
+            QVERIFY(QDir().mkpath(path));
+        if (!refusal.isEmpty())
+            QTest::ignoreMessage(QtWarningMsg, u"Not reading %1 for a thumbnail: it %2"_s.arg(path, refusal).toUtf8());
+        QVERIFY(thumbnailForFile(path, {128, 128}).isNull());
+        QVERIFY(!QFile::exists(failRecord(path)));
+    }
+
+    void plantedInTheCache_data()
+    {
+        QTest::addColumn<QString>("what");
+        QTest::addColumn<bool>("asFailRecord");
+        QTest::addColumn<QString>("refusal");
+        QTest::newRow("FIFO as the thumbnail") << u"fifo"_s << false << u"is a named pipe"_s;
+        QTest::newRow("folder as the thumbnail") << u"folder"_s << false << u"is a folder"_s;
+        QTest::newRow("link to /dev/zero as the thumbnail") << u"zero"_s << false << u"is a device"_s;
+        QTest::newRow("FIFO as the fail record") << u"fifo"_s << true << u"is a named pipe"_s;
+        QTest::newRow("chunk longer than the file") << u"chunk"_s << false << QString();
+    }
+
+    // Whatever lies under a cache name and is no regular file is a miss: the thumbnail is made.
+    void plantedInTheCache()
+    {
+        QFETCH(QString, what);
+        QFETCH(bool, asFailRecord);
+        QFETCH(QString, refusal);
+        const QString path = sample(u"planted-%1-%2.jpg"_s.arg(what).arg(asFailRecord), "JPEG", {320, 240});
+        const QString target = asFailRecord ? failRecord(path) : cached(path, u"normal"_s);
+        QVERIFY(QDir().mkpath(QFileInfo(target).path()));
+        if (what == u"fifo")
+            QVERIFY(makeFifo(target));
+        else if (what == u"zero")
+            QVERIFY(QFile::link(u"/dev/zero"_s, target));
+        else if (what == u"folder")
+            QVERIFY(QDir().mkpath(target));
+        else
+            QVERIFY(writeFile(target, pngWithChunk("tEXt", 0x7ffffff0)));
+        if (!refusal.isEmpty())
+            QTest::ignoreMessage(QtWarningMsg, u"Not reading %1 for a cached thumbnail: it %2"_s.arg(target, refusal).toUtf8());
+        const QImage thumbnail = thumbnailForFile(path, {128, 128});
+        QCOMPARE(thumbnail.size(), QSize(128, 96));
+        QVERIFY(notUpright(thumbnail).isEmpty());
+    }
+
+    void declaredSizes_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QByteArray>("preview"); // an EXIF thumbnail to add, if any
+        QTest::addColumn<QString>("warning");    // a pattern; empty: none
+        QTest::addColumn<QSize>("expected");
+        const QSize huge(16000, 12000);
+        QTest::newRow("progressive JPEG stating 16000x12000")
+                << u"progressive.jpg"_s << jpegStating(huge, true) << QByteArray()
+                << u"16000x12000 pixels \\(progressive or in several scans\\) take \\d+ MB"_s << QSize();
+        // At 1/8 scale it is 2000x1500, well within the budget.
+        QTest::newRow("baseline JPEG stating 16000x12000")
+                << u"baseline.jpg"_s << jpegStating(huge, false) << QByteArray() << QString() << QSize(1024, 768);
+        QTest::newRow("EXIF preview: progressive, stating 16000x12000")
+                << u"with-preview.jpg"_s << jpegStating(huge, false) << jpegStating(huge, true)
+                << u"its embedded preview 16000x12000 pixels \\(progressive"_s << QSize(1024, 768);
+        QTest::newRow("PNG chunk declaring 2 GB") << u"chunk.png"_s << pngWithChunk("tEXt", 0x7ffffff0) << QByteArray()
+                                                  << u"its tEXt chunk declares 2147483632 bytes"_s << QSize();
+        QTest::newRow("PNG chunk past the end") << u"chunk-past.png"_s << pngWithChunk("iCCP", 5000) << QByteArray()
+                                                << u"its iCCP chunk declares 5000 bytes"_s << QSize();
+    }
+
+    // Costs are worked out from what a file states, before any decoder is handed it.
+    void declaredSizes()
+    {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, bytes);
+        QFETCH(QByteArray, preview);
+        QFETCH(QString, warning);
+        QFETCH(QSize, expected);
+        QVERIFY(!bytes.isEmpty());
+        const QString path = file(name);
+        QVERIFY(writeFile(path, bytes));
+        if (!preview.isEmpty())
+            setExifThumbnail(path, preview);
+        TQThumbnailService::setCacheEnabled(false);
+        if (!warning.isEmpty())
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^Not decoding "_s + QRegularExpression::escape(path)
+                                                                  + u" for a thumbnail: .*"_s + warning));
+        QCOMPARE(thumbnailForFile(path, {1024, 1024}).size(), expected.isValid() ? expected : QSize(0, 0));
+    }
+
+    void hugeSparseFiles_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("head");
+        QTest::addColumn<QString>("warning");
+        QTest::newRow("a JPEG, then 8 GiB of holes") << u"sparse.jpg"_s << jpegStating({16, 16}, false) << QString();
+        QTest::newRow("a PNG header, then 8 GiB of holes")
+                << u"sparse.png"_s << solidPng({8, 8}, Red).left(33) << u"chunk 1 has no type"_s;
+    }
+
+    // Nothing in the thumbnail path reads or scans the whole of a huge (sparse) file.
+    void hugeSparseFiles()
+    {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, head);
+        QFETCH(QString, warning);
+        const QString path = file(name);
+        QFile sparse(path);
+        QVERIFY(sparse.open(QIODevice::WriteOnly) && sparse.write(head) == head.size());
+        if (!sparse.resize(qint64(8) << 30))
+            QSKIP("this file system holds no 8 GiB sparse file");
+        sparse.close();
+        if (!warning.isEmpty())
+            QTest::ignoreMessage(QtWarningMsg, u"Not decoding %1 for a thumbnail: %2"_s.arg(path, warning).toUtf8());
+        QVERIFY(thumbnailForFile(path, {256, 256}).isNull());
+        QVERIFY(QFile::exists(failRecord(path)));
+        QVERIFY(QFile::remove(path));
+    }
+
+    void previewNeverLargerThanPicture_data()
+    {
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<QSize>("picture");
+        QTest::addColumn<QSize>("preview");
+        QTest::addColumn<bool>("used");
+        QTest::newRow("PNG 120x90, preview 160x120") << u"PNG"_s << QSize(120, 90) << QSize(160, 120) << false;
+        QTest::newRow("JPEG 120x90, preview 160x120") << u"JPEG"_s << QSize(120, 90) << QSize(160, 120) << false;
+        QTest::newRow("JPEG 160x120, preview 160x120") << u"JPEG"_s << QSize(160, 120) << QSize(160, 120) << true;
+        QTest::newRow("JPEG 640x480, preview 160x120") << u"JPEG"_s << QSize(640, 480) << QSize(160, 120) << true;
+    }
+
+    // A thumbnail is never larger than the picture, whatever its EXIF thumbnail's size.
+    void previewNeverLargerThanPicture()
+    {
+        QFETCH(QString, format);
+        QFETCH(QSize, picture);
+        QFETCH(QSize, preview);
+        QFETCH(bool, used);
+        const QString path = sample(u"small-%1.%2"_s.arg(QLatin1StringView(QTest::currentDataTag()).left(11)).arg(format.toLower())
+                                            .replace(u' ', u'-').replace(u',', u'-'),
+                                    qPrintable(format), picture);
+        setExifThumbnail(path, encoded(tinted(storedPixels(path).scaled(preview)), "JPEG"));
+        const QImage thumbnail = thumbnailForFile(path, {128, 128});
+        QCOMPARE(thumbnail.size(), picture.width() <= 128 ? picture : picture.scaled(128, 128, Qt::KeepAspectRatio));
+        const QString problem = notUpright(thumbnail, used ? Green : TQSampleData::Background);
+        QVERIFY2(problem.isEmpty(), qPrintable(problem));
+    }
+
+    void nativeNames_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<QByteArray>("escaped");
+        QTest::newRow("bytes 0xFF 0xFE, not UTF-8") << QByteArray("pic-\xff\xfe.png") << QByteArray("pic-%FF%FE.png");
+        QTest::newRow("UTF-8") << QByteArray("pic-\xc3\xbc.png") << QByteArray("pic-%C3%BC.png");
+    }
+
+    // A name that is not UTF-8 reaches its file, and its cache entry is the one under the URI
+    // of its bytes, as every other desktop program computes it.
+    void nativeNames()
+    {
+        QFETCH(QByteArray, name);
+        QFETCH(QByteArray, escaped);
+        const QByteArray folder = QFile::encodeName(m_dir.path());
+        const QByteArray png = solidPng({64, 48}, Red);
+        const int fd = ::open((folder + '/' + name).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        QVERIFY(fd >= 0);
+        const bool written = ::write(fd, png.constData(), size_t(png.size())) == png.size();
+        ::close(fd);
+        QVERIFY(written);
+        const QImage thumbnail = TQThumbnailService::thumbnailForFile(folder + '/' + name, QSizeF(128, 128));
+        QCOMPARE(thumbnail.size(), QSize(64, 48));
+        QVERIFY(near(thumbnail.pixel(32, 24), Red));
+        const QByteArray uri = "file://" + folder + '/' + escaped;
+        QVERIFY(QFile::exists(cacheRoot() + u"/normal/"_s
+                              + QString::fromLatin1(QCryptographicHash::hash(uri, QCryptographicHash::Md5).toHex()) + u".png"_s));
+        QCOMPARE(::unlink((folder + '/' + name).constData()), 0); // QDir can't name it to clean up
     }
 
     void concurrentRequests()
@@ -664,6 +917,8 @@ private slots:
                 << u"e.txt"_s << u"{script} %i %o"_s
                 << printfPicture(solidPng({20000, 2}, Red)) + u" > \"$2\""_s << u"text/plain;"_s << QString()
                 << NullAndFailRecord;
+        QTest::newRow("leaves a FIFO as its picture") << u"fifo.txt"_s << u"{script} %i %o"_s << u"mkfifo \"$2\""_s
+                                                      << u"text/plain;"_s << QString() << NullAndFailRecord;
         QTest::newRow("exit status 1") << u"f.txt"_s << u"{script} %i %o"_s << u"{picture} > \"$2\"; exit 1"_s
                                        << u"text/plain;"_s << QString() << NullAndFailRecord;
         QTest::newRow("TryExec names no program") << u"g.txt"_s << u"{script} %i %o"_s << u"{picture} > \"$2\""_s
@@ -747,6 +1002,40 @@ private slots:
         QVERIFY(QFile::exists(failRecord(input)));
     }
 
+    void thumbnailerLimits_data()
+    {
+        QTest::addColumn<bool>("sandboxed");
+        QTest::addColumn<QString>("script"); // writes its picture only when the limit stopped it
+        for (const bool sandboxed : {true, false}) {
+            const char *how = sandboxed ? "sandboxed" : "unconfined";
+            QTest::addRow("%s, allocating 1.5 GB", how)
+                    << sandboxed << u"python3 -c 'bytearray(1536 << 20)' 2>/dev/null && exit 3\n{picture} > \"$2\""_s;
+            QTest::addRow("%s, writing 80 MB", how)
+                    << sandboxed << u"head -c 80000000 /dev/zero > big 2>/dev/null && exit 3\n{picture} > \"$2\""_s;
+            QTest::addRow("%s, CPU time", how)
+                    << sandboxed << u"t=$(ulimit -t); [ \"$t\" != unlimited ] && [ \"$t\" -le 10 ] || exit 3\n{picture} > \"$2\""_s;
+        }
+    }
+
+    // A thumbnailer runs with limits that make a hostile file's demands fail inside it.
+    void thumbnailerLimits()
+    {
+        QFETCH(bool, sandboxed);
+        QFETCH(QString, script);
+        TQThumbnailService::setThumbnailerSandboxEnabled(sandboxed);
+        if (sandboxed && !TQThumbnailService::thumbnailersSandboxed())
+            QSKIP("bwrap is missing or does not work here");
+        if (script.startsWith(u"python3") && QStandardPaths::findExecutable(u"python3"_s).isEmpty())
+            QSKIP("python3 is not on PATH");
+        const QString program = file(u"limited.sh"_s);
+        QVERIFY(writeScript(program, QString(script).replace(u"{picture}"_s, m_picture)));
+        QVERIFY(installEntry(qEnvironmentVariable("XDG_DATA_HOME"), program + u" %i %o"_s, u"text/plain;"_s));
+        const QString input = file(u"limited-%1.txt"_s.arg(QLatin1StringView(QTest::currentDataTag())).replace(u' ', u'-'));
+        QVERIFY(writeFile(input, "words\n"));
+        const QImage thumbnail = thumbnailForFile(input, {128, 128});
+        QCOMPARE(thumbnail.size(), QSize(40, 30));
+    }
+
     void sandbox()
     {
         if (!TQThumbnailService::thumbnailersSandboxed())
@@ -822,6 +1111,9 @@ int main(int argc, char **argv)
     qputenv("XDG_CACHE_HOME", QFile::encodeName(home.filePath(u"cache"_s)));
     qputenv("XDG_DATA_HOME", QFile::encodeName(home.filePath(u"data"_s)));
     qputenv("XDG_DATA_DIRS", QFile::encodeName(home.filePath(u"data-dir"_s) + u':' + home.filePath(u"system"_s)));
+    // Freed blocks of 64 KiB and more go back to the system at once, so an image that still
+    // points into a decoder's freed buffer crashes here, not only under AddressSanitizer.
+    mallopt(M_MMAP_THRESHOLD, 64 << 10);
     QCoreApplication app(argc, argv);
     // Broken and hostile files make Qt's image readers complain; those complaints are expected.
     QLoggingCategory::setFilterRules(u"qt.gui.imageio.warning=false\nqt.gui.imageio.*.warning=false"_s);
