@@ -25,6 +25,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/inotify.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -281,6 +282,8 @@ private slots:
     void numbersThatAreNoOrientation();
     void removesOnlyCopiesThatDied_data();
     void removesOnlyCopiesThatDied();
+    void theCopyIsNamedOnlyWhenComplete_data();
+    void theCopyIsNamedOnlyWhenComplete();
     void otherHardLinksKeepTheOldContent();
     void namesThatAreNotUtf8();
 };
@@ -622,6 +625,41 @@ void TestImageOrientationWriter::removesOnlyCopiesThatDied()
     if (held >= 0)
         ::close(held);
     QCOMPARE(!QFileInfo(copy).exists() && !QFileInfo(copy).isSymLink(), removed);
+}
+
+void TestImageOrientationWriter::theCopyIsNamedOnlyWhenComplete_data()
+{
+    QTest::addColumn<int>("from");
+    QTest::newRow("a tag patched") << 1;
+    QTest::newRow("a tag added by exiv2") << 0;
+}
+
+void TestImageOrientationWriter::theCopyIsNamedOnlyWhenComplete()
+{
+    QFETCH(int, from);
+    // The folder's events tell whether the copy was written while it had a name: a kill then
+    // would have left it behind.
+    const QTemporaryDir root;
+    const QString path = root.filePath(u"picture.jpg"_s);
+    QVERIFY(makePicture(path, u"jpeg"_s, from));
+    const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    QVERIFY(watch >= 0);
+    QVERIFY(::inotify_add_watch(watch, QFile::encodeName(root.path()).constData(),
+                                IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_FROM) >= 0);
+    QCOMPARE(writeOrientation(path, 6), Result::Written);
+
+    QStringList events; // of the copy's name only
+    alignas(inotify_event) char buffer[16384];
+    const ssize_t length = ::read(watch, buffer, sizeof buffer);
+    ::close(watch);
+    for (ssize_t at = 0; at < length;) {
+        const auto *event = reinterpret_cast<const inotify_event *>(buffer + at);
+        at += ssize_t(sizeof(inotify_event) + event->len);
+        if (event->len == 0 || !QByteArray(event->name).startsWith(".picture.jpg."))
+            continue;
+        events << (event->mask & IN_CREATE ? u"created"_s : event->mask & IN_MOVED_FROM ? u"renamed"_s : u"written"_s);
+    }
+    QCOMPARE(events, (QStringList{u"created"_s, u"renamed"_s}));
 }
 
 void TestImageOrientationWriter::otherHardLinksKeepTheOldContent()
