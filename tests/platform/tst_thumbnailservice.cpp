@@ -710,7 +710,6 @@ private slots:
         QTest::newRow("folder as the thumbnail") << u"folder"_s << false << u"is a folder"_s;
         QTest::newRow("link to /dev/zero as the thumbnail") << u"zero"_s << false << u"is a device"_s;
         QTest::newRow("FIFO as the fail record") << u"fifo"_s << true << u"is a named pipe"_s;
-        QTest::newRow("chunk longer than the file") << u"chunk"_s << false << QString();
     }
 
     // Whatever lies under a cache name and is no regular file is a miss: the thumbnail is made.
@@ -726,10 +725,8 @@ private slots:
             QVERIFY(makeFifo(target));
         else if (what == u"zero")
             QVERIFY(QFile::link(u"/dev/zero"_s, target));
-        else if (what == u"folder")
-            QVERIFY(QDir().mkpath(target));
         else
-            QVERIFY(writeFile(target, pngWithChunk("tEXt", 0x7ffffff0)));
+            QVERIFY(QDir().mkpath(target));
         if (!refusal.isEmpty())
             QTest::ignoreMessage(QtWarningMsg, u"Not reading %1 for a cached thumbnail: it %2"_s.arg(target, refusal).toUtf8());
         const QImage thumbnail = thumbnailForFile(path, {128, 128});
