@@ -36,6 +36,27 @@ void xmpLock(void *mutex, bool lock)
 
 namespace TQExiv2 {
 
+namespace {
+constexpr qint64 MaxMappedBytes = qint64(1) << 30;
+constexpr qint64 PrefixBytes = qint64(16) << 20;
+
+// exiv2's memory input over bytes it does not own (MemIo grows a copy in small steps, which
+// costs seconds for a large prefix); the bytes live as long as the input.
+struct PrefixBytesHolder
+{
+    QByteArray bytes;
+};
+class PrefixIo : private PrefixBytesHolder, public Exiv2::MemIo
+{
+public:
+    explicit PrefixIo(const QByteArray &prefix)
+        : PrefixBytesHolder{prefix}
+        , Exiv2::MemIo(reinterpret_cast<const Exiv2::byte *>(bytes.constData()), long(bytes.size()))
+    {
+    }
+};
+} // namespace
+
 void prepare()
 {
     static std::once_flag once;
@@ -65,6 +86,17 @@ Exiv2::Image::AutoPtr open(const TQRegularFile &file, const QString &path, std::
         if (std::find(allowed.begin(), allowed.end(), type) == allowed.end()) {
             qCDebug(lcPlatform) << "exiv2 is not given" << path << ": its content is of exiv2's type" << type;
             return Exiv2::Image::AutoPtr();
+        }
+        // exiv2 maps a TIFF-like file whole and takes its size modulo 4 GiB; a huge one (or a
+        // sparse one) is read from a bounded prefix instead, where its IFDs are in practice.
+        const bool tiffLike = type == Exiv2::ImageType::tiff || type == Exiv2::ImageType::cr2
+                || type == Exiv2::ImageType::orf || type == Exiv2::ImageType::rw2
+                || type == Exiv2::ImageType::mrw || type == Exiv2::ImageType::raf
+                || type == Exiv2::ImageType::crw;
+        if (tiffLike && file.size() > MaxMappedBytes) {
+            const QByteArray prefix = file.read(0, PrefixBytes);
+            qCDebug(lcPlatform) << "exiv2 reads only the first" << prefix.size() << "bytes of" << path;
+            io.reset(new PrefixIo(prefix));
         }
         // open() tries the same formats in the same order as getType(), so it picks the parser
         // just allowed.

@@ -39,7 +39,8 @@ inline constexpr std::initializer_list<int> StillFormats = {
 // image reads through the already-checked descriptor of `file` (a regular file) and must not
 // outlive it. Null (logged at debug level with `path`) when the format is not allowed or
 // exiv2 can't open it; exiv2's exceptions from opening are caught here, those of reading the
-// metadata later are the caller's.
+// metadata later are the caller's. A TIFF-like file over 1 GiB is read from its first 16 MiB
+// only: exiv2 would map it whole and misread a size past 4 GiB.
 Exiv2::Image::AutoPtr open(const TQRegularFile &file, const QString &path,
                            std::initializer_list<int> allowed = StillFormats);
 
