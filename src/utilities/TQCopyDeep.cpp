@@ -3,6 +3,8 @@
 #include <QSet>
 #include <QStringList>
 
+#include <algorithm>
+
 namespace {
 
 enum class Text { SharedUnlessBorrowed, OwnBuffer };
@@ -23,31 +25,32 @@ Chars copyText(const Chars &chars, Text text)
     return Chars(chars.constData(), chars.size());
 }
 
-QVariant copyValue(const QVariant &value, Text text);
+// depth: how many containers hold the value being copied.
+QVariant copyValue(const QVariant &value, Text text, int depth);
 
-QVariantMap copyMap(const QVariantMap &map, Text text)
+QVariantMap copyMap(const QVariantMap &map, Text text, int depth)
 {
     QVariantMap copy;
     for (auto it = map.cbegin(); it != map.cend(); ++it)
-        copy.insert(copy.cend(), copyText(it.key(), Text::SharedUnlessBorrowed), copyValue(it.value(), text));
+        copy.insert(copy.cend(), copyText(it.key(), Text::SharedUnlessBorrowed), copyValue(it.value(), text, depth + 1));
     return copy;
 }
 
-QVariantHash copyHash(const QVariantHash &hash, Text text)
+QVariantHash copyHash(const QVariantHash &hash, Text text, int depth)
 {
     QVariantHash copy;
     copy.reserve(hash.size());
     for (auto it = hash.cbegin(); it != hash.cend(); ++it)
-        copy.insert(copyText(it.key(), Text::SharedUnlessBorrowed), copyValue(it.value(), text));
+        copy.insert(copyText(it.key(), Text::SharedUnlessBorrowed), copyValue(it.value(), text, depth + 1));
     return copy;
 }
 
-QVariantList copyList(const QVariantList &list, Text text)
+QVariantList copyList(const QVariantList &list, Text text, int depth)
 {
     QVariantList copy;
     copy.reserve(list.size());
     for (const QVariant &element : list)
-        copy.append(copyValue(element, text));
+        copy.append(copyValue(element, text, depth + 1));
     return copy;
 }
 
@@ -71,17 +74,32 @@ QSet<QString> copyStringSet(const QSet<QString> &set)
     return copy;
 }
 
-QVariant copyValue(const QVariant &value, Text text)
+bool isContainer(const QVariant &value)
 {
-    if (value.isNull())
+    switch (value.metaType().id()) {
+    case QMetaType::QVariantMap:
+    case QMetaType::QVariantHash:
+    case QMetaType::QVariantList:
+    case QMetaType::QStringList:
+        return true;
+    default:
+        return value.metaType() == QMetaType::fromType<QSet<QString>>();
+    }
+}
+
+QVariant copyValue(const QVariant &value, Text text, int depth)
+{
+    // Past the bound the tree is shared, not walked: what counts is that no stored value can
+    // take the stack down, and Qt's own copy keeps the source safe from the copy's changes.
+    if (value.isNull() || (depth >= TQCopyDeep::maximumDepth && isContainer(value)))
         return value;
     switch (value.metaType().id()) {
     case QMetaType::QVariantMap:
-        return copyMap(value.value<QVariantMap>(), text);
+        return copyMap(value.value<QVariantMap>(), text, depth);
     case QMetaType::QVariantHash:
-        return copyHash(value.value<QVariantHash>(), text);
+        return copyHash(value.value<QVariantHash>(), text, depth);
     case QMetaType::QVariantList:
-        return copyList(value.value<QVariantList>(), text);
+        return copyList(value.value<QVariantList>(), text, depth);
     case QMetaType::QStringList:
         return copyStringList(value.value<QStringList>(), text);
     case QMetaType::QString:
@@ -95,38 +113,69 @@ QVariant copyValue(const QVariant &value, Text text)
     }
 }
 
+// Only maps, hashes and lists hold values that may nest further.
+int depthOf(const QVariant &value, int limit)
+{
+    const auto deepest = [limit](const auto &children) {
+        if (limit <= 0)
+            return 1;
+        int below = 0;
+        for (const QVariant &child : children) {
+            below = std::max(below, depthOf(child, limit - 1));
+            if (below >= limit)
+                break;
+        }
+        return 1 + below;
+    };
+    switch (value.metaType().id()) {
+    case QMetaType::QVariantMap:
+        return deepest(value.value<QVariantMap>());
+    case QMetaType::QVariantHash:
+        return deepest(value.value<QVariantHash>());
+    case QMetaType::QVariantList:
+        return deepest(value.value<QVariantList>());
+    default:
+        return isContainer(value) ? 1 : 0;
+    }
+}
+
 } // namespace
 
 namespace TQCopyDeep {
 
+int nestingDepth(const QVariant &value, int limit)
+{
+    return depthOf(value, std::max(limit, 0));
+}
+
 QVariant copyDeep(const QVariant &value)
 {
-    return copyValue(value, Text::SharedUnlessBorrowed);
+    return copyValue(value, Text::SharedUnlessBorrowed, 0);
 }
 
 QVariant copyDeepMutable(const QVariant &value)
 {
-    return copyValue(value, Text::OwnBuffer);
+    return copyValue(value, Text::OwnBuffer, 0);
 }
 
 QVariantMap copyDeep(const QVariantMap &map)
 {
-    return copyMap(map, Text::SharedUnlessBorrowed);
+    return copyMap(map, Text::SharedUnlessBorrowed, 0);
 }
 
 QVariantMap copyDeepMutable(const QVariantMap &map)
 {
-    return copyMap(map, Text::OwnBuffer);
+    return copyMap(map, Text::OwnBuffer, 0);
 }
 
 QVariantList copyDeep(const QVariantList &list)
 {
-    return copyList(list, Text::SharedUnlessBorrowed);
+    return copyList(list, Text::SharedUnlessBorrowed, 0);
 }
 
 QVariantList copyDeepMutable(const QVariantList &list)
 {
-    return copyList(list, Text::OwnBuffer);
+    return copyList(list, Text::OwnBuffer, 0);
 }
 
 } // namespace TQCopyDeep

@@ -42,12 +42,29 @@
 
     A null QVariant stays null. Empty containers and empty strings have no storage to share.
 
+    Depth: only the outermost maximumDepth levels of containers are rebuilt. A container
+    nested deeper (which no archived value and no bookmark entry can hold) is kept as a Qt
+    copy, shared with the source, so that a hostile tree cannot exhaust the stack; a change to
+    the copy still never reaches the source. nestingDepth() tells such trees apart.
+
     Reentrant: the source may be read by other threads meanwhile, but not written. The result
     is a new value the caller owns. Cost: one allocation per non-empty container, plus one per
-    borrowed string (copyDeep) or per string and byte array (copyDeepMutable); recursion as
-    deep as the tree.
+    borrowed string (copyDeep) or per string and byte array (copyDeepMutable); recursion at
+    most maximumDepth deep.
 */
 namespace TQCopyDeep {
+
+//! The most levels of containers a copy rebuilds, and the most any stored tree of the
+//! library may hold (archived values, bookmark entries).
+inline constexpr int maximumDepth = 256;
+
+/*!
+    How many containers (maps, hashes, lists, string lists, sets of strings) are nested in
+    \a value, counting itself: 0 for a leaf or a null value, 1 for a list of leaves. The walk
+    stops below \a limit levels, so any answer above \a limit is \a limit + 1: the tree is
+    deeper than that. Reentrant, like the copies.
+*/
+TQKIT_EXPORT int nestingDepth(const QVariant &value, int limit = maximumDepth);
 
 //! A copy of \a value sharing no container with it; text shared unless borrowed.
 TQKIT_EXPORT QVariant copyDeep(const QVariant &value);

@@ -101,6 +101,10 @@ private slots:
     void copiesShareNoContainer_data();
     void copiesShareNoContainer();
     void copyDeepOwnsBorrowedText();
+    void nestingDepthCountsContainers_data();
+    void nestingDepthCountsContainers();
+    void deepTreesAreRebuiltOnlyWithinTheBound_data();
+    void deepTreesAreRebuiltOnlyWithinTheBound();
 };
 
 void TestCopyDeep::copiesShareNoContainer_data()
@@ -162,6 +166,83 @@ void TestCopyDeep::copyDeepOwnsBorrowedText()
     QCOMPARE(source.firstKey(), u"Qbc"_s); // the source did borrow the characters
     for (const QVariantMap &copy : copies)
         QCOMPARE(copy, tree(u"abc"_s, "xyz"));
+}
+
+void TestCopyDeep::nestingDepthCountsContainers_data()
+{
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<int>("limit");
+    QTest::addColumn<int>("depth");
+
+    QVariant deep = text("bottom");
+    for (int i = 0; i < 100000; ++i)
+        deep = QVariantList{deep};
+    const QVariant set = QVariant::fromValue(QSet<QString>{text("a")});
+    QTest::newRow("leaves and null values hold no container") << QVariant(text("a")) << 256 << 0;
+    QTest::newRow("a null value") << QVariant() << 256 << 0;
+    QTest::newRow("an empty map is one level") << QVariant(QVariantMap{}) << 256 << 1;
+    QTest::newRow("string lists and sets are one level each, inside a list two")
+        << QVariant(QVariantList{QStringList{text("a")}, set}) << 256 << 2;
+    QTest::newRow("the deepest branch counts, not the first")
+        << QVariant(QVariantMap{{text("a"), 1}, {text("b"), QVariantHash{{text("c"), QVariantList{QVariantMap{}}}}}}) << 256 << 4;
+    QTest::newRow("exactly at the limit") << QVariant(QVariantList{QVariantList{QVariantList{}}}) << 3 << 3;
+    QTest::newRow("one past the limit is reported as limit + 1")
+        << QVariant(QVariantList{QVariantList{QVariantList{QVariantList{}}}}) << 3 << 4;
+    QTest::newRow("a hundred thousand levels stop the walk past the limit") << deep << 256 << 257;
+}
+
+void TestCopyDeep::nestingDepthCountsContainers()
+{
+    QFETCH(QVariant, value);
+    QFETCH(int, limit);
+    QFETCH(int, depth);
+    QCOMPARE(TQCopyDeep::nestingDepth(value, limit), depth);
+}
+
+void TestCopyDeep::deepTreesAreRebuiltOnlyWithinTheBound_data()
+{
+    QTest::addColumn<int>("levels");
+    QTest::addColumn<bool>("asMaps"); // else lists
+
+    for (const bool maps : {false, true}) {
+        const char *kind = maps ? "maps" : "lists";
+        QTest::addRow("%s nested as deep as the bound are rebuilt at every level", kind) << TQCopyDeep::maximumDepth << maps;
+        QTest::addRow("%s nested one deeper share the innermost container", kind) << TQCopyDeep::maximumDepth + 1 << maps;
+        QTest::addRow("%s nested a hundred thousand deep are copied without running out of stack", kind) << 100000 << maps;
+    }
+}
+
+void TestCopyDeep::deepTreesAreRebuiltOnlyWithinTheBound()
+{
+    QFETCH(int, levels);
+    QFETCH(bool, asMaps);
+
+    // Each level holds the next and, beside it, a string of its own, so that every level has
+    // storage to compare.
+    const QString key = text("next");
+    QVariant source = text("bottom");
+    for (int i = 0; i < levels; ++i) {
+        source = asMaps ? QVariant(QVariantMap{{key, source}, {text("own"), text("x")}}) : QVariant(QVariantList{source, text("x")});
+    }
+    const auto inner = [&](const QVariant &level) {
+        return asMaps ? level.toMap().value(key) : level.toList().constFirst();
+    };
+    const auto storage = [&](const QVariant &level) -> const void * {
+        return asMaps ? static_cast<const void *>(&*level.toMap().cbegin()) : &*level.toList().cbegin();
+    };
+
+    for (const QVariant &copy : {TQCopyDeep::copyDeep(source), TQCopyDeep::copyDeepMutable(source)}) {
+        QVariant a = source, b = copy;
+        for (int level = 1; level <= levels; ++level) {
+            QVERIFY2(b.metaType() == a.metaType(), qPrintable(u"level %1 changed its type"_s.arg(level)));
+            const bool shared = storage(a) == storage(b);
+            if (shared != (level > TQCopyDeep::maximumDepth))
+                QFAIL(qPrintable(u"level %1 is %2"_s.arg(level).arg(shared ? u"shared"_s : u"rebuilt"_s)));
+            a = inner(a);
+            b = inner(b);
+        }
+        QCOMPARE(b, QVariant(u"bottom"_s));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestCopyDeep)
