@@ -4,6 +4,8 @@
 #include <QDataStream>
 #include <QIODevice>
 #include <QSet>
+#include <QTimeZone>
+#include <QtEndian>
 #include <QStringList>
 
 #include <cstring>
@@ -268,13 +270,59 @@ private:
         const QMetaType type{int(id)};
         if (!type.isValid())
             return fail(QStringLiteral("value type %1 is not available").arg(id));
-        value = QVariant(type);
-        if (!type.load(m_in, value.data()) || !streamOk())
+        if (!leafBytesAcceptable(int(id)))
             return false;
-        // QColor's reader takes any byte for its colour model; later calls assume a known one.
-        if (id == QMetaType::QColor && uint(value.value<QColor>().spec()) > uint(QColor::ExtendedRgb))
-            return fail(QStringLiteral("a colour of unknown model"));
-        return true;
+        value = QVariant(type);
+        return type.load(m_in, value.data()) && streamOk();
+    }
+
+    // Qt's readers of colours and dates turn a stored byte into an enum without a check (any
+    // other value is undefined behaviour from then on), and a date's time zone is looked up
+    // by the stored name as a file below the zone folder: "../" reaches any file, and a FIFO
+    // hangs the reader for ever. So those bytes are read here first, before Qt's reader runs.
+    bool leafBytesAcceptable(int id)
+    {
+        if (id == QMetaType::QColor) {
+            const QByteArray head = m_in.device()->peek(1);
+            if (head.size() < 1)
+                return fail(QStringLiteral("the archive is cut short or damaged"));
+            const qint8 spec = qint8(head.at(0));
+            if (spec < qint8(QColor::Invalid) || spec > qint8(QColor::ExtendedRgb))
+                return fail(QStringLiteral("a colour of unknown model %1").arg(int(spec)));
+            return true;
+        }
+        if (id != QMetaType::QDateTime)
+            return true;
+        // A date and time: qint64 Julian day, quint32 milliseconds, qint8 time spec, then the
+        // offset or the zone; the zone as its name (QString), or a custom zone under the name
+        // "OffsetFromUtc" with fields that name no file.
+        constexpr qint64 specAt = 12;
+        constexpr qint64 zoneAt = specAt + 1;
+        QByteArray head = m_in.device()->peek(zoneAt + 4);
+        if (head.size() < zoneAt)
+            return fail(QStringLiteral("the archive is cut short or damaged"));
+        const qint8 spec = qint8(head.at(specAt));
+        if (spec < qint8(Qt::LocalTime) || spec > qint8(Qt::TimeZone))
+            return fail(QStringLiteral("a date and time of unknown time spec %1").arg(int(spec)));
+        if (spec != qint8(Qt::TimeZone))
+            return true;
+        if (head.size() < zoneAt + 4)
+            return fail(QStringLiteral("the archive is cut short or damaged"));
+        const quint32 bytes = qFromBigEndian<quint32>(head.constData() + zoneAt);
+        if (bytes == 0xffffffff)
+            return true; // no name: the system's own zone
+        // Zone names are short; a longer one is no zone, whatever it names.
+        constexpr quint32 longestZoneName = 256;
+        if (bytes > longestZoneName || bytes % 2 != 0)
+            return fail(QStringLiteral("a date and time in a time zone this system does not know"));
+        head = m_in.device()->peek(zoneAt + 4 + bytes);
+        if (head.size() < zoneAt + 4 + qint64(bytes))
+            return fail(QStringLiteral("the archive is cut short or damaged"));
+        QString name(int(bytes / 2), Qt::Uninitialized);
+        qFromBigEndian<char16_t>(head.constData() + zoneAt + 4, bytes / 2, name.data());
+        if (name.isEmpty() || name == u"OffsetFromUtc" || QTimeZone::isTimeZoneIdAvailable(name.toUtf8()))
+            return true;
+        return fail(QStringLiteral("a date and time in a time zone this system does not know"));
     }
 
     bool read(QVariant &value, int depth)

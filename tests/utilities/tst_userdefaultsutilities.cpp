@@ -3,6 +3,8 @@
 #include <QColor>
 #include <QDataStream>
 #include <QDateTime>
+#include <QDir>
+#include <QFile>
 #include <QLoggingCategory>
 #include <QRect>
 #include <QRegularExpression>
@@ -12,6 +14,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
+#include <QTimeZone>
 #include <QUuid>
 
 #include <algorithm>
@@ -38,7 +41,9 @@ QList<std::pair<const char *, QVariant>> archivableValues()
                       QDateTime(QDate(2024, 5, 1), QTime(12, 0), Qt::OffsetFromUTC, 3600), QUrl(u"file:///tmp/a%20b"_s),
                       QUuid::fromString(u"{67c8770b-44f1-410a-ab9a-f9b5446f13ee}"_s), QSize(3, 4), QSizeF(1.5, 2),
                       QPoint(-1, 2), QPointF(0.5, 0.25), QRect(1, 2, 3, 4), QRectF(0.5, 1, 2, 3), QColor(10, 20, 30, 40),
-                      QColor::fromHsvF(0.5f, 0.25f, 1.0f), QColor()}},
+                      QColor::fromHsvF(0.5f, 0.25f, 1.0f), QColor(),
+                      QDateTime(QDate(2024, 5, 1), QTime(12, 0), QTimeZone(u"UTC+05:30"_s.toLatin1())),
+                      QDateTime(QDate(2024, 5, 1), QTime(12, 0), QTimeZone("Custom/Zone", 3600, u"Custom"_s, u"CZ"_s))}},
         {"containers nest and null or empty elements keep their places",
          QVariantMap{{u"hash"_s, QVariantHash{{u"x"_s, 1}, {u"y"_s, QVariantList{QByteArray("\0\xff", 2)}}}},
                      {u"list"_s, QVariantList{QVariant(), u"alpha"_s, QString(), u""_s, QByteArray()}},
@@ -97,13 +102,21 @@ class TestUserDefaultsUtilities : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase() { QLoggingCategory::setFilterRules(u"tqkit.utilities.debug=true"_s); }
+    void initTestCase()
+    {
+        QLoggingCategory::setFilterRules(u"tqkit.utilities.debug=true"_s);
+        QFile zone(m_dir.filePath(u"zone"_s));
+        QVERIFY(zone.open(QIODevice::WriteOnly) && zone.write("TZif2") == 5);
+    }
     void init() { QTest::failOnWarning(QRegularExpression(u".*"_s)); }
     void storesInMapsAndSettingsFiles_data();
     void storesInMapsAndSettingsFiles();
     void readsNullFromWhatItDidNotWrite_data();
     void readsNullFromWhatItDidNotWrite();
     void damagedArchivesAreRefused();
+
+private:
+    QTemporaryDir m_dir;
 };
 
 void TestUserDefaultsUtilities::storesInMapsAndSettingsFiles_data()
@@ -166,9 +179,30 @@ void TestUserDefaultsUtilities::readsNullFromWhatItDidNotWrite_data()
     row("an unknown tag is refused", storedForm(1, quint8(7)), u"unknown tag 7"_s);
     row("a leaf type whose reader trusts its count is refused",
         storedForm(1, quint8(1), quint32(QMetaType::QVariantList), quint32(0xffffffff)), u"value type 9 is not accepted"_s);
-    row("a colour of an unknown model is refused",
-        storedForm(1, quint8(1), quint32(QMetaType::QColor), qint8(99), quint16(0), quint16(0), quint16(0), quint16(0), quint16(0)),
-        u"a colour of unknown model"_s);
+    // Qt's readers would take these bytes for enum values out of range, or open the zone name
+    // as a file: they are refused before Qt reads them.
+    for (const qint8 spec : {qint8(0x10), qint8(6), qint8(-1)}) {
+        QTest::addRow("a colour of unknown model %d is refused", spec)
+            << QVariant(storedForm(1, quint8(1), quint32(QMetaType::QColor), spec, quint16(0), quint16(0), quint16(0),
+                                   quint16(0), quint16(0)))
+            << u"a colour of unknown model %1"_s.arg(int(spec));
+    }
+    const auto dateTime = [](qint8 spec, auto... rest) {
+        return storedForm(1, quint8(1), quint32(QMetaType::QDateTime), qint64(2460432), quint32(43200000), spec, rest...);
+    };
+    for (const qint8 spec : {qint8(0x10), qint8(4), qint8(-1)}) {
+        QTest::addRow("a date and time of unknown time spec %d is refused", spec)
+            << QVariant(dateTime(spec)) << u"a date and time of unknown time spec %1"_s.arg(int(spec));
+    }
+    const QString unknownZone = u"a date and time in a time zone this system does not know"_s;
+    // Qt would read "/usr/share/zoneinfo/" + the name: a FIFO there would hang it for ever.
+    const QString planted = QDir(m_dir.path()).absoluteFilePath(u"zone"_s);
+    row("a zone named by a path out of the zone folder is refused",
+        dateTime(qint8(Qt::TimeZone), u"../../.."_s + planted), unknownZone);
+    row("a zone no system knows is refused", dateTime(qint8(Qt::TimeZone), u"Nowhere/Atlantis"_s), unknownZone);
+    row("a zone name too long for any zone is refused", dateTime(qint8(Qt::TimeZone), u"Europe/"_s.repeated(40)), unknownZone);
+    row("a zone name cut short is refused", dateTime(qint8(Qt::TimeZone), quint32(200)) + "\0E\0u",
+        u"the archive is cut short or damaged"_s);
     row("a list claiming four billion elements is refused", storedForm(1, quint8(2), quint32(0xffffffff), quint8(0)),
         u"a container claims 4294967295 elements"_s);
     row("bytes after the value are refused", archived(u"fine"_s) + '\0', u"bytes follow the archived value"_s);
