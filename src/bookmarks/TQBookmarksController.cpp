@@ -1,5 +1,6 @@
 #include "TQBookmarksController.h"
 
+#include "TQBookmarksLogging.h"
 #include "TQBookmarksModel.h"
 #include "TQCopyDeep.h"
 #include "TQFile.h"
@@ -86,6 +87,29 @@ QVariantMap newEntry(const UWStandardFileRef &item, const QVariantMap &archive)
     if (!archive.isEmpty())
         entry.insert(TQBookmarkArchiveKey, archive);
     return entry;
+}
+
+// One line per malformed saved entry: where it stood and what was wrong, never what it held.
+void refuseSaved(qsizetype index, const QString &why)
+{
+    qCWarning(lcBookmarks).noquote() << QStringLiteral("saved bookmarks, entry %1: %2").arg(index).arg(why);
+}
+
+// The file item a saved archive stands for, placeholders allowed; none, with one line, for an
+// archive that describes no file at all; none, quietly, for a file that is gone.
+UWStandardFileRef itemForSavedArchive(const QVariantMap &archive, qsizetype index)
+{
+    QString error;
+    const UWStandardFileRef item = UWStandardFile::newFileForArchive(archive, true, &error);
+    if (item)
+        return item;
+    // The file item's own answer for a record it cannot read; the other answers name a file
+    // that was there once and is not now, which is no fault of the list.
+    if (error == u"not a file archive")
+        refuseSaved(index, QStringLiteral("not a file archive"));
+    else
+        qCDebug(lcBookmarks) << "saved bookmarks, entry" << index << ": the file is gone";
+    return nullptr;
 }
 
 QList<int> rowsIn(const QMimeData *data)
@@ -199,9 +223,16 @@ void TQBookmarksController::setBookmarks(const QVariantList &bookmarks)
 {
     changeList([&] {
         d->list.clear();
-        for (const QVariant &value : bookmarks) {
+        for (qsizetype index = 0; index < bookmarks.size(); ++index) {
+            const QVariant &value = bookmarks.at(index);
             if (!isRecord(value))
                 continue;
+            // The live list stays as shallow as a saved one may be: comparisons and copies walk it.
+            if (TQCopyDeep::nestingDepth(value) > TQCopyDeep::maximumDepth) {
+                qCWarning(lcBookmarks).noquote()
+                    << QStringLiteral("bookmarks, entry %1: nested deeper than %2 levels").arg(index).arg(TQCopyDeep::maximumDepth);
+                continue;
+            }
             const QVariantMap record = value.toMap();
             if (d->passesFilter(fileOf(record)))
                 d->list.append(d->make(record));
@@ -240,7 +271,14 @@ void TQBookmarksController::setBookmarksFromSavableBookmarks(const QVariantList 
 {
     changeList([&] {
         d->list.clear();
-        for (const QVariant &value : savableBookmarks) {
+        for (qsizetype index = 0; index < savableBookmarks.size(); ++index) {
+            const QVariant &value = savableBookmarks.at(index);
+            // Checked before anything walks the entry: every later step (the archive's
+            // resolution, comparisons, copies) recurses through it.
+            if (TQCopyDeep::nestingDepth(value) > TQCopyDeep::maximumDepth) {
+                refuseSaved(index, QStringLiteral("nested deeper than %1 levels").arg(TQCopyDeep::maximumDepth));
+                continue;
+            }
             if (const UWStandardFileRef item = TQFile::itemFromValue(value)) {
                 // A bare file item: taken only when it is a real file that passes.
                 if (item->isPlaceholder() || isVolumesFolder(item->path()))
@@ -251,19 +289,24 @@ void TQBookmarksController::setBookmarksFromSavableBookmarks(const QVariantList 
                 d->list.append(d->make(newEntry(item, archive)));
                 continue;
             }
-            if (!isRecord(value))
+            if (!isRecord(value)) {
+                refuseSaved(index, QStringLiteral("not a map"));
                 continue;
+            }
             const QVariantMap record = value.toMap();
             const bool hasFile = record.contains(TQBookmarkFileKey);
             const bool hasArchive = record.contains(TQBookmarkArchiveKey);
             if (hasFile || hasArchive) {
                 // The current form keeps the archive under its own key; the older one kept
                 // it where the live item goes now.
-                const QVariant stored = record.value(hasFile ? TQBookmarkFileKey : TQBookmarkArchiveKey);
-                if (!isRecord(stored))
+                const QString archiveKey = hasFile ? TQBookmarkFileKey : TQBookmarkArchiveKey;
+                const QVariant stored = record.value(archiveKey);
+                if (!isRecord(stored)) {
+                    refuseSaved(index, QStringLiteral("the value under \"%1\" is not a map").arg(archiveKey));
                     continue;
+                }
                 const QVariantMap storedArchive = stored.toMap();
-                const UWStandardFileRef item = UWStandardFile::newFileForArchive(storedArchive, true);
+                const UWStandardFileRef item = itemForSavedArchive(storedArchive, index);
                 if (!item || !d->passesFilter(item))
                     continue;
                 QVariantMap entry = record;
@@ -283,7 +326,7 @@ void TQBookmarksController::setBookmarksFromSavableBookmarks(const QVariantList 
                 d->list.append(d->make(record));
             } else {
                 // The oldest form: the record is itself an archive.
-                const UWStandardFileRef item = UWStandardFile::newFileForArchive(record, true);
+                const UWStandardFileRef item = itemForSavedArchive(record, index);
                 if (!item || item->isPlaceholder() || isVolumesFolder(item->path()) || !d->passesFilter(item))
                     continue;
                 d->list.append(d->make(newEntry(item, record)));
@@ -386,7 +429,9 @@ void TQBookmarksController::setSeparatorString(const QString &text)
 
 bool TQBookmarksController::isEqualRecord(const QVariantMap &a, const QVariantMap &b)
 {
-    if (a.size() != b.size())
+    // The comparison below (and Qt's own, of nested lists) recurses as deep as the records.
+    if (a.size() != b.size() || TQCopyDeep::nestingDepth(a) > TQCopyDeep::maximumDepth
+        || TQCopyDeep::nestingDepth(b) > TQCopyDeep::maximumDepth)
         return false;
     for (auto it = a.cbegin(), other = b.cbegin(); it != a.cend(); ++it, ++other) {
         if (it.key() != other.key())

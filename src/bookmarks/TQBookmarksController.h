@@ -55,8 +55,17 @@ TQKIT_EXPORT extern const QString TQBookmarksInternalPboardType;  //!< the data 
     when their volume returns (refreshBookmarks()); bare archives and bare items are taken
     only when they resolve to a real file, and never when they are a volumes folder
     ("/Volumes", "/media", "/media/USER", "/run/media", "/run/media/USER", "/mnt"). A list
-    that is malformed (wrong types, records that are no records, archives of files that are
-    gone) restores what it can and drops the rest; nothing throws or logs.
+    that is malformed restores what it can and drops the rest; nothing throws. Each entry
+    dropped as malformed (not a map, an archive that is not a map or describes no file, or
+    containers nested deeper than TQCopyDeep::maximumDepth levels) gets one warning line in
+    "tqkit.bookmarks" naming its index in the list and what was wrong, never its content;
+    an entry whose file is gone is dropped with a debug line only. setBookmarks() refuses
+    entries nested too deep the same way, so that no comparison or copy of the live list
+    recurses further than that bound; isEqualRecord() takes such records for unequal.
+
+    To restore a list saved as bytes (from settings, a file, a fuzzer):
+    TQUserDefaultsUtilities::keyedUnarchiveObjectForKey() of a map or QSettings holding the
+    bytes under a key, then .toList(), then setBookmarksFromSavableBookmarks().
 
     \section Signals
     bookmarksChanged() (TQBookmarksChangedNotification) follows setBookmarks(),

@@ -13,6 +13,7 @@
 #include <QLoggingCategory>
 #include <QMimeData>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -77,6 +78,8 @@ private slots:
     void tableThroughAListView();
     void menu();
     void randomSavedListsNeverFail();
+    void malformedEntriesAreNamedNotShown_data();
+    void malformedEntriesAreNamedNotShown();
 
 private:
     QString path(const QString &name) const { return m_dir.filePath(name); }
@@ -157,9 +160,6 @@ void TestBookmarks::restoring_data()
     QTest::newRow("bare archives and bare items resolve or go")
         << QStringList{u"bare:photo.jpg"_s, u"item:notes.txt"_s, u"item:missing.txt"_s}
         << QStringList{u"photo.jpg=photo.jpg"_s, u"notes.txt=notes.txt"_s};
-    QTest::newRow("junk is dropped, the rest kept")
-        << QStringList{u"number"_s, u"cur:A:First"_s, u"text-archive"_s, u"list"_s, u"sep"_s}
-        << QStringList{u"First=A"_s, u"sep"_s};
     if (QFileInfo(u"/mnt"_s).isDir()) {
         // Linux's volumes folders are refused like "/Volumes".
         QTest::newRow("a volumes folder is no bookmark") << QStringList{u"bare:/mnt"_s, u"item:/mnt/"_s}
@@ -205,7 +205,7 @@ void TestBookmarks::savingKeepsThePreviousArchiveOnce()
 
     // Renamed on disk, the item follows; the next save still writes the archive held before.
     QVERIFY(QFile::rename(path(u"F"_s), path(u"F2"_s)));
-    fileOf(controller.bookmarks().first())->updateForEvent({UWFileEvent::Renamed, path(u"F2"_s)});
+    fileOf(controller.bookmarks().first())->updateForEvent({UWFileEvent::Renamed, path(u"F2"_s), {}});
     const auto savedPath = [&controller] {
         return controller.savableBookmarks().first().toMap().value(TQBookmarkArchiveKey).toMap().value(u"path"_s).toString();
     };
@@ -445,7 +445,7 @@ void TestBookmarks::menu()
 // comes back is made of file entries with items and separators only.
 void TestBookmarks::randomSavedListsNeverFail()
 {
-    QLoggingCategory::setFilterRules(u"tqkit.companion.info=false"_s);
+    QLoggingCategory::setFilterRules(u"tqkit.companion.info=false\ntqkit.bookmarks.warning=false"_s);
     QRandomGenerator random(20261121);
     const QVariantMap good = archive(u"A"_s);
     const QList<QVariant> atoms = {QVariant(), 7, u"BookmarkSeparator"_s, QVariantList{good}, good, QByteArray("\0\1", 2),
@@ -474,6 +474,119 @@ void TestBookmarks::randomSavedListsNeverFail()
         controller.savableBookmarks();
     }
     QLoggingCategory::setFilterRules({});
+}
+
+namespace {
+
+// A value nested levels deep in lists or maps, holding the secret at the bottom.
+QVariant nested(int levels, const QString &secret, bool maps = false)
+{
+    QVariant value = secret;
+    for (int i = 0; i < levels; ++i)
+        value = maps ? QVariant(QVariantMap{{u"k"_s, value}}) : QVariant(QVariantList{value});
+    return value;
+}
+
+struct Heard
+{
+    QtMsgType type;
+    QString category, text;
+};
+QList<Heard> heard;
+QtMessageHandler testHandler = nullptr;
+
+// Everything logged, whatever the level, and on to QTest, which checks what it expects.
+void listen(QtMsgType type, const QMessageLogContext &context, const QString &text)
+{
+    heard.append({type, QString::fromLatin1(context.category), text});
+    testHandler(type, context, text);
+}
+
+} // namespace
+
+void TestBookmarks::malformedEntriesAreNamedNotShown_data()
+{
+    QTest::addColumn<QVariantList>("saved");
+    QTest::addColumn<bool>("live");          // handed to setBookmarks() instead of restored
+    QTest::addColumn<QStringList>("expected");
+    QTest::addColumn<QStringList>("warnings"); // the only warnings, in order
+
+    const QString secret = u"/home/someone/private"_s;
+    const QVariant first = savedToken(u"cur:A:First"_s);
+    const auto withHostKey = [&](const QVariant &value) {
+        QVariantMap record = first.toMap();
+        record.insert(u"host"_s, value);
+        return QVariant(record);
+    };
+    const auto line = [](int index, const QString &what) { return u"saved bookmarks, entry %1: %2"_s.arg(index).arg(what); };
+    const QString tooDeep = u"nested deeper than 256 levels"_s;
+    QFile doomed(path(u"doomed"_s));
+    QVERIFY(doomed.open(QIODevice::WriteOnly));
+    const QVariantMap goneArchive = archive(u"doomed"_s);
+    QVERIFY(doomed.remove());
+
+    QTest::newRow("junk is named by its place, the rest kept")
+        << QVariantList{savedToken(u"number"_s), first, savedToken(u"text-archive"_s), savedToken(u"list"_s), savedToken(u"sep"_s)}
+        << false << QStringList{u"First=A"_s, u"sep"_s}
+        << QStringList{line(0, u"not a map"_s), line(2, u"the value under \"BookmarkArchive\" is not a map"_s),
+                       line(3, u"not a map"_s)};
+    QTest::newRow("an older record whose archive is a number")
+        << QVariantList{QVariantMap{{TQBookmarkFileKey, 7}}, first} << false << QStringList{u"First=A"_s}
+        << QStringList{line(0, u"the value under \"BookmarkFile\" is not a map"_s)};
+    QTest::newRow("an archive nested 30,000 levels deep")
+        << QVariantList{first, savedToken(u"sep"_s),
+                        QVariantMap{{TQBookmarkArchiveKey, nested(30000, secret, true)}, {TQBookmarkTitleKey, u"x"_s}}}
+        << false << QStringList{u"First=A"_s, u"sep"_s} << QStringList{line(2, tooDeep)};
+    QTest::newRow("a bare archive nested 30,000 levels deep")
+        << QVariantList{nested(30000, secret, true), first} << false << QStringList{u"First=A"_s}
+        << QStringList{line(0, tooDeep)};
+    QTest::newRow("a key of the host's nested 50,000 levels deep")
+        << QVariantList{withHostKey(nested(50000, secret)), first} << false << QStringList{u"First=A"_s}
+        << QStringList{line(0, tooDeep)};
+    QTest::newRow("an entry exactly as deep as allowed is kept")
+        << QVariantList{withHostKey(nested(255, secret))} << false << QStringList{u"First=A"_s} << QStringList{};
+    QTest::newRow("one level deeper is not")
+        << QVariantList{first, withHostKey(nested(256, secret))} << false << QStringList{u"First=A"_s}
+        << QStringList{line(1, tooDeep)};
+    QTest::newRow("records that describe no file are named, a file that is gone is not")
+        << QVariantList{first, QVariantMap{{TQBookmarkArchiveKey, QVariantMap{{u"path"_s, u"relative"_s}}}},
+                        QVariantMap{{u"path"_s, u"relative"_s}}, QVariantMap{{TQBookmarkArchiveKey, goneArchive}}}
+        << false << QStringList{u"First=A"_s}
+        << QStringList{line(1, u"not a file archive"_s), line(2, u"not a file archive"_s)};
+    QTest::newRow("a live entry nested 50,000 levels deep is refused too")
+        << QVariantList{savedToken(u"sep"_s), QVariantMap{{TQBookmarkSeparatorKey, nested(50000, secret)}}}
+        << true << QStringList{u"sep"_s} << QStringList{u"bookmarks, entry 1: "_s + tooDeep};
+}
+
+void TestBookmarks::malformedEntriesAreNamedNotShown()
+{
+    QFETCH(QVariantList, saved);
+    QFETCH(bool, live);
+    QFETCH(QStringList, expected);
+    QFETCH(QStringList, warnings);
+
+    QTest::failOnWarning(QRegularExpression(u".*"_s)); // after the expected ones: no other
+    for (const QString &warning : warnings)
+        QTest::ignoreMessage(QtWarningMsg, qPrintable(warning));
+    heard.clear();
+    testHandler = qInstallMessageHandler(listen);
+    TQBookmarksController controller;
+    if (live)
+        controller.setBookmarks(saved);
+    else
+        controller.setBookmarksFromSavableBookmarks(saved);
+    const QVariantList restored = controller.bookmarks(); // a deep copy, walked as deep as the entries
+    const QVariantList savable = controller.savableBookmarks();
+    QVERIFY(TQBookmarksController::isEqualRecord(restored.value(0).toMap(), controller.bookmarks().value(0).toMap()));
+    qInstallMessageHandler(testHandler);
+
+    QCOMPARE(describe(restored), expected);
+    QCOMPARE(savable.size(), expected.size());
+    for (const Heard &message : std::as_const(heard)) {
+        QVERIFY2(!message.text.contains(u"someone"_s), qPrintable(message.category + u": "_s + message.text.left(200)));
+        QVERIFY2(message.category != u"tqkit.bookmarks" || message.type == QtWarningMsg || message.type == QtDebugMsg,
+                 qPrintable(message.text));
+    }
 }
 
 QTEST_MAIN(TestBookmarks)

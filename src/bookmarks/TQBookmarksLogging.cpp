@@ -1,0 +1,3 @@
+#include "TQBookmarksLogging.h"
+
+Q_LOGGING_CATEGORY(lcBookmarks, "tqkit.bookmarks", QtInfoMsg)
