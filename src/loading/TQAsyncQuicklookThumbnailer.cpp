@@ -22,7 +22,7 @@ struct TQAsyncQuicklookThumbnailer::Private
 
     // A host may set these from a worker of its own, so they alone are behind a lock.
     mutable std::mutex settingsMutex;
-    QSizeF size;
+    QSizeF size{0, 0}; // QSizeF() would be -1 by -1, a size no host ever set
     QStringList runLoopModes;
 };
 

@@ -73,7 +73,8 @@ public:
     void setDelegate(QObject *delegate);
     QObject *delegate() const;
 
-    //! The largest thumbnail to make; an empty size (the default) makes only null images.
+    //! The largest thumbnail to make; zero by zero until set, and an empty size makes only
+    //! null images.
     //! Applies to operations started after the change.
     QSizeF size() const;
     void setSize(const QSizeF &size);

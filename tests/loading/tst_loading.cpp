@@ -152,6 +152,8 @@ private slots:
     void cleanup() { drain(); }
     void thumbnailerSplitsFilesIntoContiguousRuns_data();
     void thumbnailerSplitsFilesIntoContiguousRuns();
+    void thumbnailerHandsItsSizeToEachOperation_data();
+    void thumbnailerHandsItsSizeToEachOperation();
     void deliversEachFileInOrderNamingTheNext_data();
     void deliversEachFileInOrderNamingTheNext();
     void thumbnailerStopsWhenToldTo_data();
@@ -276,6 +278,34 @@ void TestLoading::thumbnailerSplitsFilesIntoContiguousRuns()
     QCOMPARE(thumbnailer.countLeft(), qsizetype(0));
     QVERIFY(thumbnailer.operations().isEmpty());
     QCOMPARE(thumbnailer.maxProcesses(), maxProcesses); // still set up
+}
+
+void TestLoading::thumbnailerHandsItsSizeToEachOperation_data()
+{
+    QTest::addColumn<bool>("set");
+    QTest::addColumn<QSizeF>("expected"); // and what is set, if anything
+
+    QTest::newRow("a size never set is zero by zero, not the operation's own") << false << QSizeF(0, 0);
+    QTest::newRow("a size set is handed on") << true << QSizeF(40, 30);
+    QTest::newRow("an invalid size set is handed on as it is") << true << QSizeF();
+}
+
+void TestLoading::thumbnailerHandsItsSizeToEachOperation()
+{
+    QFETCH(bool, set);
+    QFETCH(QSizeF, expected);
+
+    TQAsyncQuicklookThumbnailer thumbnailer;
+    thumbnailer.setProcessorCount(2);
+    if (set)
+        thumbnailer.setSize(expected);
+    QCOMPARE(thumbnailer.size(), expected);
+    const PoolGate gate;
+    thumbnailer.addFilesToQueue(items({u"missing"_s, u"missing"_s}));
+    QCOMPARE(thumbnailer.operations().size(), qsizetype(2));
+    for (const auto &operation : thumbnailer.operations())
+        QCOMPARE(operation->size(), expected);
+    thumbnailer.cancel();
 }
 
 void TestLoading::deliversEachFileInOrderNamingTheNext_data()
