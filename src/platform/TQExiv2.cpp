@@ -112,6 +112,19 @@ int orientation(const Exiv2::ExifData &exif)
     const auto it = exif.findKey(Exiv2::ExifKey("Exif.Image.Orientation"));
     if (it == exif.end() || it->count() != 1)
         return 1;
+    // The tag is a SHORT; a floating or fractional value is damage, and exiv2 would turn a
+    // huge or not-a-number one into an integer without a defined result.
+    switch (it->typeId()) {
+    case Exiv2::unsignedByte:
+    case Exiv2::unsignedShort:
+    case Exiv2::unsignedLong:
+    case Exiv2::signedByte:
+    case Exiv2::signedShort:
+    case Exiv2::signedLong:
+        break;
+    default:
+        return 1;
+    }
     const long value = it->toLong();
     return value >= 1 && value <= 8 ? int(value) : 1;
 }

@@ -35,6 +35,26 @@ void TQRegularFile::open(const QByteArray &nativePath)
         m_error = u"has no usable name"_s;
         return;
     }
+    const auto refuse = [this](mode_t mode) {
+        m_refused = true;
+        m_error = S_ISFIFO(mode)                  ? u"is a named pipe"_s
+                : S_ISCHR(mode) || S_ISBLK(mode) ? u"is a device"_s
+                : S_ISDIR(mode)                   ? u"is a folder"_s
+                : S_ISSOCK(mode)                  ? u"is a socket"_s
+                                                  : u"is not a regular file"_s;
+    };
+    // Opening a device can itself do something (rewind a tape, raise a modem line), so what the
+    // path names is looked at before it is opened; the descriptor is checked again below, since
+    // the entry may be swapped in between.
+    struct stat named = {};
+    if (::stat(nativePath.constData(), &named) != 0) {
+        m_error = QString::fromLocal8Bit(std::strerror(errno));
+        return;
+    }
+    if (!S_ISREG(named.st_mode)) {
+        refuse(named.st_mode);
+        return;
+    }
     // O_NONBLOCK: opening a FIFO for reading would otherwise wait for a writer for ever.
     // For a regular file the flag changes nothing, so it is left on.
     m_fd = ::open(nativePath.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
@@ -45,12 +65,7 @@ void TQRegularFile::open(const QByteArray &nativePath)
     if (::fstat(m_fd, &m_status) != 0) {
         m_error = QString::fromLocal8Bit(std::strerror(errno));
     } else if (!S_ISREG(m_status.st_mode)) {
-        m_refused = true;
-        m_error = S_ISFIFO(m_status.st_mode)                             ? u"is a named pipe"_s
-                : S_ISCHR(m_status.st_mode) || S_ISBLK(m_status.st_mode) ? u"is a device"_s
-                : S_ISDIR(m_status.st_mode)                              ? u"is a folder"_s
-                : S_ISSOCK(m_status.st_mode)                             ? u"is a socket"_s
-                                                                         : u"is not a regular file"_s;
+        refuse(m_status.st_mode);
     } else {
         return;
     }
