@@ -108,7 +108,7 @@ UWStandardFileRef itemForSavedArchive(const QVariantMap &archive, qsizetype inde
     if (error == u"not a file archive")
         refuseSaved(index, QStringLiteral("not a file archive"));
     else
-        qCDebug(lcBookmarks) << "saved bookmarks, entry" << index << ": the file is gone";
+        qCDebug(lcBookmarks).noquote() << QStringLiteral("saved bookmarks, entry %1: the file is gone").arg(index);
     return nullptr;
 }
 
