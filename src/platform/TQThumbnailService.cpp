@@ -228,7 +228,7 @@ const heif_reader HeifReader{
 // the RGBA picture they are converted into.
 constexpr qint64 HeifBytesPerPixel = 10;
 
-QImage heifThumbnail(const TQRegularFile &file, const QString &path, const QSize &box, QString *why)
+QImage heifThumbnail(const TQRegularFile &file, const QString &path, const QSize &box, QString *why, bool *refused)
 {
     struct Handles
     {
@@ -286,6 +286,7 @@ QImage heifThumbnail(const TQRegularFile &file, const QString &path, const QSize
                   qUtf8Printable(path), size.width(), size.height(), cost / 1000000,
                   TQThumbnailers::DecodeBudgetBytes / 1000000);
         *why = u"its picture is %1x%2"_s.arg(size.width()).arg(size.height());
+        *refused = !size.isEmpty();
         return {};
     }
     error = heif_decode_image(handle, &h.image, heif_colorspace_RGB, heif_chroma_interleaved_RGBA, nullptr);
@@ -314,6 +315,9 @@ struct Made
     QImage image;      // upright, fitted into the box
     bool claimed = false; // an in-process decoder should have managed this file
     QImage fallback;   // upright, smaller than asked for: better than nothing, not for the cache
+    // What the file declares is beyond what may be decoded: a thumbnailer would face the same
+    // sizes (or read the whole of a huge file), so it is not asked either.
+    bool refused = false;
 };
 
 Made makeInProcess(const TQRegularFile &file, const QString &path, const QMimeType &type, const QSize &box)
@@ -322,7 +326,7 @@ Made makeInProcess(const TQRegularFile &file, const QString &path, const QMimeTy
     QString why;
     if (conformsToAny(type, {u"image/heif"_s, u"image/heic"_s, u"image/avif"_s}) || looksLikeHeif(file)) {
         made.claimed = true;
-        made.image = heifThumbnail(file, path, box, &why);
+        made.image = heifThumbnail(file, path, box, &why, &made.refused);
         if (made.image.isNull())
             qCDebug(lcPlatform) << "libheif can't thumbnail" << path << ":" << why;
         return made;
@@ -339,6 +343,7 @@ Made makeInProcess(const TQRegularFile &file, const QString &path, const QMimeTy
         const QString problem = TQThumbnailers::pngLayoutProblem(device.get());
         if (!problem.isEmpty()) {
             qCWarning(lcPlatform, "Not decoding %s for a thumbnail: %s", qUtf8Printable(path), qUtf8Printable(problem));
+            made.refused = true;
             return made;
         }
     }
@@ -353,6 +358,7 @@ Made makeInProcess(const TQRegularFile &file, const QString &path, const QMimeTy
     }
     if (readable && file.size() > MaxDecodedFileBytes) {
         qCDebug(lcPlatform) << "not decoding" << path << "whole:" << file.size() << "bytes";
+        made.refused = embedded.fallback.isNull();
     } else if (readable) {
         const TQThumbnailers::Decoded decoded =
                 TQThumbnailers::decode(device.get(), TQImageOrientation::uprightSize(box, embedded.orientation));
@@ -361,6 +367,7 @@ Made makeInProcess(const TQRegularFile &file, const QString &path, const QMimeTy
             return made;
         }
         logFailure(path, "the picture", decoded);
+        made.refused = decoded.refused && embedded.fallback.isNull();
     }
     made.fallback = upright(embedded.fallback);
     return made;
@@ -436,7 +443,9 @@ QImage TQThumbnailService::thumbnailForFile(const QByteArray &nativePath, const 
     const Made made = makeInProcess(file, source->path, type, workBox);
     QImage image = made.image;
     bool expected = made.claimed;
-    if (image.isNull()) {
+    if (image.isNull() && made.refused) {
+        qCDebug(lcPlatform) << "no thumbnailer is asked for" << path << ": it was refused for what it declares";
+    } else if (image.isNull()) {
         if (const std::optional<TQThumbnailers::Entry> entry = TQThumbnailers::entryFor(type)) {
             TQThumbnailers::Outcome outcome;
             image = TQThumbnailers::run(*entry, source->path, source->uri, side, workBox, thumbnailerTimeout(), &outcome);

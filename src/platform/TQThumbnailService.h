@@ -41,8 +41,9 @@
     at full size whatever the scale; for HEIF ten bytes a pixel (libheif's planes and the RGBA
     picture). Embedded previews are held to the same budget. A PNG whose chunks declare more
     bytes than the file holds, a format that states no size, and files over 256 MB are not
-    decoded in process; refusals for what a file declares are logged as one warning. The
-    budget holds per request: the thumbnail queues run one request per thread.
+    decoded in process, and no thumbnailer is asked for them (it would face the same sizes);
+    refusals for what a file declares are logged as one warning. The budget holds per
+    request: the thumbnail queues run one request per thread.
 
     Thumbnailers run with an address space of 1 GiB, their CPU time limited to the time limit,
     files they write limited to 64 MB, and no core files.

@@ -771,6 +771,10 @@ private slots:
         if (!preview.isEmpty())
             setExifThumbnail(path, preview);
         TQThumbnailService::setCacheEnabled(false);
+        // A thumbnailer would face the same declared sizes: a refused file is not handed to one.
+        const QString program = file(u"red.sh"_s);
+        QVERIFY(writeScript(program, m_picture + u" > \"$1\""_s));
+        QVERIFY(installEntry(qEnvironmentVariable("XDG_DATA_HOME"), program + u" %o"_s, u"image/jpeg;image/png;"_s));
         if (!warning.isEmpty())
             QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^Not decoding "_s + QRegularExpression::escape(path)
                                                                   + u" for a thumbnail: .*"_s + warning));
