@@ -8,6 +8,9 @@ set -euo pipefail
 packages=(
     # toolchain
     g++ cmake ninja-build pkgconf
+    # the sanitizer build and the fuzz targets: clang, its runtimes (ASan, UBSan, libFuzzer)
+    # and llvm-symbolizer for readable stacks
+    clang libclang-rt-14-dev llvm
     # Qt 6: widgets, D-Bus, tests; image-format plugins (TIFF, WebP, ...); the offscreen
     # and other platform plugins that tests run widgets on
     qt6-base-dev qt6-base-dev-tools qt6-image-formats-plugins qt6-qpa-plugins
