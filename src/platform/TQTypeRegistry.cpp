@@ -1,8 +1,10 @@
 #include "TQTypeRegistry.h"
 
 #include "TQPlatformLogging.h"
+#include "TQRegularFile_p.h"
 
 #include <QByteArray>
+#include <QFile>
 #include <QFileInfo>
 #include <QHash>
 #include <QMimeDatabase>
@@ -81,6 +83,24 @@ void claim(QHash<QString, QString> &table, const QString &key, const QString &ty
         table.insert(key, type);
 }
 
+// As much of a file's start as the shared MIME database looks at for its magic numbers.
+constexpr qint64 contentPrefixSize = 16 * 1024;
+
+// What a file that is neither a folder nor a regular file is, whatever its name claims: a FIFO
+// named "photo.jpg" is no picture, and whoever reads a picture would wait on it for ever.
+QString specialFileMime(mode_t mode)
+{
+    if (S_ISFIFO(mode))
+        return QStringLiteral("inode/fifo");
+    if (S_ISSOCK(mode))
+        return QStringLiteral("inode/socket");
+    if (S_ISCHR(mode))
+        return QStringLiteral("inode/chardevice");
+    if (S_ISBLK(mode))
+        return QStringLiteral("inode/blockdevice");
+    return {};
+}
+
 bool isGenericMime(const QMimeType &type)
 {
     return !type.isValid() || type.isDefault()
@@ -123,7 +143,7 @@ struct TQTypeRegistry::Private
     {
         QMimeType contentWins;
     };
-    ContentVerdict contentVerdict(const QString &path, const QString &fileName) const;
+    ContentVerdict contentVerdict(const QByteArray &path, const QString &fileName) const;
 };
 
 TQTypeRegistry::TQTypeRegistry()
@@ -373,10 +393,17 @@ QString TQTypeRegistry::typeForData(const QByteArray &data) const
 }
 
 TQTypeRegistry::Private::ContentVerdict
-TQTypeRegistry::Private::contentVerdict(const QString &path, const QString &fileName) const
+TQTypeRegistry::Private::contentVerdict(const QByteArray &path, const QString &fileName) const
 {
+    // Opened without blocking and checked on the descriptor: the file may have been swapped
+    // for a FIFO or a device since it was looked at.
+    const TQRegularFile file(path);
+    if (!file.isOpen()) {
+        file.warnIfRefused(QFile::decodeName(path), "type detection");
+        return {};
+    }
     const QMimeType byName = mimeDatabase.mimeTypeForFile(fileName, QMimeDatabase::MatchExtension);
-    const QMimeType byContent = mimeDatabase.mimeTypeForFile(path, QMimeDatabase::MatchContent);
+    const QMimeType byContent = mimeDatabase.mimeTypeForData(file.read(0, contentPrefixSize));
 
     // Unreadable, empty or unrecognised content: the name is all there is.
     if (isGenericMime(byContent))
@@ -391,26 +418,33 @@ TQTypeRegistry::Private::contentVerdict(const QString &path, const QString &file
     // that claims a format which is never text.
     if (byContent.name() == u"text/plain" && !isMediaMime(byName))
         return {};
-    qCDebug(lcPlatform) << "name and content of" << path << "disagree:" << byName.name()
+    qCDebug(lcPlatform) << "name and content of" << QFile::decodeName(path) << "disagree:" << byName.name()
                         << "by name," << byContent.name() << "by content; the content wins";
     return {byContent};
 }
 
 QString TQTypeRegistry::typeForFile(const QString &path, Detection detection) const
 {
+    return typeForFile(QFile::encodeName(path), detection);
+}
+
+QString TQTypeRegistry::typeForFile(const QByteArray &path, Detection detection) const
+{
     struct stat target;
-    if (path.isEmpty() || ::stat(QFile::encodeName(path).constData(), &target) != 0)
+    if (path.isEmpty() || path.contains('\0') || ::stat(path.constData(), &target) != 0)
         return {};
     if (S_ISDIR(target.st_mode)) {
         // A folder on a different device from its parent is the root of a mounted volume.
         struct stat parent;
-        const QByteArray parentPath = QFile::encodeName(path + QStringLiteral("/.."));
+        const QByteArray parentPath = path + "/..";
         if (::stat(parentPath.constData(), &parent) == 0
             && (parent.st_dev != target.st_dev || parent.st_ino == target.st_ino))
             return QStringLiteral("public.volume");
         return QStringLiteral("public.folder");
     }
-    const QString fileName = QFileInfo(path).fileName();
+    if (const QString special = specialFileMime(target.st_mode); !special.isEmpty())
+        return typeForMimeType(special);
+    const QString fileName = QFile::decodeName(path.mid(path.lastIndexOf('/') + 1));
     if (detection == Detection::ContentAndName && S_ISREG(target.st_mode) && target.st_size > 0) {
         const Private::ContentVerdict verdict = d->contentVerdict(path, fileName);
         if (verdict.contentWins.isValid())

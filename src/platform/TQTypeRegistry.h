@@ -36,7 +36,7 @@ class QByteArray;
 
     \section Cost
     Conformance questions about declared types are hash look-ups. typeForFile() with
-    Detection::ContentAndName reads up to a few KiB of the file; Detection::NameOnly never
+    Detection::ContentAndName reads up to 16 KiB of the file; Detection::NameOnly never
     touches it.
 */
 class TQKIT_EXPORT TQTypeRegistry
@@ -103,9 +103,14 @@ public:
         Detection::ContentAndName a file whose name and content disagree gets the type of its
         content when the content is recognised (a PNG named "photo.jpg" is "public.png"); when
         one type is a more specific form of the other, the more specific one wins.
+        A FIFO, socket or device has its own type whatever its name
+        ("dyn.mime.inode.fifo", ...) and is never opened; content is read without blocking,
+        from a regular file only, at most 16 KiB of it.
         Returns an empty string only when \a path does not exist.
     */
     QString typeForFile(const QString &path, Detection detection = Detection::ContentAndName) const;
+    //! typeForFile() for a path in the file system's own bytes, which need not be UTF-8.
+    QString typeForFile(const QByteArray &nativePath, Detection detection = Detection::ContentAndName) const;
     //! The type of a file name alone, without looking at any file.
     QString typeForFileName(const QString &fileName) const;
     //! The type of some bytes taken from the start of a file ("public.data" when unknown).
