@@ -27,7 +27,7 @@ void UWFileLoadOperation::main()
     while (!d->queue.isEmpty()) {
         const UWStandardFileRef folder = d->queue.takeFirst()->resolvedFileItem();
         QString error;
-        const QList<UWFolderListing::Entry> entries = UWFolderListing::list(folder->path(), &error);
+        const QList<UWFolderListing::Entry> entries = UWFolderListing::list(folder->nativePath(), &error);
         if (!error.isEmpty())
             qCInfo(lcCompanion).noquote() << "cannot list" << folder->path() << "-" << error;
         d->results.reserve(d->results.size() + entries.size());

@@ -33,22 +33,29 @@ class UWFileSubscriptionPrivate
 {
 public:
     UWStandardFileRef folder;
-    QString path; // the folder's resolved path
+    QByteArray path; // the folder's resolved path, in the file system's bytes
     QList<UWStandardFileRef> files;
     bool loaded = false;
     int watch = -1;
 
-    qsizetype indexOf(const QString &name) const
+    // Names are compared as bytes: two names that are not UTF-8 may show as the same text.
+    qsizetype indexOf(const QByteArray &name) const
     {
         for (qsizetype i = 0; i < files.size(); ++i) {
-            if (files.at(i)->fileName() == name)
+            if (files.at(i)->nativeFileName() == name)
                 return i;
         }
         return -1;
     }
-    QString childPath(const QString &name) const
+    QByteArray childPath(const QByteArray &name) const
     {
-        return path == u"/" ? QString(path + name) : QString(path + QLatin1Char('/') + name);
+        return path == "/" ? QByteArray(path + name) : QByteArray(path + '/' + name);
+    }
+    UWFileEvent renamedTo(const QByteArray &name) const
+    {
+        UWFileEvent event{UWFileEvent::Renamed, {}, childPath(name)};
+        event.newPath = QFile::decodeName(event.newNativePath);
+        return event;
     }
 };
 
@@ -56,7 +63,7 @@ UWFileSubscription::UWFileSubscription(const UWStandardFileRef &folder)
     : d(std::make_unique<UWFileSubscriptionPrivate>())
 {
     d->folder = folder;
-    d->path = folder->resolvedFileItem()->path();
+    d->path = folder->resolvedFileItem()->nativePath();
 }
 
 UWStandardFileRef UWFileSubscription::folder() const
@@ -98,7 +105,7 @@ public:
     QSocketNotifier *inotifyNotifier = nullptr;
     QSocketNotifier *mountsNotifier = nullptr;
     QHash<int, UWFileSubscription *> byWatch;
-    QHash<QString, std::weak_ptr<UWFileSubscription>> byPath;
+    QHash<QByteArray, std::weak_ptr<UWFileSubscription>> byPath;
 
     void startWatching();
     void load(UWFileSubscription *subscription);
@@ -148,13 +155,13 @@ void UWFileManagerPrivate::load(UWFileSubscription *subscription)
     QString error;
     const QList<UWFolderListing::Entry> entries = UWFolderListing::list(s->path, &error);
     if (!error.isEmpty())
-        qCInfo(lcCompanion).noquote() << "cannot list" << s->path << "-" << error;
+        qCInfo(lcCompanion).noquote() << "cannot list" << QFile::decodeName(s->path) << "-" << error;
     s->files.reserve(entries.size());
     for (const UWFolderListing::Entry &entry : entries)
         s->files.append(entry.file);
     s->loaded = true;
     if (inotifyFd >= 0 && QThread::currentThread() == q->thread()) {
-        s->watch = ::inotify_add_watch(inotifyFd, QFile::encodeName(s->path).constData(), watchMask);
+        s->watch = ::inotify_add_watch(inotifyFd, s->path.constData(), watchMask);
         if (s->watch >= 0)
             byWatch.insert(s->watch, subscription);
     }
@@ -166,11 +173,11 @@ void UWFileManagerPrivate::relist(UWFileSubscription *subscription)
     QString error;
     const QList<UWFolderListing::Entry> entries = UWFolderListing::list(s->path, &error);
     if (!error.isEmpty())
-        qCInfo(lcCompanion).noquote() << "cannot list" << s->path << "-" << error;
+        qCInfo(lcCompanion).noquote() << "cannot list" << QFile::decodeName(s->path) << "-" << error;
 
-    QHash<QString, UWStandardFileRef> previous;
+    QHash<QByteArray, UWStandardFileRef> previous;
     for (const UWStandardFileRef &file : std::as_const(s->files))
-        previous.insert(file->fileName(), file);
+        previous.insert(file->nativeFileName(), file);
     QHash<ino_t, UWStandardFileRef> previousByInode;
     for (const UWStandardFileRef &file : std::as_const(s->files))
         previousByInode.insert(file->statInfo().inode, file);
@@ -205,8 +212,8 @@ void UWFileManagerPrivate::relist(UWFileSubscription *subscription)
             && moved->statInfo().bornNSecs == fresh.bornNSecs;
         if (sameFile && !previous.contains(entry.name) && !kept.contains(moved.get())
             && std::none_of(entries.cbegin(), entries.cend(),
-                            [&](const UWFolderListing::Entry &e) { return e.name == moved->fileName(); })) {
-            moved->updateForEvent({UWFileEvent::Renamed, s->childPath(entry.name)});
+                            [&](const UWFolderListing::Entry &e) { return e.name == moved->nativeFileName(); })) {
+            moved->updateForEvent(s->renamedTo(entry.name));
             kept.insert(moved.get());
             now.append(moved);
         } else {
@@ -223,7 +230,7 @@ void UWFileManagerPrivate::relist(UWFileSubscription *subscription)
     s->files = now;
     if (changed) {
         Q_EMIT subscription->filesChanged();
-        Q_EMIT q->directoryChanged(s->path);
+        Q_EMIT q->directoryChanged(QFile::decodeName(s->path));
     }
 }
 
@@ -245,7 +252,7 @@ void UWFileManagerPrivate::readEvents()
     struct Pending
     {
         UWFileSubscription *subscription;
-        QString name;
+        QByteArray name;
     };
     QHash<uint32_t, Pending> movedAway; // by cookie, until the other half arrives
     QSet<UWFileSubscription *> touched;
@@ -274,7 +281,7 @@ void UWFileManagerPrivate::readEvents()
             if (event->len == 0)
                 continue; // the folder itself; its own item hears of it from its parent
             UWFileSubscriptionPrivate *s = subscription->d.get();
-            const QString name = QFile::decodeName(event->name);
+            const QByteArray name(event->name);
             const qsizetype index = s->indexOf(name);
             const UWStandardFileRef existing = index >= 0 ? s->files.at(index) : nullptr;
 
@@ -298,7 +305,7 @@ void UWFileManagerPrivate::readEvents()
                             moved->updateForEvent({UWFileEvent::Removed, {}});
                             existing->updateForEvent({UWFileEvent::CreatedOrReplaced, {}});
                         } else {
-                            moved->updateForEvent({UWFileEvent::Renamed, s->childPath(name)});
+                            moved->updateForEvent(s->renamedTo(name));
                             s->files.append(moved);
                         }
                         continue;
@@ -308,7 +315,7 @@ void UWFileManagerPrivate::readEvents()
             if (event->mask & (IN_CREATE | IN_MOVED_TO)) {
                 if (existing) {
                     existing->updateForEvent({UWFileEvent::CreatedOrReplaced, {}});
-                } else if (UWStandardFileRef file = UWStandardFile::newFileForPath(s->childPath(name));
+                } else if (UWStandardFileRef file = UWStandardFile::newFileForNativePath(s->childPath(name));
                            file && file->exists()) {
                     s->files.append(file);
                 }
@@ -343,7 +350,7 @@ void UWFileManagerPrivate::readEvents()
     }
     for (UWFileSubscription *subscription : std::as_const(touched)) {
         Q_EMIT subscription->filesChanged();
-        Q_EMIT q->directoryChanged(subscription->d->path);
+        Q_EMIT q->directoryChanged(QFile::decodeName(subscription->d->path));
     }
 }
 
@@ -404,10 +411,10 @@ std::shared_ptr<UWFileSubscription> UWFileManager::subscriptionForFile(const UWS
     const UWStandardFileRef target = folder->resolvedFileItem();
     if (!target->isDirectory())
         return nullptr;
-    if (std::shared_ptr<UWFileSubscription> existing = d->byPath.value(target->path()).lock())
+    if (std::shared_ptr<UWFileSubscription> existing = d->byPath.value(target->nativePath()).lock())
         return existing;
     std::shared_ptr<UWFileSubscription> subscription(new UWFileSubscription(folder));
-    d->byPath.insert(target->path(), subscription);
+    d->byPath.insert(target->nativePath(), subscription);
     return subscription;
 }
 
@@ -415,7 +422,7 @@ void UWFileManager::changeHappenedInDirectory(const UWStandardFileRef &folder)
 {
     if (!folder || folder->isPlaceholder())
         return;
-    const QString path = folder->resolvedFileItem()->path();
+    const QByteArray path = folder->resolvedFileItem()->nativePath();
     if (std::shared_ptr<UWFileSubscription> subscription = d->byPath.value(path).lock();
         subscription && subscription->isLoaded())
         d->relist(subscription.get());

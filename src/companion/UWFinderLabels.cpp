@@ -173,7 +173,11 @@ int labelFromTags(const QByteArray &tags)
 
 int labelForPath(const QString &path)
 {
-    const QByteArray encoded = QFile::encodeName(path);
+    return labelForNativePath(QFile::encodeName(path));
+}
+
+int labelForNativePath(const QByteArray &encoded)
+{
     if (const QByteArray tags = readAttribute(encoded, "user.xdg.tags"); !tags.isEmpty()) {
         if (const int label = labelFromTags(tags))
             return label;

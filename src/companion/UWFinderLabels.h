@@ -52,6 +52,8 @@ TQKIT_EXPORT QString defaultName(int index);
 TQKIT_EXPORT QString nameForLabel(int index);
 //! The label of the file at \a path (a link itself, not its target), 0..7.
 TQKIT_EXPORT int labelForPath(const QString &path);
+//! labelForPath() for a path in the file system's own bytes, which need not be UTF-8.
+TQKIT_EXPORT int labelForNativePath(const QByteArray &nativePath);
 //! The label a FinderInfo record's colour bits give; 0 for a record shorter than 32 bytes.
 TQKIT_EXPORT int labelFromFinderInfo(const QByteArray &finderInfo);
 //! The label an "xdg.tags" value gives; 0 when no tag names a label.

@@ -12,10 +12,10 @@
 
 namespace UWFolderListing {
 
-QList<Entry> list(const QString &folder, QString *error)
+QList<Entry> list(const QByteArray &folder, QString *error)
 {
     QList<Entry> entries;
-    const int fd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int fd = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0) {
         *error = QString::fromLocal8Bit(::strerror(errno));
         return entries;
@@ -26,7 +26,7 @@ QList<Entry> list(const QString &folder, QString *error)
         ::close(fd);
         return entries;
     }
-    const QString prefix = folder == u"/" ? folder : folder + QLatin1Char('/');
+    const QByteArray prefix = folder == "/" ? folder : folder + '/';
     errno = 0;
     while (const dirent *entry = ::readdir(dir)) {
         const char *name = entry->d_name;
@@ -36,10 +36,10 @@ QList<Entry> list(const QString &folder, QString *error)
         // An entry removed between readdir and statx is simply no longer there.
         if (!stat.readAt(fd, name))
             continue;
-        const QString decoded = QFile::decodeName(name);
-        const QString path = prefix + decoded;
-        if (UWStandardFileRef file = UWFileFactory::make(QUrl::fromLocalFile(path), {}, &stat))
-            entries.append({decoded, std::move(file)});
+        // The bytes go to the item as they are: a name need not survive a trip through text.
+        const QByteArray path = prefix + name;
+        if (UWStandardFileRef file = UWFileFactory::make(UWStandardFile::URLForNativePath(path), path, &stat))
+            entries.append({QByteArray(name), std::move(file)});
         errno = 0;
     }
     if (errno != 0)

@@ -1,6 +1,7 @@
 #include "UWStandardFile.h"
 
 #include "TQApplications.h"
+#include "TQRegularFile_p.h"
 #include "TQTypeRegistry.h"
 #include "UWCompanionLogging.h"
 #include "UWFileFactory_p.h"
@@ -175,58 +176,80 @@ const QString archiveMountPointKey = QStringLiteral("mountPoint");
 const QString archiveRelativeKey = QStringLiteral("volumePath");
 const QString archiveInodeKey = QStringLiteral("inode");
 const QString archiveDirectoryKey = QStringLiteral("isDirectory");
+// The bytes of the path and of the volume path, kept only when the text would not give them
+// back (a name that is not UTF-8); a reader prefers them to the text.
+const QString archiveNativePathKey = QStringLiteral("nativePath");
+const QString archiveNativeRelativeKey = QStringLiteral("nativeVolumePath");
+
+// The path an archive records, as bytes.
+QByteArray archivedNativePath(const QVariantMap &archive, const QString &nativeKey, const QString &textKey)
+{
+    const QVariant native = archive.value(nativeKey);
+    return native.isValid() ? native.toByteArray() : QFile::encodeName(archive.value(textKey).toString());
+}
 
 QDateTime dateFromNSecs(qint64 nsecs)
 {
     return QDateTime::fromMSecsSinceEpoch(nsecs / 1000000, Qt::UTC);
 }
 
-// The names a folder's ".hidden" file lists, one per line.
-bool isListedInHiddenFile(const QString &folder, const QString &name)
+// Paths are bytes: cleaned as Latin-1 text, one character per byte, because cleaning looks
+// only at '/' and '.' and must neither lose nor change a byte that is not UTF-8.
+QByteArray cleanNativePath(const QByteArray &path)
 {
-    QFile hidden(folder + QStringLiteral("/.hidden"));
-    if (!hidden.open(QIODevice::ReadOnly))
+    return QDir::cleanPath(QString::fromLatin1(path)).toLatin1();
+}
+
+QByteArray parentNativePath(const QByteArray &path)
+{
+    const qsizetype slash = path.lastIndexOf('/');
+    return slash <= 0 ? QByteArray("/") : path.left(slash);
+}
+
+QByteArray lastNativeComponent(const QByteArray &path)
+{
+    return path == "/" ? path : path.mid(path.lastIndexOf('/') + 1);
+}
+
+// The names a folder's ".hidden" file lists, one per line.
+bool isListedInHiddenFile(const QByteArray &folder, const QByteArray &name)
+{
+    // Anyone may plant a FIFO or a device under this name: only a regular file is read.
+    const TQRegularFile hidden(folder + "/.hidden");
+    if (!hidden.isOpen()) {
+        hidden.warnIfRefused(QFile::decodeName(folder + "/.hidden"), "the hidden names");
         return false;
+    }
     // The file is a short list by convention; a huge one is not worth reading whole.
-    const QByteArray contents = hidden.read(1 << 20);
-    const QByteArray encoded = name.toUtf8();
+    const QByteArray contents = hidden.read(0, 1 << 20);
     for (QByteArray line : contents.split('\n')) {
         if (line.endsWith('\r'))
             line.chop(1);
-        if (line == encoded)
+        if (line == name)
             return true;
     }
     return false;
 }
 
 // The absolute, clean path a link points to; nothing when \a path is not a link.
-std::optional<QString> readLink(const QString &path)
+std::optional<QByteArray> readLink(const QByteArray &path)
 {
     QByteArray target(PATH_MAX, Qt::Uninitialized);
-    const ssize_t size = ::readlink(QFile::encodeName(path).constData(), target.data(), target.size());
+    const ssize_t size = ::readlink(path.constData(), target.data(), target.size());
     if (size <= 0 || size >= target.size())
         return std::nullopt;
     target.truncate(size);
-    const QString decoded = QFile::decodeName(target);
-    if (QDir::isAbsolutePath(decoded))
-        return QDir::cleanPath(decoded);
-    const QString folder = path.left(path.lastIndexOf(QLatin1Char('/')));
-    return QDir::cleanPath(folder + QLatin1Char('/') + decoded);
-}
-
-QString parentPath(const QString &path)
-{
-    const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
-    return slash <= 0 ? QStringLiteral("/") : path.left(slash);
+    if (target.startsWith('/'))
+        return cleanNativePath(target);
+    return cleanNativePath(parentNativePath(path) + '/' + target);
 }
 
 // The superuser passes every access() check; a browser still shows a file whose mode grants
 // something to nobody as not allowing it.
-bool mayAccess(const QString &path, int how, mode_t anyoneMask)
+bool mayAccess(const QByteArray &path, int how, mode_t anyoneMask)
 {
     struct stat target;
-    const QByteArray encoded = QFile::encodeName(path);
-    if (::stat(encoded.constData(), &target) != 0 || ::access(encoded.constData(), how) != 0)
+    if (::stat(path.constData(), &target) != 0 || ::access(path.constData(), how) != 0)
         return false;
     return (target.st_mode & anyoneMask) != 0;
 }
@@ -252,9 +275,10 @@ void announcing(UWStandardFile &file, std::initializer_list<QStringView> keys, C
 
 struct UWStandardFile::Private
 {
-    QString path; // absolute and clean; empty for a placeholder
+    QByteArray path; // absolute and clean, the file system's bytes; empty for a placeholder
     UWStatInfo stat;
     bool exists = false;
+    bool lost = false; // currentURL() found the file nowhere: no location until it is back
 
     // Rarely used state, kept out of line so that an item of a big listing stays small.
     struct Extra
@@ -266,7 +290,7 @@ struct UWStandardFile::Private
     };
     std::unique_ptr<Extra> extra;
 
-    mutable std::optional<QString> resolvedPath;
+    mutable std::optional<QByteArray> resolvedPath;
     mutable std::optional<QString> uti;
     mutable std::optional<QString> resolvedUTI;
     mutable std::optional<QString> kindString;
@@ -282,7 +306,8 @@ struct UWStandardFile::Private
     bool isPlaceholder() const { return path.isEmpty(); }
     bool isLink() const { return exists && S_ISLNK(stat.mode); }
     bool isDirectory() const { return exists && S_ISDIR(stat.mode); }
-    const QString &resolved() const;
+    const QByteArray &resolved() const;
+    QString text() const { return QFile::decodeName(path); }
     void forgetTypes()
     {
         resolvedPath.reset();
@@ -292,21 +317,21 @@ struct UWStandardFile::Private
     }
 };
 
-const QString &UWStandardFile::Private::resolved() const
+const QByteArray &UWStandardFile::Private::resolved() const
 {
     if (resolvedPath)
         return *resolvedPath;
-    QString current = path;
+    QByteArray current = path;
     if (isLink()) {
         // Follow the chain one link at a time, so that a loop or a dangling end resolves to
         // the link itself instead of failing somewhere in between.
-        QSet<QString> visited{current};
+        QSet<QByteArray> visited{current};
         for (int depth = 0; depth < maxLinkDepth; ++depth) {
-            const std::optional<QString> target = readLink(current);
+            const std::optional<QByteArray> target = readLink(current);
             if (!target)
                 break;
             if (visited.contains(*target)) {
-                qCDebug(lcCompanion) << "link loop at" << path;
+                qCDebug(lcCompanion) << "link loop at" << text();
                 current = path;
                 break;
             }
@@ -315,8 +340,8 @@ const QString &UWStandardFile::Private::resolved() const
         }
         struct stat end;
         if (current != path
-            && (::lstat(QFile::encodeName(current).constData(), &end) != 0 || S_ISLNK(end.st_mode))) {
-            qCDebug(lcCompanion) << "link" << path << "leads nowhere";
+            && (::lstat(current.constData(), &end) != 0 || S_ISLNK(end.st_mode))) {
+            qCDebug(lcCompanion) << "link" << text() << "leads nowhere";
             current = path;
         }
     }
@@ -340,9 +365,41 @@ UWStandardFileRef UWStandardFile::newFileForURL(const QUrl &url)
 
 UWStandardFileRef UWStandardFile::newFileForPath(const QString &path)
 {
-    if (path.isEmpty())
+    return newFileForNativePath(QFile::encodeName(path));
+}
+
+UWStandardFileRef UWStandardFile::newFileForNativePath(const QByteArray &nativePath)
+{
+    if (nativePath.isEmpty() || nativePath.contains('\0'))
         return nullptr;
-    return newFileForURL(QUrl::fromLocalFile(QFileInfo(path).absoluteFilePath()));
+    QByteArray absolute = nativePath;
+    if (!absolute.startsWith('/')) {
+        // The working folder's own bytes: its name need not be UTF-8 either.
+        char here[PATH_MAX];
+        if (!::getcwd(here, sizeof here))
+            return nullptr;
+        absolute = QByteArray(here) + '/' + absolute;
+    }
+    absolute = cleanNativePath(absolute);
+    return UWFileFactory::make(URLForNativePath(absolute), absolute);
+}
+
+QUrl UWStandardFile::URLForNativePath(const QByteArray &nativePath)
+{
+    if (!nativePath.startsWith('/'))
+        return {};
+    // Percent-encoded, a byte that is not UTF-8 survives in the URL as "%FF"; fromLocalFile()
+    // would have to go through a QString and lose it.
+    return QUrl::fromEncoded("file://" + nativePath.toPercentEncoding("/"));
+}
+
+QByteArray UWStandardFile::nativePathForURL(const QUrl &url)
+{
+    if (!url.isLocalFile())
+        return {};
+    // Fully encoded, the path holds UTF-8 for what decodes and the original "%FF" for what
+    // does not; decoding the percent signs gives the file system's bytes back.
+    return QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1());
 }
 
 QList<UWStandardFileRef> UWStandardFile::arrayOfFilesForPaths(const QStringList &paths, bool allowPlaceholders)
@@ -353,9 +410,11 @@ QList<UWStandardFileRef> UWStandardFile::arrayOfFilesForPaths(const QStringList 
         UWStandardFileRef file = newFileForPath(path);
         if (file && !file->exists()) {
             // A placeholder that finds its file again as soon as something appears at the path.
-            const QVariantMap archive{{archiveVersionKey, archiveVersion},
-                                      {archivePathKey, file->path()},
-                                      {archiveNameKey, file->fileName()}};
+            QVariantMap archive{{archiveVersionKey, archiveVersion},
+                                {archivePathKey, file->path()},
+                                {archiveNameKey, file->fileName()}};
+            if (QFile::encodeName(file->path()) != file->nativePath())
+                archive.insert(archiveNativePathKey, file->nativePath());
             file = allowPlaceholders ? UWFileFactory::makePlaceholder(file->fileName(), archive) : nullptr;
         }
         if (file)
@@ -368,16 +427,17 @@ bool UWStandardFile::initWithURL(const QUrl &url, const QByteArray &pathRep, con
 {
     if (!url.isLocalFile())
         return false;
-    const QString path = QDir::cleanPath(url.toLocalFile());
-    if (path.isEmpty() || !QDir::isAbsolutePath(path))
+    // The bytes a listing read are the name; a URL carries them percent-encoded.
+    const QByteArray path = cleanNativePath(pathRep.isEmpty() ? nativePathForURL(url) : pathRep);
+    if (path.isEmpty() || !path.startsWith('/') || path.contains('\0'))
         return false;
     d->path = path;
+    d->lost = false;
     if (statInfo) {
         d->stat = *statInfo;
         d->exists = true;
     } else {
-        const QByteArray encoded = pathRep.isEmpty() ? QFile::encodeName(path) : pathRep;
-        d->exists = d->stat.read(encoded.constData());
+        d->exists = d->stat.read(path.constData());
     }
     return true;
 }
@@ -385,6 +445,7 @@ bool UWStandardFile::initWithURL(const QUrl &url, const QByteArray &pathRep, con
 void UWStandardFile::becomePlaceholder(const QString &displayName, const QVariantMap &archive)
 {
     d->path.clear();
+    d->lost = false;
     d->exists = false;
     d->stat = {};
     d->forgetTypes();
@@ -395,20 +456,26 @@ void UWStandardFile::becomePlaceholder(const QString &displayName, const QVarian
     extra.placeholderArchive = archive;
 }
 
-bool UWStandardFile::adoptPath(const QString &path)
+bool UWStandardFile::adoptPath(const QByteArray &path)
 {
     UWStatInfo stat;
-    if (!stat.read(QFile::encodeName(path).constData()))
+    if (!stat.read(path.constData()))
         return false;
     if (d->extra)
         d->extra->application.reset();
     d->path = path;
     d->stat = stat;
     d->exists = true;
+    d->lost = false;
     d->forgetTypes();
     d->isInvisible.reset();
     d->finderLabel.reset();
     return true;
+}
+
+QByteArray UWStandardFile::nativeFileName() const
+{
+    return d->isPlaceholder() ? QByteArray() : lastNativeComponent(d->path);
 }
 
 const UWStatInfo &UWStandardFile::statInfo() const
@@ -422,21 +489,28 @@ QVariantMap UWStandardFile::archiveDictionary() const
 {
     if (d->isPlaceholder())
         return d->extra ? d->extra->placeholderArchive : QVariantMap();
-    if (!d->exists)
+    if (!d->exists || d->lost)
         return {};
     const QList<UWVolumes::Mount> mounts = UWVolumes::mounts();
     const UWVolumes::Mount mount = UWVolumes::mountForPath(mounts, d->path, d->stat.device);
+    const QString text = d->text();
     QVariantMap archive{
         {archiveVersionKey, archiveVersion},
-        {archivePathKey, d->path},
+        {archivePathKey, text},
         {archiveNameKey, fileName()},
         {archiveInodeKey, qulonglong(d->stat.inode)},
         {archiveDirectoryKey, d->isDirectory()},
     };
+    const bool textKeepsBytes = QFile::encodeName(text) == d->path;
+    if (!textKeepsBytes)
+        archive.insert(archiveNativePathKey, d->path);
     if (!mount.mountPoint.isEmpty()) {
+        const QByteArray relative = UWVolumes::volumeRelativePath(mount, d->path);
         archive.insert(archiveVolumeKey, mount.identity);
         archive.insert(archiveMountPointKey, mount.mountPoint);
-        archive.insert(archiveRelativeKey, UWVolumes::volumeRelativePath(mount, d->path));
+        archive.insert(archiveRelativeKey, QFile::decodeName(relative));
+        if (!textKeepsBytes)
+            archive.insert(archiveNativeRelativeKey, relative);
     }
     return archive;
 }
@@ -445,10 +519,10 @@ namespace {
 
 // Whether the file at \a path is the one \a archive describes: the same inode, or, after an
 // editor replaced it by saving a new copy, at least the same kind of entry on the same volume.
-bool holdsArchivedFile(const QString &path, const QVariantMap &archive, const QList<UWVolumes::Mount> &mounts)
+bool holdsArchivedFile(const QByteArray &path, const QVariantMap &archive, const QList<UWVolumes::Mount> &mounts)
 {
     UWStatInfo stat;
-    if (!stat.read(QFile::encodeName(path).constData()))
+    if (!stat.read(path.constData()))
         return false;
     const QString volume = archive.value(archiveVolumeKey).toString();
     const UWVolumes::Mount mount = UWVolumes::mountForPath(mounts, path, stat.device);
@@ -461,19 +535,19 @@ bool holdsArchivedFile(const QString &path, const QVariantMap &archive, const QL
 
 enum class Resolution { Found, VolumeAway, Missing, Invalid };
 
-Resolution resolveArchive(const QVariantMap &archive, QString *foundPath)
+Resolution resolveArchive(const QVariantMap &archive, QByteArray *foundPath)
 {
-    if (archive.value(archiveVersionKey).toInt() != archiveVersion
-        || !QDir::isAbsolutePath(archive.value(archivePathKey).toString()))
+    const QByteArray original = cleanNativePath(archivedNativePath(archive, archiveNativePathKey, archivePathKey));
+    if (archive.value(archiveVersionKey).toInt() != archiveVersion || !original.startsWith('/')
+        || original.contains('\0'))
         return Resolution::Invalid;
     const QList<UWVolumes::Mount> mounts = UWVolumes::mounts();
-    const QString original = QDir::cleanPath(archive.value(archivePathKey).toString());
     if (holdsArchivedFile(original, archive, mounts)) {
         *foundPath = original;
         return Resolution::Found;
     }
     const QString volume = archive.value(archiveVolumeKey).toString();
-    const QString relative = archive.value(archiveRelativeKey).toString();
+    const QByteArray relative = archivedNativePath(archive, archiveNativeRelativeKey, archiveRelativeKey);
     if (volume.isEmpty() || relative.isEmpty())
         return Resolution::Missing;
     bool mounted = false;
@@ -481,7 +555,7 @@ Resolution resolveArchive(const QVariantMap &archive, QString *foundPath)
         if (mount.identity != volume)
             continue;
         mounted = true;
-        const QString candidate = UWVolumes::pathOnMount(mount, relative);
+        const QByteArray candidate = UWVolumes::pathOnMount(mount, relative);
         if (!candidate.isEmpty() && holdsArchivedFile(candidate, archive, mounts)) {
             *foundPath = candidate;
             return Resolution::Found;
@@ -494,10 +568,10 @@ Resolution resolveArchive(const QVariantMap &archive, QString *foundPath)
 
 UWStandardFileRef UWStandardFile::newFileForArchive(const QVariantMap &archive, bool allowPlaceholders, QString *error)
 {
-    QString found;
+    QByteArray found;
     switch (resolveArchive(archive, &found)) {
     case Resolution::Found:
-        return newFileForPath(found);
+        return newFileForNativePath(found);
     case Resolution::VolumeAway:
         if (allowPlaceholders)
             return UWFileFactory::makePlaceholder(archive.value(archiveNameKey).toString(), archive);
@@ -527,18 +601,18 @@ namespace {
 // Where a file that left \a oldPath is now, when its volume (the same device) was mounted
 // elsewhere: some tail of the old path under one of the device's mount points, holding the
 // same inode.
-QString findOnRemountedVolume(const QString &oldPath, dev_t device, ino_t inode)
+QByteArray findOnRemountedVolume(const QByteArray &oldPath, dev_t device, ino_t inode)
 {
-    const QStringList components = oldPath.split(QLatin1Char('/'), Qt::SkipEmptyParts);
+    QList<QByteArray> components = oldPath.split('/');
+    components.removeAll(QByteArray());
     for (const UWVolumes::Mount &mount : UWVolumes::mounts()) {
         if (mount.device != device)
             continue;
         for (qsizetype first = 0; first < components.size(); ++first) {
-            const QString candidate = QDir::cleanPath(
-                mount.mountPoint + QLatin1Char('/') + components.mid(first).join(QLatin1Char('/')));
+            const QByteArray candidate = cleanNativePath(
+                QFile::encodeName(mount.mountPoint) + '/' + components.mid(first).join('/'));
             UWStatInfo stat;
-            if (stat.read(QFile::encodeName(candidate).constData()) && stat.inode == inode
-                && stat.device == device)
+            if (stat.read(candidate.constData()) && stat.inode == inode && stat.device == device)
                 return candidate;
         }
     }
@@ -551,21 +625,35 @@ QUrl UWStandardFile::currentURL()
 {
     if (!d->isPlaceholder()) {
         UWStatInfo now;
-        if (now.read(QFile::encodeName(d->path).constData())) {
+        if (now.read(d->path.constData())) {
             // The same entry, or one that replaced it: either way the path names the file.
+            if (d->lost) {
+                announcing(*this, {u"URL", u"path"}, [&] { adoptPath(d->path); });
+                return URL();
+            }
             d->exists = true;
             d->stat = now;
             return URL();
         }
-        const QString moved = d->exists ? findOnRemountedVolume(d->path, d->stat.device, d->stat.inode) : QString();
+        const QByteArray moved = d->exists && !d->lost
+            ? findOnRemountedVolume(d->path, d->stat.device, d->stat.inode) : QByteArray();
         if (moved.isEmpty()) {
-            d->exists = false;
+            // Keeping the old location would tell whoever holds the item (a bookmark's menu
+            // item) that the file is still there; without one, they look for it again.
+            if (!d->lost) {
+                announcing(*this, {u"URL", u"path"}, [&] {
+                    d->exists = false;
+                    d->lost = true;
+                    d->forgetTypes();
+                    d->finderLabel.reset();
+                });
+            }
             return {};
         }
         announcing(*this, {u"URL", u"path", u"displayName"}, [&] { adoptPath(moved); });
         return URL();
     }
-    QString found;
+    QByteArray found;
     if (resolveArchive(archiveDictionary(), &found) != Resolution::Found)
         return {};
     adoptPath(found);
@@ -577,17 +665,22 @@ QUrl UWStandardFile::currentURL()
 
 QUrl UWStandardFile::URL() const
 {
-    return d->path.isEmpty() ? QUrl() : QUrl::fromLocalFile(d->path);
+    return d->path.isEmpty() || d->lost ? QUrl() : URLForNativePath(d->path);
 }
 
 QString UWStandardFile::path() const
 {
-    return d->path;
+    return d->lost ? QString() : d->text();
+}
+
+QByteArray UWStandardFile::nativePath() const
+{
+    return d->lost ? QByteArray() : d->path;
 }
 
 QUrl UWStandardFile::resolvedURL() const
 {
-    return d->path.isEmpty() ? QUrl() : QUrl::fromLocalFile(d->resolved());
+    return d->path.isEmpty() || d->lost ? QUrl() : URLForNativePath(d->resolved());
 }
 
 UWStandardFileRef UWStandardFile::resolvedFileItem() const
@@ -595,31 +688,37 @@ UWStandardFileRef UWStandardFile::resolvedFileItem() const
     auto self = std::const_pointer_cast<UWStandardFile>(shared_from_this());
     if (!d->isLink() || d->resolved() == d->path)
         return self;
-    UWStandardFileRef target = newFileForPath(d->resolved());
+    UWStandardFileRef target = newFileForNativePath(d->resolved());
     return target ? target : self;
 }
 
 UWStandardFileRef UWStandardFile::parentItem() const
 {
-    if (d->isPlaceholder() || d->path == u"/")
+    if (d->isPlaceholder() || d->lost || d->path == "/")
         return nullptr;
-    return newFileForPath(parentPath(d->path));
+    return newFileForNativePath(parentNativePath(d->path));
 }
 
 QString UWStandardFile::fileName() const
 {
     if (d->isPlaceholder())
         return d->extra ? d->extra->placeholderName : QString();
-    if (d->path == u"/")
-        return d->path;
-    return d->path.mid(d->path.lastIndexOf(QLatin1Char('/')) + 1);
+    return QFile::decodeName(lastNativeComponent(d->path));
 }
 
 namespace {
 
-bool looksLikeDesktopEntry(const QString &path)
+bool looksLikeDesktopEntry(const QByteArray &path)
 {
-    return path.endsWith(u".desktop");
+    return path.endsWith(".desktop");
+}
+
+// Only a regular file is worth reading as a desktop entry; a FIFO under such a name would
+// block the reader for ever.
+bool isRegularFile(const QByteArray &path)
+{
+    struct stat target;
+    return ::stat(path.constData(), &target) == 0 && S_ISREG(target.st_mode);
 }
 
 } // namespace
@@ -628,8 +727,11 @@ QString UWStandardFile::displayName() const
 {
     if (!d->isPlaceholder() && looksLikeDesktopEntry(d->path) && !d->isDirectory()) {
         Private::Extra &extra = d->ensureExtra();
-        if (!extra.application)
-            extra.application = TQApplications::applicationForDesktopFile(d->resolved());
+        if (!extra.application) {
+            extra.application = isRegularFile(d->resolved())
+                ? TQApplications::applicationForDesktopFile(QFile::decodeName(d->resolved()))
+                : TQApplicationInfo();
+        }
         if (extra.application->isValid() && !extra.application->name.isEmpty())
             return extra.application->name;
     }
@@ -652,7 +754,7 @@ QString UWStandardFile::uti() const
 QString UWStandardFile::resolvedUTI() const
 {
     if (!d->resolvedUTI) {
-        const QString &target = d->resolved();
+        const QByteArray &target = d->resolved();
         d->resolvedUTI = target == d->path
             ? uti() : TQTypeRegistry::shared().typeForFile(target, UWFileFactory::typeDetection());
     }
@@ -729,7 +831,8 @@ bool UWStandardFile::isInvisible() const
     if (!d->isInvisible) {
         const QString name = fileName();
         d->isInvisible = name.startsWith(QLatin1Char('.'))
-            || (!d->isPlaceholder() && d->path != u"/" && isListedInHiddenFile(parentPath(d->path), name));
+            || (!d->isPlaceholder() && d->path != "/"
+                && isListedInHiddenFile(parentNativePath(d->path), lastNativeComponent(d->path)));
     }
     return *d->isInvisible;
 }
@@ -784,7 +887,7 @@ QDateTime UWStandardFile::dateAdded() const
 int UWStandardFile::finderLabel() const
 {
     if (!d->finderLabel)
-        d->finderLabel = d->exists ? UWFinderLabels::labelForPath(d->path) : 0;
+        d->finderLabel = d->exists ? UWFinderLabels::labelForNativePath(d->path) : 0;
     return *d->finderLabel;
 }
 
@@ -837,8 +940,9 @@ void UWStandardFile::updateForEvent(const UWFileEvent &event)
 {
     switch (event.type) {
     case UWFileEvent::Renamed: {
-        const QString newPath = QDir::cleanPath(event.newPath);
-        if (!QDir::isAbsolutePath(newPath))
+        const QByteArray newPath = cleanNativePath(
+            event.newNativePath.isEmpty() ? QFile::encodeName(event.newPath) : event.newNativePath);
+        if (!newPath.startsWith('/') || newPath.contains('\0'))
             return;
         announcing(*this, {u"URL", u"path", u"displayName"}, [&] {
             if (!adoptPath(newPath))
@@ -858,8 +962,10 @@ void UWStandardFile::updateForEvent(const UWFileEvent &event)
     case UWFileEvent::CreatedOrReplaced:
         announcing(*this, {u"modificationDate", u"creationDate", u"accessDate", u"dateAdded", u"addedDate"}, [&] {
             UWStatInfo now;
-            d->exists = now.read(QFile::encodeName(d->path).constData());
+            d->exists = now.read(d->path.constData());
             d->stat = d->exists ? now : UWStatInfo{};
+            if (d->exists)
+                d->lost = false;
         });
         if (event.type != UWFileEvent::ContentChanged) {
             announcing(*this, {u"finderLabel", u"finderLabelTitle"}, [&] { d->finderLabel.reset(); });

@@ -3,6 +3,7 @@
 #include "TQKeyValueCoding.h"
 #include "tqkit_export.h"
 
+#include <QByteArray>
 #include <QDateTime>
 #include <QIcon>
 #include <QList>
@@ -27,7 +28,8 @@ struct UWStatInfo;
     \brief A change the file system reported for one item.
 
     \c type is one of the Type values. After types 1, 2 and 4 the item's content and
-    attributes may have changed; after type 3 the item has a new path (\c newPath).
+    attributes may have changed; after type 3 the item has a new path: \c newNativePath, the
+    file system's own bytes, when it is set, else \c newPath.
 */
 struct UWFileEvent
 {
@@ -40,6 +42,7 @@ struct UWFileEvent
     };
     int type = ContentChanged;
     QString newPath;
+    QByteArray newNativePath; //!< wins over newPath: a name need not be valid UTF-8
 };
 
 /*!
@@ -54,6 +57,13 @@ struct UWFileEvent
     and resolvedFileItem() describe the link's target (a chain of links is followed to its
     end; a loop or a dangling link resolves to the link itself), while uti() of a link is
     "public.symlink" and its dates are the link's own.
+
+    \section Names that are not UTF-8
+    A file name is a string of bytes, and not every one is valid UTF-8 (a name written on
+    another system may hold a byte 0xFF). The item keeps the bytes (nativePath()) and reaches
+    the file through them; URL() carries them percent-encoded (QUrl::toEncoded() keeps "%FF"),
+    while path(), fileName() and displayName() are texts to show, with U+FFFD in place of what
+    does not decode. Use nativePath() or nativePathForURL(), never path(), to reach the file.
 
     \section Placeholders
     An item made from an archive (archiveDictionary()) whose volume is not mounted is a
@@ -90,6 +100,13 @@ public:
     static UWStandardFileRef newFileForURL(const QUrl &url);
     //! A new item for the local path \a path (made absolute and cleaned), or nullptr when empty.
     static UWStandardFileRef newFileForPath(const QString &path);
+    //! newFileForPath() for a path in the file system's own bytes, which need not be UTF-8.
+    static UWStandardFileRef newFileForNativePath(const QByteArray &nativePath);
+    //! The file URL for \a nativePath, its bytes percent-encoded; empty for a relative path.
+    static QUrl URLForNativePath(const QByteArray &nativePath);
+    //! The path bytes of the local file \a url (the inverse of URLForNativePath()); empty when
+    //! \a url is not a local file URL. Unlike QUrl::toLocalFile(), keeps bytes that are not UTF-8.
+    static QByteArray nativePathForURL(const QUrl &url);
     /*!
         The item an archive (archiveDictionary()) describes, found again: at its old path if
         that still holds the file; else at the same place on its volume's current mount point;
@@ -110,15 +127,20 @@ public:
     UWStandardFile(const UWStandardFile &) = delete;
     UWStandardFile &operator=(const UWStandardFile &) = delete;
 
-    //! The item's location; empty for a placeholder.
+    //! The item's location; empty for a placeholder and for a file that was lost (currentURL()).
     QUrl URL() const;
-    //! The item's local path; empty for a placeholder.
+    //! The item's local path as text (see "Names that are not UTF-8"); empty when URL() is.
     QString path() const;
+    //! The item's path in the file system's own bytes; empty when URL() is.
+    QByteArray nativePath() const;
     /*!
         Checks that the item is still where it was; if the file moved on its volume or the
         volume is mounted elsewhere, the item takes the new location (announcing "URL",
         "path" and "displayName"). A placeholder whose file is reachable again stops being one.
-        Returns the (new) URL; empty when the file cannot be found.
+        Returns the (new) URL. When the file cannot be found, the item is left without a
+        location (announcing "URL" and "path"): URL() and path() are empty from then on, it
+        keeps its name, and a later call finds the file again if an entry reappears at the
+        old path. Returns an empty URL then.
     */
     QUrl currentURL();
     //! The location after following links; the item's own URL when it is not a link.
@@ -144,6 +166,8 @@ public:
     QString displayName() const;
     //! The last path component ("/" for the root folder; the kept name for a placeholder).
     QString fileName() const;
+    //! fileName() in the file system's own bytes, as a folder names the entry; empty for a placeholder.
+    QByteArray nativeFileName() const;
     //! The item's own type identifier ("public.symlink" for a link, "public.folder" for a folder).
     QString uti() const;
     //! The type identifier of what the item resolves to.
@@ -258,7 +282,7 @@ private:
     friend class UWFileManagerPrivate;
     friend struct UWFileFactoryAccess;
     void becomePlaceholder(const QString &displayName, const QVariantMap &archive);
-    bool adoptPath(const QString &path);
+    bool adoptPath(const QByteArray &nativePath);
     const UWStatInfo &statInfo() const;
 
     struct Private;

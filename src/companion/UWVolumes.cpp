@@ -79,32 +79,46 @@ QList<Mount> mounts()
     return result;
 }
 
-Mount mountForPath(const QList<Mount> &all, const QString &path, dev_t device)
+Mount mountForPath(const QList<Mount> &all, const QByteArray &path, dev_t device)
 {
     Mount best;
+    qsizetype bestLength = -1;
     for (const Mount &mount : all) {
         if (mount.device != device)
             continue;
-        const bool covers = mount.mountPoint == u"/" || path == mount.mountPoint
-            || path.startsWith(mount.mountPoint + QLatin1Char('/'));
-        if (covers && mount.mountPoint.size() >= best.mountPoint.size())
+        const QByteArray point = QFile::encodeName(mount.mountPoint);
+        const bool covers = point == "/" || path == point || path.startsWith(QByteArray(point + '/'));
+        if (covers && point.size() >= bestLength) {
             best = mount;
+            bestLength = point.size();
+        }
     }
     return best;
 }
 
-QString volumeRelativePath(const Mount &mount, const QString &path)
+namespace {
+
+// Cleaned as Latin-1 text, so that no byte of a name that is not UTF-8 is lost.
+QByteArray cleanBytes(const QByteArray &path)
 {
-    const QString inside = mount.mountPoint == u"/" ? path : path.mid(mount.mountPoint.size());
-    return QDir::cleanPath(mount.root + QLatin1Char('/') + inside);
+    return QDir::cleanPath(QString::fromLatin1(path)).toLatin1();
 }
 
-QString pathOnMount(const Mount &mount, const QString &volumeRelative)
+} // namespace
+
+QByteArray volumeRelativePath(const Mount &mount, const QByteArray &path)
 {
-    const QString root = mount.root == u"/" ? QString() : mount.root;
-    if (!root.isEmpty() && volumeRelative != root && !volumeRelative.startsWith(root + QLatin1Char('/')))
+    const QByteArray point = QFile::encodeName(mount.mountPoint);
+    const QByteArray inside = point == "/" ? path : path.mid(point.size());
+    return cleanBytes(QFile::encodeName(mount.root) + '/' + inside);
+}
+
+QByteArray pathOnMount(const Mount &mount, const QByteArray &volumeRelative)
+{
+    const QByteArray root = mount.root == u"/" ? QByteArray() : QFile::encodeName(mount.root);
+    if (!root.isEmpty() && volumeRelative != root && !volumeRelative.startsWith(QByteArray(root + '/')))
         return {};
-    return QDir::cleanPath(mount.mountPoint + QLatin1Char('/') + volumeRelative.mid(root.size()));
+    return cleanBytes(QFile::encodeName(mount.mountPoint) + '/' + volumeRelative.mid(root.size()));
 }
 
 } // namespace UWVolumes

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QList>
 #include <QString>
 
@@ -23,14 +24,16 @@ struct Mount
 // it is small, and mounts come and go.
 QList<Mount> mounts();
 
+// Paths below are the file system's bytes (a name need not be UTF-8).
+
 // The mount that holds \a path on \a device: the longest mount point that is a prefix of
 // the path among the mounts of that device. Null mount (empty mountPoint) when none.
-Mount mountForPath(const QList<Mount> &all, const QString &path, dev_t device);
+Mount mountForPath(const QList<Mount> &all, const QByteArray &path, dev_t device);
 
 // \a path relative to the root of its file system, starting with '/'.
-QString volumeRelativePath(const Mount &mount, const QString &path);
+QByteArray volumeRelativePath(const Mount &mount, const QByteArray &path);
 
 // Where \a volumeRelative is under \a mount now; empty when the mount does not reach it.
-QString pathOnMount(const Mount &mount, const QString &volumeRelative);
+QByteArray pathOnMount(const Mount &mount, const QByteArray &volumeRelative);
 
 } // namespace UWVolumes

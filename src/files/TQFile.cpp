@@ -95,7 +95,7 @@ struct TQFile::Caches
     {
         TQStringUtilities::FinderStyleSortKey key;
         QLocale locale;
-        QString path;
+        QByteArray path;
     };
     std::optional<NameKey> nameKey;
 };
@@ -141,6 +141,11 @@ TQFileRef TQFile::newFileForURL(const QUrl &url)
 TQFileRef TQFile::newFileForPath(const QString &path)
 {
     return fromItem(UWStandardFile::newFileForPath(path));
+}
+
+TQFileRef TQFile::newFileForNativePath(const QByteArray &nativePath)
+{
+    return fromItem(UWStandardFile::newFileForNativePath(nativePath));
 }
 
 QStringList TQFile::imageTypes()
@@ -283,6 +288,12 @@ QString TQFile::accessDateString() const
 
 namespace {
 
+// The bytes of the file a link leads to: its name need not survive a trip through text.
+QByteArray resolvedNativePath(const TQFile &file)
+{
+    return UWStandardFile::nativePathForURL(file.resolvedURL());
+}
+
 TQFileRef itemForApplication(const TQApplicationInfo &application)
 {
     if (!application.isValid())
@@ -325,7 +336,7 @@ int TQFile::storedImageOrientation() const
 {
     if (isPlaceholder() || URL().isEmpty())
         return 0;
-    return TQImageOrientationWriter::readOrientation(resolvedURL().toLocalFile());
+    return TQImageOrientationWriter::readOrientation(resolvedNativePath(*this));
 }
 
 bool TQFile::setImageOrientation(int orientation, QString *reason)
@@ -337,7 +348,7 @@ bool TQFile::setImageOrientation(int orientation, QString *reason)
     }
     using TQImageOrientationWriter::Result;
     QString error;
-    const Result result = TQImageOrientationWriter::writeOrientation(resolvedURL().toLocalFile(), orientation, &error);
+    const Result result = TQImageOrientationWriter::writeOrientation(resolvedNativePath(*this), orientation, &error);
     if (TQImageOrientationWriter::succeeded(result)) {
         UWFileManager *manager = UWFileManager::sharedFileManager();
         if (const UWStandardFileRef parent = parentItem(); parent && manager)
@@ -378,7 +389,7 @@ bool TQFile::findAllImageInfo() const
     if (image.properties)
         return true;
     if (!isPlaceholder() && isImage()) {
-        const QVariantMap properties = TQImageProperties::propertiesOfFile(resolvedURL().toLocalFile(), resolvedUTI());
+        const QVariantMap properties = TQImageProperties::propertiesOfFile(resolvedNativePath(*this), resolvedUTI());
         // A file that opened but gave nothing is asked again next time.
         if (!properties.isEmpty()) {
             image.properties = properties;
@@ -686,7 +697,7 @@ const TQStringUtilities::FinderStyleSortKey *TQFile::nameSortKeyForKey(QStringVi
     // not change): while the path is the very string the key was made for, so is the name.
     // The copy of the path the key keeps holds that string's buffer, so a new path never
     // reuses it.
-    const QString path = this->path();
+    const QByteArray path = nativePath();
     const QLocale locale;
     const bool valid = d->nameKey && d->nameKey->locale == locale
         && (path.isEmpty() ? d->nameKey->key.string() == displayName() : path.constData() == d->nameKey->path.constData());

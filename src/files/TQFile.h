@@ -60,6 +60,8 @@ public:
     static TQFileRef newFileForURL(const QUrl &url);
     //! A new item for the local path \a path.
     static TQFileRef newFileForPath(const QString &path);
+    //! newFileForPath() for a path in the file system's own bytes, which need not be UTF-8.
+    static TQFileRef newFileForNativePath(const QByteArray &nativePath);
     //! The TQFile side of \a item; nullptr when it is not one (a factory other than the
     //! library's was installed).
     static TQFileRef fromItem(const UWStandardFileRef &item);

@@ -39,11 +39,12 @@ private:
     int m_fd;
 };
 
-bool readUncached(const QString &path, QByteArray *contents)
+// \a nativePath is the file system's bytes: a name need not survive a trip through text.
+bool readUncached(const QByteArray &nativePath, QByteArray *contents)
 {
+    const QString path = QFile::decodeName(nativePath);
     // O_NONBLOCK: a FIFO that has a picture's name must not hang the worker in open().
-    const FileDescriptor file(::open(QFile::encodeName(path).constData(),
-                                     O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    const FileDescriptor file(::open(nativePath.constData(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
     if (file.get() < 0) {
         qCDebug(lcLoading) << "cannot open" << path << std::strerror(errno);
         return false;
@@ -103,7 +104,7 @@ QVariant imageOf(const UWStandardFileRef &item)
     if (resolved.isEmpty() || !resolved.isLocalFile())
         return {};
     QByteArray contents;
-    if (!readUncached(resolved.toLocalFile(), &contents))
+    if (!readUncached(UWStandardFile::nativePathForURL(resolved), &contents))
         return {};
 
     QBuffer buffer(&contents);
@@ -119,7 +120,7 @@ QVariant imageOf(const UWStandardFileRef &item)
     reader.setAutoTransform(false);
     QImage image;
     if (!reader.read(&image)) {
-        qCDebug(lcLoading) << "cannot decode" << resolved.toLocalFile() << reader.errorString();
+        qCDebug(lcLoading) << "cannot decode" << file->path() << reader.errorString();
         return {};
     }
     return QVariant::fromValue(image);

@@ -10,6 +10,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 
 #include <cstdio>
 
@@ -98,30 +99,59 @@ QStringList requestedKeys(const QStringList &values, QString *error)
     return keys;
 }
 
+// Arguments are bytes, and a file name among them need not be UTF-8: each is handed to the
+// parser as Latin-1, one character per byte, so that the bytes come back unchanged.
+QStringList argumentsAsLatin1(int argc, char *argv[])
+{
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments.append(QString::fromLatin1(argv[i]));
+    return arguments;
+}
+
+QByteArray bytesOf(const QString &argument)
+{
+    return argument.toLatin1();
+}
+
+QList<QByteArray> bytesOf(const QStringList &arguments)
+{
+    QList<QByteArray> all;
+    for (const QString &argument : arguments)
+        all.append(argument.toLatin1());
+    return all;
+}
+
+// An argument as people read it, with U+FFFD for the bytes that do not decode.
+QString textOf(const QByteArray &argument)
+{
+    return QFile::decodeName(argument);
+}
+
 // The item for a path named on the command line; reports why there is none and marks the run failed.
-TQFileRef fileItem(const QString &path, int *status)
+TQFileRef fileItem(const QByteArray &path, int *status)
 {
     const TQInfo::Lookup found = TQInfo::lookUp(path);
     const TQFileRef file = TQFile::fromItem(found.item);
     if (!file) {
-        reportError(path + QStringLiteral(": ") + found.error);
+        reportError(textOf(path) + QStringLiteral(": ") + found.error);
         *status = Failure;
     }
     return file;
 }
 
 // --set-orientation and --rotate: one line on stderr for each file that was not written.
-int writeOrientations(const QStringList &paths, int value, bool rotate)
+int writeOrientations(const QList<QByteArray> &paths, int value, bool rotate)
 {
     int status = Success;
-    for (const QString &path : paths) {
+    for (const QByteArray &path : paths) {
         const TQFileRef file = fileItem(path, &status);
         if (!file)
             continue;
         const int orientation = rotate ? TQChangeRotationByDegrees(file->storedImageOrientation(), value) : value;
         QString reason;
         if (!file->setImageOrientation(orientation, &reason)) {
-            reportError(path + QStringLiteral(": ") + reason);
+            reportError(textOf(path) + QStringLiteral(": ") + reason);
             status = Failure;
         }
     }
@@ -129,10 +159,10 @@ int writeOrientations(const QStringList &paths, int value, bool rotate)
 }
 
 // --properties: the dictionary the file item reads, "path" first.
-int printProperties(const QStringList &paths)
+int printProperties(const QList<QByteArray> &paths)
 {
     int status = Success;
-    for (const QString &path : paths) {
+    for (const QByteArray &path : paths) {
         const TQFileRef file = fileItem(path, &status);
         if (!file)
             continue;
@@ -237,7 +267,7 @@ int main(int argc, char *argv[])
     parser.addPositionalArgument(QStringLiteral("PATH"), QStringLiteral("The files to show."),
                                  QStringLiteral("PATH..."));
 
-    if (!parser.parse(QCoreApplication::arguments()))
+    if (!parser.parse(argumentsAsLatin1(argc, argv)))
         return usageError(parser.errorText());
     if (parser.isSet(helpOption))
         parser.showHelp(Success);
@@ -259,7 +289,7 @@ int main(int argc, char *argv[])
             return usageError(QStringLiteral("--rotate needs a multiple of 90 degrees"));
         if (parser.positionalArguments().isEmpty())
             return usageError(QStringLiteral("no file given"));
-        return writeOrientations(parser.positionalArguments(), value, rotate);
+        return writeOrientations(bytesOf(parser.positionalArguments()), value, rotate);
     }
 
     if (parser.isSet(sizeOption) && !parser.isSet(thumbnailsOption))
@@ -272,14 +302,14 @@ int main(int argc, char *argv[])
             return usageError(QStringLiteral("--size needs a number of pixels from 1 to 4096"));
         if (parser.positionalArguments().isEmpty())
             return usageError(QStringLiteral("no file given"));
-        const QString output = parser.value(thumbnailsOption);
+        const QString output = textOf(bytesOf(parser.value(thumbnailsOption)));
         if (!QDir().mkpath(output)) {
             reportError(output + QStringLiteral(": cannot make the folder"));
             return Failure;
         }
         int status = Success;
         QList<UWStandardFileRef> files;
-        for (const QString &path : parser.positionalArguments()) {
+        for (const QByteArray &path : bytesOf(parser.positionalArguments())) {
             if (const TQFileRef file = fileItem(path, &status))
                 files.append(file);
         }
@@ -292,14 +322,17 @@ int main(int argc, char *argv[])
             return usageError(QStringLiteral("--properties takes files only"));
         if (parser.positionalArguments().isEmpty())
             return usageError(QStringLiteral("no file given"));
-        return printProperties(parser.positionalArguments());
+        return printProperties(bytesOf(parser.positionalArguments()));
     }
 
     const bool json = parser.isSet(jsonOption);
     QStringList keys = defaultKeys(json);
     if (parser.isSet(keysOption)) {
         QString error;
-        keys = requestedKeys(parser.values(keysOption), &error);
+        QStringList values;
+        for (const QString &value : parser.values(keysOption))
+            values.append(textOf(bytesOf(value)));
+        keys = requestedKeys(values, &error);
         if (!error.isEmpty())
             return usageError(error);
     }
@@ -327,7 +360,7 @@ int main(int argc, char *argv[])
     // A preset without a filter has nothing to add the folder rule to.
     if (excludeFolders && (!parser.isSet(filterOption) || filterType < 0 || filterType > 7))
         return usageError(QStringLiteral("--exclude-folders needs --filter 0 to 7"));
-    QStringList paths = parser.positionalArguments();
+    QList<QByteArray> paths = bytesOf(parser.positionalArguments());
     if (folders.size() > 1)
         return usageError(QStringLiteral("--list takes one folder"));
     if (!folders.isEmpty() && !paths.isEmpty())
@@ -337,23 +370,20 @@ int main(int argc, char *argv[])
 
     int status = Success;
     if (!folders.isEmpty()) {
-        const TQInfo::Listing listing = TQInfo::listFolder(folders.first());
+        const QByteArray folder = bytesOf(folders.first());
+        const TQInfo::Listing listing = TQInfo::listFolder(folder);
         if (!listing.error.isEmpty()) {
-            reportError(folders.first() + QStringLiteral(": ") + listing.error);
+            reportError(textOf(folder) + QStringLiteral(": ") + listing.error);
             status = Failure;
         }
-        for (const QString &path : listing.undecodable)
-            reportError(path + QStringLiteral(": file name is not valid UTF-8"));
-        if (!listing.undecodable.isEmpty())
-            status = Failure;
         paths = listing.paths;
     }
 
     QList<UWStandardFileRef> items;
-    for (const QString &path : std::as_const(paths)) {
+    for (const QByteArray &path : std::as_const(paths)) {
         const TQInfo::Lookup found = TQInfo::lookUp(path);
         if (!found.item) {
-            reportError(path + QStringLiteral(": ") + found.error);
+            reportError(textOf(path) + QStringLiteral(": ") + found.error);
             status = Failure;
             continue;
         }

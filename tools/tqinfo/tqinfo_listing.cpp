@@ -29,30 +29,35 @@ struct DirCloser
 
 } // namespace
 
-Lookup lookUp(const QString &path)
+Lookup lookUp(const QByteArray &path)
 {
     // The item cleans its path ("notes.txt/" becomes "notes.txt"), so the name as the user
     // wrote it is checked here first: the system's verdict on it is the one worth reporting.
     struct stat status;
-    if (::lstat(QFile::encodeName(path).constData(), &status) != 0)
-        return {nullptr, errorText(errno)};
-    UWStandardFileRef item = UWStandardFile::newFileForPath(path);
+    if (path.contains('\0') || ::lstat(path.constData(), &status) != 0)
+        return {nullptr, errorText(path.contains('\0') ? EINVAL : errno)};
+    UWStandardFileRef item = UWStandardFile::newFileForNativePath(path);
     if (!item || !item->exists())
         return {nullptr, errorText(ENOENT)};
     return {item, {}};
 }
 
-Listing listFolder(const QString &folder)
+Listing listFolder(const QByteArray &folder)
 {
     Listing listing;
     // opendir rather than QDir: only the system call can say why a folder cannot be read.
-    std::unique_ptr<DIR, DirCloser> dir(::opendir(QFile::encodeName(folder).constData()));
+    std::unique_ptr<DIR, DirCloser> dir(::opendir(folder.constData()));
     if (!dir) {
         listing.error = errorText(errno);
         return listing;
     }
 
-    QStringList names;
+    struct Name
+    {
+        QString text;
+        QByteArray bytes;
+    };
+    QList<Name> names;
     for (;;) {
         errno = 0;
         const dirent *entry = ::readdir(dir.get());
@@ -63,12 +68,8 @@ Listing listFolder(const QString &folder)
         }
         if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0)
             continue;
-        const QString name = QFile::decodeName(entry->d_name);
-        // Decoding replaced the stray bytes, so the item would stand for some other name.
-        if (QFile::encodeName(name) != entry->d_name)
-            listing.undecodable.append(QDir(folder).filePath(name));
-        else
-            names.append(name);
+        const QByteArray bytes(entry->d_name);
+        names.append({QFile::decodeName(bytes), bytes});
     }
 
     // The C locale's collator compares code points and knows no numeric mode, and C is what
@@ -78,15 +79,16 @@ Listing listFolder(const QString &folder)
     collator.setNumericMode(true);
     collator.setCaseSensitivity(Qt::CaseInsensitive);
     // Names the collator calls equal ("a" and "A") still need one fixed order between runs.
-    std::sort(names.begin(), names.end(), [&collator](const QString &a, const QString &b) {
-        const int order = collator.compare(a, b);
-        return order != 0 ? order < 0 : a < b;
+    // Two names that are not UTF-8 may show as the same text; their bytes still tell them apart.
+    std::sort(names.begin(), names.end(), [&collator](const Name &a, const Name &b) {
+        const int order = collator.compare(a.text, b.text);
+        return order != 0 ? order < 0 : a.text != b.text ? a.text < b.text : a.bytes < b.bytes;
     });
 
-    const QDir base(folder);
+    const QByteArray base = folder.endsWith('/') ? folder : folder + '/';
     listing.paths.reserve(names.size());
-    for (const QString &name : std::as_const(names))
-        listing.paths.append(base.filePath(name));
+    for (const Name &name : std::as_const(names))
+        listing.paths.append(base + name.bytes);
     return listing;
 }
 

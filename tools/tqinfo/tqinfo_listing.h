@@ -15,22 +15,23 @@ struct Lookup
     QString error; //!< the system's text for why the path is not there; empty on success
 };
 
+// Paths are the file system's bytes, as the command line gave them: a name need not be UTF-8.
+
 //! The item for \a path; a path counts as there when lstat finds it, so a dangling link is.
-Lookup lookUp(const QString &path);
+Lookup lookUp(const QByteArray &path);
 
 //! A folder's entries, and the reason when it could not be read (in full).
 struct Listing
 {
-    QStringList paths; //!< \a folder joined with each entry's name, in name order
-    QString error;     //!< empty when the whole folder was read
-    //! Entries whose names are not UTF-8, as well as they can be shown: no item can name them.
-    QStringList undecodable;
+    QList<QByteArray> paths; //!< \a folder joined with each entry's name, in name order
+    QString error;           //!< empty when the whole folder was read
 };
 
 /*!
     The entries of \a folder, hidden ones included, without "." and "..", sorted by name in
-    the order people expect ("file2" before "file10", case aside).
+    the order people expect ("file2" before "file10", case aside); names that are not UTF-8
+    sort as they are shown, with U+FFFD for what does not decode.
 */
-Listing listFolder(const QString &folder);
+Listing listFolder(const QByteArray &folder);
 
 } // namespace TQInfo
