@@ -4,12 +4,16 @@
 
 #include <QFile>
 #include <QGuiApplication>
+#include <QDataStream>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -97,6 +101,10 @@ private slots:
     void placeholderComesBack();
     void relatives();
     void permissions();
+    void namesThatAreNotUtf8_data();
+    void namesThatAreNotUtf8();
+    void lostFileLeavesNoLocation_data();
+    void lostFileLeavesNoLocation();
 
 private:
     QTemporaryDir m_dir;
@@ -345,4 +353,161 @@ void TestFileManager::permissions()
 }
 
 QTEST_MAIN(TestFileManager)
+namespace {
+
+// Writes \a size bytes under the name \a nativePath, which QFile could not spell.
+bool writeNative(const QByteArray &nativePath, int size)
+{
+    const int fd = ::open(nativePath.constData(), O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0644);
+    if (fd < 0)
+        return false;
+    const bool written = ::write(fd, QByteArray(size, 'x').constData(), size_t(size)) == size;
+    return ::close(fd) == 0 && written;
+}
+
+UWStandardFileRef itemWithNativeName(const QList<UWStandardFileRef> &files, const QByteArray &name)
+{
+    const auto it = std::find_if(files.cbegin(), files.cend(), [&](const UWStandardFileRef &f) { return f->nativeFileName() == name; });
+    return it == files.cend() ? UWStandardFileRef() : *it;
+}
+
+} // namespace
+
+void TestFileManager::namesThatAreNotUtf8_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<int>("size"); // each file has its own, so that reaching another one shows
+    QTest::addColumn<QString>("how");
+
+    // "\xff.txt" and "\xfe.txt" both show as "\uFFFD.txt": only their bytes tell them apart.
+    for (const QString &how : {u"listed"_s, u"by native path"_s, u"by URL"_s, u"by archive"_s, u"parent"_s,
+                               u"renamed, heard live"_s, u"renamed, found by relisting"_s}) {
+        QTest::addRow("\\xff, %s", qPrintable(how)) << QByteArray("\xff.txt") << 3 << how;
+        QTest::addRow("\\xfe, %s", qPrintable(how)) << QByteArray("\xfe.txt") << 5 << how;
+        QTest::addRow("Latin-1, %s", qPrintable(how)) << QByteArray("caf\xe9.txt") << 7 << how;
+    }
+}
+
+void TestFileManager::namesThatAreNotUtf8()
+{
+    QFETCH(QByteArray, name);
+    QFETCH(int, size);
+    QFETCH(QString, how);
+
+    QTemporaryDir dir;
+    // A folder whose own name is not UTF-8 either: every path below it must keep its bytes.
+    const QByteArray folder = QFile::encodeName(dir.path()) + "/\xf0\x28";
+    QVERIFY(::mkdir(folder.constData(), 0755) == 0);
+    const auto removeFolder = qScopeGuard([&] { QProcess::execute(u"rm"_s, {u"-rf"_s, dir.path()}); });
+    QVERIFY(writeNative(folder + "/\xff.txt", 3) && writeNative(folder + "/\xfe.txt", 5)
+            && writeNative(folder + "/caf\xe9.txt", 7));
+    const QByteArray path = folder + '/' + name;
+
+    const UWStandardFileRef folderItem = UWStandardFile::newFileForNativePath(folder);
+    QVERIFY(folderItem && folderItem->isDirectory());
+    const std::shared_ptr<UWFileSubscription> subscription = UWFileManager::sharedFileManager()->subscriptionForFile(folderItem);
+    subscription->loadImmediately();
+    QCOMPARE(subscription->files().size(), 3);
+    UWStandardFileRef item;
+    if (how == u"listed") {
+        item = itemWithNativeName(subscription->files(), name);
+    } else if (how == u"by native path") {
+        item = UWStandardFile::newFileForNativePath(path);
+    } else if (how == u"by URL") {
+        const QUrl url = itemWithNativeName(subscription->files(), name)->URL();
+        QVERIFY(url.toEncoded().contains(QByteArray("/%F0")));
+        item = UWStandardFile::newFileForURL(url);
+    } else if (how == u"by archive") {
+        // Saved and read back as settings would keep it.
+        QByteArray saved;
+        {
+            QDataStream out(&saved, QIODevice::WriteOnly);
+            out << UWStandardFile::newFileForNativePath(path)->archiveDictionary();
+        }
+        QVariantMap archive;
+        QDataStream in(saved);
+        in >> archive;
+        item = UWStandardFile::newFileForArchive(archive);
+    } else if (how == u"parent") {
+        const UWStandardFileRef parent = UWStandardFile::newFileForNativePath(path)->parentItem();
+        QVERIFY(parent);
+        QCOMPARE(parent->nativePath(), folder);
+        item = UWStandardFile::newFileForNativePath(parent->nativePath() + '/' + name);
+    } else {
+        const UWStandardFileRef before = itemWithNativeName(subscription->files(), name);
+        const QByteArray renamed = "new " + name;
+        QVERIFY(::rename(path.constData(), (folder + '/' + renamed).constData()) == 0);
+        if (how == u"renamed, heard live")
+            QTRY_COMPARE(before->nativeFileName(), renamed);
+        else
+            UWFileManager::sharedFileManager()->changeHappenedInDirectory(folderItem);
+        QCOMPARE(before->nativeFileName(), renamed);
+        QCOMPARE(itemWithNativeName(subscription->files(), renamed), before);
+        QVERIFY(heard(QFile::decodeName(name), UWFileEvent::Renamed));
+        name = renamed;
+        item = before;
+    }
+    QVERIFY(item);
+    QCOMPARE(item->nativePath(), folder + '/' + name);
+    QVERIFY(item->exists());
+    QCOMPARE(item->byteSize(), qint64(size));
+    QCOMPARE(item->uti(), u"public.plain-text"_s);
+    QVERIFY(item->isReadable());
+    // Shown with the replacement character; reached through the bytes.
+    QCOMPARE(item->displayName(), QFile::decodeName(name));
+    QCOMPARE(item->path(), QFile::decodeName(folder + '/' + name));
+    QCOMPARE(UWStandardFile::nativePathForURL(item->URL()), folder + '/' + name);
+}
+
+void TestFileManager::lostFileLeavesNoLocation_data()
+{
+    QTest::addColumn<QString>("change"); // what a shell does to the file after the item was made
+    QTest::addColumn<bool>("found");     // whether currentURL() still finds a file there
+
+    QTest::newRow("left alone") << u":"_s << true;
+    QTest::newRow("deleted") << u"rm lost.txt"_s << false;
+    QTest::newRow("replaced by another file") << u"rm lost.txt && echo new > lost.txt"_s << true;
+    QTest::newRow("replaced by a folder") << u"rm lost.txt && mkdir lost.txt"_s << true;
+    QTest::newRow("moved away") << u"mv lost.txt elsewhere.txt"_s << false;
+}
+
+void TestFileManager::lostFileLeavesNoLocation()
+{
+    QFETCH(QString, change);
+    QFETCH(bool, found);
+
+    QTemporaryDir dir;
+    QVERIFY(sh(dir.path(), u"echo old > lost.txt"_s));
+    const UWStandardFileRef file = UWStandardFile::newFileForPath(dir.filePath(u"lost.txt"_s));
+    const QUrl url = file->URL();
+    const QVariantMap archive = file->archiveDictionary();
+    Announcements announcements;
+    file->addObserver(&announcements);
+    QVERIFY(sh(dir.path(), change));
+
+    QCOMPARE(file->currentURL().isEmpty(), !found);
+    QCOMPARE(file->URL(), found ? url : QUrl());
+    QCOMPARE(file->path().isEmpty(), !found);
+    QCOMPARE(file->exists(), found);
+    QVERIFY(!file->isPlaceholder());
+    QCOMPARE(file->displayName(), u"lost.txt"_s);
+    const QStringList lostLocation{u"will URL"_s, u"will path"_s, u"did path"_s, u"did URL"_s};
+    QCOMPARE(announcements.log, found ? QStringList() : lostLocation);
+    // What a bookmark does next: the file is looked for through its archive.
+    QCOMPARE(bool(UWStandardFile::newFileForArchive(archive)), found);
+    if (found)
+        return;
+
+    // Asked again, the lost item stays quiet; once something is at the old path again, it is back.
+    announcements.log.clear();
+    QVERIFY(file->currentURL().isEmpty());
+    QVERIFY(announcements.log.isEmpty());
+    QVERIFY(sh(dir.path(), u"echo back > lost.txt"_s));
+    QCOMPARE(file->currentURL(), url);
+    QCOMPARE(file->URL(), url);
+    QVERIFY(file->exists());
+    QCOMPARE(announcements.log, lostLocation);
+    file->removeObserver(&announcements);
+}
+
 #include "tst_filemanager.moc"

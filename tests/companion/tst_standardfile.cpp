@@ -1,14 +1,19 @@
 #include "UWFinderLabels.h"
+#include "TQTypeRegistry.h"
 #include "UWStandardFile.h"
 
 #include <QDir>
 #include <QFile>
 #include <QImage>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QtEndian>
 
+#include <sys/stat.h>
 #include <sys/xattr.h>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -62,6 +67,8 @@ private slots:
     void rejectsWhatIsNotALocalFile();
     void finderLabelFromAttributes_data();
     void finderLabelFromAttributes();
+    void specialFilesAreNotRead_data();
+    void specialFilesAreNotRead();
 
 private:
     QTemporaryDir m_dir;
@@ -235,4 +242,41 @@ void TestStandardFile::finderLabelFromAttributes()
 }
 
 QTEST_GUILESS_MAIN(TestStandardFile)
+void TestStandardFile::specialFilesAreNotRead_data()
+{
+    QTest::addColumn<QString>("fifo");     // what the FIFO is called; anyone may plant one
+    QTest::addColumn<QString>("asked");    // the item asked
+    QTest::addColumn<QString>("warning");  // the one line the refusal logs; empty for none
+    QTest::addColumn<bool>("isInvisible");
+    QTest::addColumn<QString>("displayName");
+
+    QTest::newRow("a FIFO as the folder's list of hidden names") << u".hidden"_s << u"shown.txt"_s
+        << u"Not reading .*/\\.hidden for the hidden names: it is a named pipe"_s << false << u"shown.txt"_s;
+    QTest::newRow("a FIFO named like an application's entry") << u"app.desktop"_s << u"app.desktop"_s << QString()
+        << false << u"app.desktop"_s;
+}
+
+void TestStandardFile::specialFilesAreNotRead()
+{
+    QFETCH(QString, fifo);
+    QFETCH(QString, asked);
+    QFETCH(QString, warning);
+    QFETCH(bool, isInvisible);
+    QFETCH(QString, displayName);
+
+    // Reading a FIFO without a writer blocks for ever: the answers come without touching it.
+    QTemporaryDir dir;
+    QVERIFY(::mkfifo(QFile::encodeName(dir.filePath(fifo)).constData(), 0644) == 0);
+    QFile shown(dir.filePath(u"shown.txt"_s));
+    QVERIFY(shown.open(QIODevice::WriteOnly));
+    shown.close();
+
+    const UWStandardFileRef file = UWStandardFile::newFileForPath(dir.filePath(asked));
+    if (!warning.isEmpty())
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(warning));
+    QCOMPARE(file->isInvisible(), isInvisible);
+    QCOMPARE(file->displayName(), displayName);
+    QCOMPARE(file->resolvedUTI() == TQTypeRegistry::shared().typeForMimeType(u"inode/fifo"_s), asked == fifo);
+}
+
 #include "tst_standardfile.moc"

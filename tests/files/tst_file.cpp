@@ -6,12 +6,17 @@
 #include <QDir>
 #include <QLoggingCategory>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
 
 namespace {
 
@@ -53,6 +58,8 @@ private slots:
     void imageMetadataComesFromTheFile();
     void rotationWritesTheFile();
     void rotationOfAVanishedFileWritesNothing();
+    void nameThatIsNotUtf8_data();
+    void nameThatIsNotUtf8();
 
 private:
     QTemporaryDir m_dir;
@@ -367,4 +374,77 @@ void TestFile::rotationOfAVanishedFileWritesNothing()
 }
 
 QTEST_MAIN(TestFile)
+void TestFile::nameThatIsNotUtf8_data()
+{
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<bool>("throughListing"); // the item comes from a folder's listing, else from the path's bytes
+
+    for (const bool listed : {false, true}) {
+        const char *from = listed ? "listed" : "by path";
+        QTest::addRow("rotation, %s", from) << QStringLiteral("rotation") << listed;
+        QTest::addRow("properties, %s", from) << QStringLiteral("properties") << listed;
+        QTest::addRow("label, %s", from) << QStringLiteral("label") << listed;
+        QTest::addRow("kind, %s", from) << QStringLiteral("kind") << listed;
+    }
+}
+
+void TestFile::nameThatIsNotUtf8()
+{
+    QFETCH(QString, operation);
+    QFETCH(bool, throughListing);
+
+    // A copy of a picture under a name with a byte that is not UTF-8, in a folder of its own.
+    QTemporaryDir dir;
+    const QByteArray path = QFile::encodeName(dir.path()) + "/\xff-photo.jpg";
+    QFile original(sample("images/orientation-1.jpg"));
+    QVERIFY(original.open(QIODevice::ReadOnly));
+    const QByteArray bytes = original.readAll();
+    const int fd = ::open(path.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
+    QVERIFY(fd >= 0);
+    const bool written = ::write(fd, bytes.constData(), size_t(bytes.size())) == bytes.size();
+    ::close(fd);
+    QVERIFY(written);
+    // QTemporaryDir cannot remove what it cannot name.
+    const auto removeCopy = qScopeGuard([&] { ::unlink(path.constData()); });
+
+    TQFileRef file;
+    if (throughListing) {
+        const auto subscription = UWFileManager::sharedFileManager()->subscriptionForFile(TQFile::newFileForPath(dir.path()));
+        subscription->loadImmediately();
+        QCOMPARE(subscription->files().size(), 1);
+        file = TQFile::fromItem(subscription->files().constFirst());
+    } else {
+        file = TQFile::newFileForNativePath(path);
+    }
+    QVERIFY(file && file->exists());
+    QCOMPARE(file->nativePath(), path);
+    QCOMPARE(file->displayName(), QStringLiteral(u"\uFFFD-photo.jpg"));
+
+    if (operation == u"rotation") {
+        QCOMPARE(file->storedImageOrientation(), 1);
+        QString reason;
+        QVERIFY2(file->setImageOrientation(6, &reason), qPrintable(reason));
+        QCOMPARE(TQFile::newFileForNativePath(path)->storedImageOrientation(), 6);
+    } else if (operation == u"properties") {
+        QCOMPARE(file->imageProperties().value(QStringLiteral("PixelWidth")).toInt(), 64);
+    } else if (operation == u"label") {
+        QVERIFY(::setxattr(path.constData(), "user.xdg.tags", "Red", 3, 0) == 0);
+        QCOMPARE(file->finderLabel(), 6);
+    } else {
+        QVERIFY(file->isImage());
+        QCOMPARE(file->kindString(), QStringLiteral("JPEG image"));
+    }
+    // Whatever was done, it was done to this file: nothing appeared under the name as text.
+    // (QDir skips names that are not UTF-8, so the folder is read as the system gives it.)
+    QByteArrayList names;
+    if (DIR *folder = ::opendir(QFile::encodeName(dir.path()).constData())) {
+        while (const dirent *entry = ::readdir(folder)) {
+            if (qstrcmp(entry->d_name, ".") != 0 && qstrcmp(entry->d_name, "..") != 0)
+                names.append(entry->d_name);
+        }
+        ::closedir(folder);
+    }
+    QCOMPARE(names, QByteArrayList{"\xff-photo.jpg"});
+}
+
 #include "tst_file.moc"

@@ -4,9 +4,17 @@
 #include <QFile>
 #include <QImage>
 #include <QMimeDatabase>
+#include <QScopeGuard>
 #include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <cstring>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <thread>
 #include <vector>
@@ -31,6 +39,8 @@ private slots:
     void detectsFiles_data();
     void detectsFiles();
     void foldersAndVolumes();
+    void specialFilesAndNativeNames_data();
+    void specialFilesAndNativeNames();
     void concurrentQuestionsAgree();
 
 private:
@@ -262,6 +272,63 @@ void TestTypeRegistry::foldersAndVolumes()
     QVERIFY(QFile::link(dir.filePath(QStringLiteral("nowhere")), dangling));
     QCOMPARE(registry().typeForFile(dangling), QString());
     QCOMPARE(registry().typeForFile(QString()), QString());
+}
+
+void TestTypeRegistry::specialFilesAndNativeNames_data()
+{
+    QTest::addColumn<QByteArray>("name"); // the file system's bytes
+    QTest::addColumn<QString>("kind");    // what the test makes under that name
+    QTest::addColumn<QString>("byContentAndName");
+    QTest::addColumn<QString>("byNameOnly");
+
+    const auto special = [](const char *mime) { return registry().typeForMimeType(QString::fromLatin1(mime)); };
+    // Opening any of these to look at its content would block or never end.
+    QTest::newRow("a FIFO named like a JPEG") << QByteArray("pipe.jpg") << u"fifo"_s << special("inode/fifo") << special("inode/fifo");
+    QTest::newRow("a socket named like a PNG") << QByteArray("socket.png") << u"socket"_s << special("inode/socket") << special("inode/socket");
+    QTest::newRow("a link to a device named like a HEIC") << QByteArray("zero.heic") << u"device"_s
+        << special("inode/chardevice") << special("inode/chardevice");
+    QTest::newRow("a PNG whose name is not UTF-8") << QByteArray("\xff.jpg") << u"PNG"_s << u"public.png"_s << u"public.jpeg"_s;
+    QTest::newRow("a FIFO whose name is not UTF-8") << QByteArray("\xff.png") << u"fifo"_s << special("inode/fifo") << special("inode/fifo");
+}
+
+void TestTypeRegistry::specialFilesAndNativeNames()
+{
+    QFETCH(QByteArray, name);
+    QFETCH(QString, kind);
+    QFETCH(QString, byContentAndName);
+    QFETCH(QString, byNameOnly);
+
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const QByteArray path = QFile::encodeName(dir.path()) + '/' + name;
+    int socketFd = -1;
+    const auto closeSocket = qScopeGuard([&] { if (socketFd >= 0) ::close(socketFd); ::unlink(path.constData()); });
+    if (kind == u"fifo") {
+        QVERIFY(::mkfifo(path.constData(), 0644) == 0);
+    } else if (kind == u"socket") {
+        socketFd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        QVERIFY(size_t(path.size()) < sizeof address.sun_path);
+        std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
+        QVERIFY(::bind(socketFd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0);
+        QVERIFY(::listen(socketFd, 1) == 0);
+    } else if (kind == u"device") {
+        QVERIFY(::symlink("/dev/zero", path.constData()) == 0);
+    } else {
+        QImage image(16, 12, QImage::Format_RGB32);
+        image.fill(Qt::darkCyan);
+        QFile file;
+        const int fd = ::open(path.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
+        QVERIFY(fd >= 0 && file.open(fd, QIODevice::WriteOnly, QFileDevice::AutoCloseHandle));
+        QVERIFY(image.save(&file, "PNG"));
+    }
+
+    QCOMPARE(registry().typeForFile(path), byContentAndName);
+    QCOMPARE(registry().typeForFile(path, TQTypeRegistry::Detection::NameOnly), byNameOnly);
+    // No special file passes for a picture whatever its name, so no reader tries to decode it.
+    QCOMPARE(registry().conformsTo(byContentAndName, u"public.image"_s), kind == u"PNG");
+    QVERIFY(!registry().localizedDescription(byContentAndName).isEmpty());
 }
 
 void TestTypeRegistry::concurrentQuestionsAgree()

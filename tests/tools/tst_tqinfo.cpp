@@ -3,11 +3,13 @@
 #include "TQFile.h"
 
 #include <QDir>
+#include <QFile>
 #include <QImage>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMultiMap>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
@@ -66,9 +68,12 @@ private slots:
     void writesThumbnails();
     void writesOrientations_data();
     void writesOrientations();
+    void namesThatAreNotUtf8_data();
+    void namesThatAreNotUtf8();
 
 private:
     Run run(const QString &arguments) const;
+    Run runWithBytes(const QString &arguments) const;
     QString path(const QString &name) const { return m_dir.filePath(name); }
 
     QTemporaryDir m_dir;
@@ -96,6 +101,17 @@ Run TestTqinfo::run(const QString &arguments) const
     QProcess process;
     process.setWorkingDirectory(m_dir.path());
     process.start(QStringLiteral(TQINFO_PATH), QProcess::splitCommand(arguments));
+    const bool finished = process.waitForFinished(30000) && process.exitStatus() == QProcess::NormalExit;
+    return {finished ? process.exitCode() : -1, process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+// QProcess hands arguments on as UTF-8, which a name that is not cannot be: the shell's printf
+// makes the bytes from octal escapes ("\\377"). Arguments are split at spaces.
+Run TestTqinfo::runWithBytes(const QString &arguments) const
+{
+    QProcess process;
+    process.setWorkingDirectory(m_dir.path());
+    process.start(u"/bin/sh"_s, {u"-c"_s, uR"(exec "$0" $(printf -- "$1"))"_s, QStringLiteral(TQINFO_PATH), arguments});
     const bool finished = process.waitForFinished(30000) && process.exitStatus() == QProcess::NormalExit;
     return {finished ? process.exitCode() : -1, process.readAllStandardOutput(), process.readAllStandardError()};
 }
@@ -229,8 +245,6 @@ void TestTqinfo::exitStatus_data()
     QTest::newRow("An existing file is shown without a word on stderr") << u"photo.jpg"_s << 0 << u"^$"_s << 1;
     QTest::newRow("A missing path is reported and the others are still shown") << u"nope notes.txt"_s << 1 << u"^tqinfo: nope: No such file or directory\n$"_s << 1;
     QTest::newRow("Listing a file gives its reason") << u"--list notes.txt"_s << 1 << u"^tqinfo: notes.txt: Not a directory\n$"_s << 0;
-    QTest::newRow("A name that is not UTF-8 is reported, not mistaken for a missing file")
-        << u"--list odd"_s << 1 << u"^tqinfo: odd/bad.name: file name is not valid UTF-8\n$"_s << 0;
     QTest::newRow("No path is a usage error") << QString() << 2 << usage.arg(u"no path given"_s) << 0;
     QTest::newRow("An unknown option is a usage error") << u"--frobnicate notes.txt"_s << 2 << usage.arg(u".*frobnicate.*"_s) << 0;
     QTest::newRow("An empty entry in the keys is a usage error") << u"--keys uti, notes.txt"_s << 2 << usage.arg(u".*empty.*"_s) << 0;
@@ -370,4 +384,46 @@ void TestTqinfo::writesOrientations()
 }
 
 QTEST_GUILESS_MAIN(TestTqinfo)
+void TestTqinfo::namesThatAreNotUtf8_data()
+{
+    QTest::addColumn<QString>("arguments"); // octal escapes for the bytes; turn\377.jpg is a fresh copy of photo.jpg
+    QTest::addColumn<QString>("output");    // a pattern for the whole of stdout
+    QTest::addColumn<int>("orientation");   // what the copy states afterwards
+
+    QTest::newRow("a file named on the command line")
+        << u"--json --keys displayName,isRealFile odd/bad\\377name"_s
+        << u"^\\{\"path\":\"[^\"]*/odd/bad\uFFFDname\",\"displayName\":\"bad\uFFFDname\",\"isRealFile\":true\\}\n$"_s << 1;
+    QTest::newRow("a folder's entry") << u"--json --keys displayName,uti --list odd"_s
+                                      << u"^\\{.*\"displayName\":\"bad\uFFFDname\",\"uti\":\"public.data\"\\}\n$"_s << 1;
+    QTest::newRow("an image's properties") << u"--properties turn\\377.jpg"_s << u"^\\{.*\"PixelWidth\":32.*\\}\n$"_s << 1;
+    QTest::newRow("a turn") << u"--rotate 90 turn\\377.jpg"_s << u"^$"_s << 8;
+    QTest::newRow("an orientation") << u"--set-orientation 3 turn\\377.jpg"_s << u"^$"_s << 3;
+}
+
+void TestTqinfo::namesThatAreNotUtf8()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QString, output);
+    QFETCH(int, orientation);
+
+    const QByteArray copy = QFile::encodeName(path(u"turn"_s)) + "\xff.jpg";
+    const QByteArray decodedCopy = QFile::encodeName(path(u"turn\uFFFD.jpg"_s));
+    QFile photo(path(u"photo.jpg"_s));
+    QVERIFY(photo.open(QIODevice::ReadOnly));
+    const QByteArray bytes = photo.readAll();
+    const int descriptor = ::open(copy.constData(), O_CREAT | O_TRUNC | O_WRONLY, 0644);
+    QVERIFY(descriptor >= 0);
+    const bool written = ::write(descriptor, bytes.constData(), size_t(bytes.size())) == bytes.size();
+    ::close(descriptor);
+    QVERIFY(written);
+    const auto removeCopy = qScopeGuard([&] { ::unlink(copy.constData()); });
+
+    const Run result = runWithBytes(arguments);
+    QVERIFY2(result.exitCode == 0, result.err.constData());
+    QVERIFY2(QRegularExpression(output).match(QString::fromUtf8(result.out)).hasMatch(), result.out.constData());
+    QCOMPARE(TQFile::newFileForNativePath(copy)->storedImageOrientation(), orientation);
+    // The name as text would be another file, which nothing may make.
+    QVERIFY(::access(decodedCopy.constData(), F_OK) != 0);
+}
+
 #include "tst_tqinfo.moc"
