@@ -80,6 +80,7 @@ private slots:
     void randomSavedListsNeverFail();
     void malformedEntriesAreNamedNotShown_data();
     void malformedEntriesAreNamedNotShown();
+    void deletedFileDisablesItsMenuItem();
 
 private:
     QString path(const QString &name) const { return m_dir.filePath(name); }
@@ -587,6 +588,28 @@ void TestBookmarks::malformedEntriesAreNamedNotShown()
         QVERIFY2(message.category != u"tqkit.bookmarks" || message.type == QtWarningMsg || message.type == QtDebugMsg,
                  qPrintable(message.text));
     }
+}
+
+// After the bookmarked file is deleted, its item is left without a location and the archive
+// finds nothing: the menu item turns disabled instead of offering a file that is gone.
+void TestBookmarks::deletedFileDisablesItsMenuItem()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(u"soon-gone.txt"_s);
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x") == 1);
+    file.close();
+    TQBookmarksController controller;
+    controller.addFiles({TQFile::newFileForPath(path)});
+    QObject owner;
+    const QList<QAction *> items = controller.menuItemsForBookmarks(&owner);
+    QCOMPARE(items.size(), 1);
+    QVERIFY(controller.validateMenuItem(items.at(0)));
+
+    QVERIFY(QFile::remove(path));
+    QVERIFY(!controller.validateMenuItem(items.at(0)));
+    QVERIFY(!items.at(0)->isEnabled());
+    QVERIFY(fileOf(items.at(0)->data())->URL().isEmpty());
 }
 
 QTEST_MAIN(TestBookmarks)
