@@ -123,14 +123,19 @@ QList<int> rowsIn(const QMimeData *data)
     return rows;
 }
 
-QStringList pathsIn(const QMimeData *data)
+// Dropped files as items, reached through their names' bytes (a URL's text form would turn a
+// name that is not UTF-8 into another name).
+QList<UWStandardFileRef> filesIn(const QMimeData *data)
 {
-    QStringList paths;
+    QList<UWStandardFileRef> files;
     for (const QUrl &url : data->urls()) {
-        if (url.isLocalFile())
-            paths.append(url.toLocalFile());
+        if (!url.isLocalFile())
+            continue;
+        UWStandardFileRef file = UWStandardFile::newFileForNativePath(UWStandardFile::nativePathForURL(url));
+        if (file && file->exists())
+            files.append(std::move(file));
     }
-    return paths;
+    return files;
 }
 
 } // namespace
@@ -529,7 +534,7 @@ bool TQBookmarksController::validateDrop(const QMimeData *data, int &row, DropOp
     if (!data)
         return false;
     if (data->hasFormat(uriListFormat)) {
-        const QList<UWStandardFileRef> files = UWStandardFile::arrayOfFilesForPaths(pathsIn(data), false);
+        const QList<UWStandardFileRef> files = filesIn(data);
         if (files.isEmpty())
             return false;
         for (const UWStandardFileRef &file : files) {
@@ -553,7 +558,7 @@ bool TQBookmarksController::acceptDrop(const QMimeData *data, int row)
         return false;
     QList<QVariantMap> placed;
     if (data->hasFormat(uriListFormat)) {
-        for (const UWStandardFileRef &file : UWStandardFile::arrayOfFilesForPaths(pathsIn(data), false)) {
+        for (const UWStandardFileRef &file : filesIn(data)) {
             const QVariantMap archive = file->archiveDictionary();
             if (archive.isEmpty() || file->URL().isEmpty() || !d->passesFilter(file))
                 continue;

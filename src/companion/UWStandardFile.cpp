@@ -585,7 +585,8 @@ UWStandardFileRef UWStandardFile::newFileForArchive(const QVariantMap &archive, 
     case Resolution::Invalid:
         break;
     }
-    qCInfo(lcCompanion) << "not a file archive:" << archive;
+    // The record itself holds the user's paths and may be huge or hostile: it is not logged.
+    qCInfo(lcCompanion) << "not a file archive: a record of" << archive.size() << "keys";
     if (error)
         *error = QStringLiteral("not a file archive");
     return nullptr;

@@ -308,14 +308,14 @@ TQFileRef TQFile::preferredApplication() const
 {
     if (isPlaceholder() || URL().isEmpty())
         return nullptr;
-    return itemForApplication(TQApplications::defaultApplicationForFile(resolvedURL().toLocalFile()));
+    return itemForApplication(TQApplications::defaultApplicationForFile(UWStandardFile::nativePathForURL(resolvedURL())));
 }
 
 TQFileRef TQFile::editorApplication() const
 {
     if (isPlaceholder() || URL().isEmpty())
         return nullptr;
-    return itemForApplication(TQApplications::defaultEditorForFile(resolvedURL().toLocalFile()));
+    return itemForApplication(TQApplications::defaultEditorForFile(UWStandardFile::nativePathForURL(resolvedURL())));
 }
 
 bool TQFile::hasEditableImageMetadata() const

@@ -18,7 +18,7 @@ QVariant thumbnailOf(const UWStandardFileRef &item, const QSizeF &size)
     // it would only fail, more slowly.
     if (!resolved || !resolved->isReadable())
         return {};
-    const QImage thumbnail = TQThumbnailService::thumbnailForFile(resolved->path(), size);
+    const QImage thumbnail = TQThumbnailService::thumbnailForFile(resolved->nativePath(), size);
     return thumbnail.isNull() ? QVariant() : QVariant::fromValue(thumbnail);
 }
 

@@ -1,6 +1,7 @@
 #include "TQApplications.h"
 
 #include "TQPlatformLogging.h"
+#include "TQRegularFile_p.h"
 #include "TQTypeRegistry.h"
 
 #include <QDebug>
@@ -247,10 +248,15 @@ QList<TQApplicationInfo> applicationsForMimeType(const QString &mimeType)
 
 QString mimeTypeForFile(const QString &path)
 {
-    if (path.isEmpty())
+    return mimeTypeForFile(QFile::encodeName(path));
+}
+
+QString mimeTypeForFile(const QByteArray &nativePath)
+{
+    if (nativePath.isEmpty())
         return {};
     const TQTypeRegistry &registry = TQTypeRegistry::shared();
-    const QString type = registry.typeForFile(path);
+    const QString type = registry.typeForFile(nativePath);
     if (type.isEmpty())
         return {};
     const QString mime = registry.preferredMimeType(type);
@@ -262,14 +268,29 @@ TQApplicationInfo defaultApplicationForFile(const QString &path)
     return defaultApplicationForMimeType(mimeTypeForFile(path));
 }
 
+TQApplicationInfo defaultApplicationForFile(const QByteArray &nativePath)
+{
+    return defaultApplicationForMimeType(mimeTypeForFile(nativePath));
+}
+
 QList<TQApplicationInfo> applicationsForFile(const QString &path)
 {
     return applicationsForMimeType(mimeTypeForFile(path));
 }
 
+QList<TQApplicationInfo> applicationsForFile(const QByteArray &nativePath)
+{
+    return applicationsForMimeType(mimeTypeForFile(nativePath));
+}
+
 TQApplicationInfo defaultEditorForFile(const QString &path)
 {
     return defaultApplicationForFile(path);
+}
+
+TQApplicationInfo defaultEditorForFile(const QByteArray &nativePath)
+{
+    return defaultApplicationForFile(nativePath);
 }
 
 bool launch(const TQApplicationInfo &app, const QStringList &paths, QString *error)
@@ -324,6 +345,13 @@ TQApplicationInfo applicationForDesktopFile(const QString &desktopFilePath)
 {
     if (desktopFilePath.isEmpty())
         return {};
+    // GLib reads the entry with a blocking open: a FIFO or a device named .desktop would hang
+    // it or never end.
+    const TQRegularFile file(desktopFilePath);
+    if (!file.isOpen()) {
+        file.warnIfRefused(desktopFilePath, "its desktop entry");
+        return {};
+    }
     const GLibLogRoute route;
     GObjectPtr<GDesktopAppInfo> entry(
         g_desktop_app_info_new_from_filename(QFile::encodeName(desktopFilePath).constData()));

@@ -100,18 +100,26 @@ TQKIT_EXPORT QList<TQApplicationInfo> applicationsForMimeType(const QString &mim
     the file does not exist or its type has no MIME type.
 */
 TQKIT_EXPORT QString mimeTypeForFile(const QString &path);
+//! mimeTypeForFile() for a path given in the file system's own bytes (a name need not be UTF-8).
+TQKIT_EXPORT QString mimeTypeForFile(const QByteArray &nativePath);
 
 //! defaultApplicationForMimeType() for the MIME type of the file at \a path (mimeTypeForFile()).
 TQKIT_EXPORT TQApplicationInfo defaultApplicationForFile(const QString &path);
+//! defaultApplicationForFile() for a path in the file system's own bytes.
+TQKIT_EXPORT TQApplicationInfo defaultApplicationForFile(const QByteArray &nativePath);
 
 //! applicationsForMimeType() for the MIME type of the file at \a path (mimeTypeForFile()).
 TQKIT_EXPORT QList<TQApplicationInfo> applicationsForFile(const QString &path);
+//! applicationsForFile() for a path in the file system's own bytes.
+TQKIT_EXPORT QList<TQApplicationInfo> applicationsForFile(const QByteArray &nativePath);
 
 /*!
     The application that edits the file at \a path. The freedesktop rules know no viewer and
     editor roles, so this is defaultApplicationForFile().
 */
 TQKIT_EXPORT TQApplicationInfo defaultEditorForFile(const QString &path);
+//! defaultEditorForFile() for a path in the file system's own bytes.
+TQKIT_EXPORT TQApplicationInfo defaultEditorForFile(const QByteArray &nativePath);
 
 /*!
     Starts \a app with the local files \a paths (none starts it alone; relative paths are taken

@@ -29,7 +29,7 @@ bool addPropertiesofFile(const UWStandardFileRef &file, QVariantMap &dictionary)
 {
     if (!file || file->URL().isEmpty())
         return false;
-    const QVariantMap properties = TQImageProperties::propertiesOfFile(file->URL().toLocalFile(), file->uti());
+    const QVariantMap properties = TQImageProperties::propertiesOfFile(file->nativePath(), file->uti());
     if (properties.isEmpty())
         return false;
     const QVariantMap copy = TQCopyDeep::copyDeepMutable(properties);
