@@ -490,9 +490,10 @@ void TestImageOrientationWriter::hostileFilesAnswerAtOnce_data()
     QTest::addColumn<int>("read");
     QTest::addColumn<Result>("written");
 
-    // A QuickTime file type box, then an atom whose size field says 0xfffffffe.
+    // A QuickTime file type box, then a movie header atom whose size field says 0xfffffffe:
+    // exiv2's QuickTime parser loops on it for ever.
     const QByteArray runaway = QByteArray("\0\0\0\x18" "ftypqt  \0\0\x02\0qt  \0\0\0\0", 24)
-            + QByteArray("\xff\xff\xff\xfe" "moov", 8) + QByteArray(64, '\0');
+            + QByteArray("\xff\xff\xff\xfe" "mvhd", 8) + QByteArray(64, '\0');
     QTest::newRow("a QuickTime shape named .jpg") << u"movie.jpg"_s << runaway << 0 << Result::UnsupportedFormat;
     QTest::newRow("a QuickTime shape named .heic") << u"movie.heic"_s << runaway << 0 << Result::UnsupportedFormat;
     QTest::newRow("a QuickTime shape named .webp") << u"movie.webp"_s << runaway << 0 << Result::UnsupportedFormat;

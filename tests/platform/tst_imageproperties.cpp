@@ -556,7 +556,7 @@ private slots:
         QTest::addColumn<QByteArray>("keys");
 
         QByteArray movie = QByteArray("\0\0\0\x18" "ftyp" "qt  ", 12).leftJustified(24, '\0');
-        movie += QByteArray("\xff\xff\xff\xfe" "moov", 8) + QByteArray(56, '\0');
+        movie += QByteArray("\xff\xff\xff\xfe" "mvhd", 8) + QByteArray(56, '\0');
         QTest::newRow("a QuickTime atom of size 0xfffffffe named .jpg") << u"movie.jpg"_s << movie << QByteArray("nothing");
         QTest::newRow("the same named .webp") << u"movie.webp"_s << movie << QByteArray("nothing");
         QTest::newRow("the same named .dng") << u"movie.dng"_s << movie << QByteArray("nothing");

@@ -537,7 +537,7 @@ private slots:
         qToBigEndian(crc32(QByteArrayView(hugePng).sliced(12, 17)), crc);
         hugePng.replace(29, 4, reinterpret_cast<const char *>(crc), 4);
         // A QuickTime file type box, then an atom whose size exiv2's video parser loops on.
-        const QByteArray quickTime = QByteArray("\0\0\0\x18" "ftypqt  \0\0\0\0qt  \0\0\0\0", 24) + "\xff\xff\xff\xfe" "moov"
+        const QByteArray quickTime = QByteArray("\0\0\0\x18" "ftypqt  \0\0\0\0qt  \0\0\0\0", 24) + "\xff\xff\xff\xfe" "mvhd"
                 + QByteArray(64, '\0');
         QTest::newRow("cut-off JPEG") << u"cut.jpg"_s << jpeg.left(jpeg.size() * 2 / 3) << true << QString();
         QTest::newRow("text named .jpg") << u"text.jpg"_s << QByteArray("not a picture at all\n") << true << QString();
