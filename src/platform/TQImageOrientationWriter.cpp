@@ -1,6 +1,7 @@
 #include "TQImageOrientationWriter.h"
 
 #include "TQExiv2_p.h"
+#include "TQHeifInput_p.h"
 #include "TQPlatformLogging.h"
 #include "TQRegularFile_p.h"
 
@@ -1137,40 +1138,13 @@ int orientationInTiff(const QByteArray &tiff)
 // A HEIF's EXIF orientation, read by libheif through the checked descriptor.
 int heifOrientation(const TQRegularFile &file, const QString &path)
 {
-    struct Source
-    {
-        const TQRegularFile *file;
-        qint64 position = 0;
-    } source{&file};
-    heif_reader reader = {};
-    reader.reader_api_version = 1;
-    reader.get_position = [](void *data) -> int64_t { return static_cast<Source *>(data)->position; };
-    reader.read = [](void *to, size_t size, void *data) -> int {
-        auto *s = static_cast<Source *>(data);
-        const QByteArray got = s->file->read(s->position, qint64(size));
-        if (size_t(got.size()) != size)
-            return -1;
-        std::memcpy(to, got.constData(), size);
-        s->position += qint64(size);
-        return 0;
-    };
-    reader.seek = [](int64_t position, void *data) -> int {
-        auto *s = static_cast<Source *>(data);
-        if (position < 0 || position > s->file->size())
-            return -1;
-        s->position = position;
-        return 0;
-    };
-    reader.wait_for_file_size = [](int64_t size, void *data) -> heif_reader_grow_status {
-        return size <= static_cast<Source *>(data)->file->size() ? heif_reader_grow_status_size_reached
-                                                                 : heif_reader_grow_status_size_beyond_eof;
-    };
+    TQHeifInput source{&file};
 
     heif_context *context = heif_context_alloc();
     heif_image_handle *handle = nullptr;
     int orientation = 0;
     heif_item_id id = 0;
-    if (context && heif_context_read_from_reader(context, &reader, &source, nullptr).code == heif_error_Ok
+    if (context && heif_context_read_from_reader(context, &TQHeifInput::reader, &source, nullptr).code == heif_error_Ok
         && heif_context_get_primary_image_handle(context, &handle).code == heif_error_Ok) {
         orientation = 1;
         if (heif_image_handle_get_list_of_metadata_block_IDs(handle, "Exif", &id, 1) == 1) {

@@ -1,6 +1,7 @@
 #include "TQImageProperties.h"
 
 #include "TQExiv2_p.h"
+#include "TQHeifInput_p.h"
 #include "TQPlatformLogging.h"
 #include "TQRegularFile_p.h"
 
@@ -965,47 +966,6 @@ bool readBmp(const Source &file, QVariantMap &props)
     return props.contains(u"PixelWidth"_s);
 }
 
-// libheif reads through the checked descriptor, and learns the file's real size from it:
-// a box that claims more than the file holds ends the parse instead of a read past the end.
-struct HeifInput
-{
-    const TQRegularFile *file;
-    int64_t position = 0;
-
-    static int64_t getPosition(void *self) { return static_cast<HeifInput *>(self)->position; }
-    static int read(void *data, size_t size, void *self)
-    {
-        auto *in = static_cast<HeifInput *>(self);
-        if (size > size_t(in->file->size()) || in->position > in->file->size() - int64_t(size))
-            return 1;
-        size_t got = 0;
-        while (got < size) {
-            const ssize_t n = ::pread(in->file->fd(), static_cast<char *>(data) + got, size - got,
-                                      in->position + int64_t(got));
-            if (n < 0 && errno == EINTR)
-                continue;
-            if (n <= 0)
-                return 1;
-            got += size_t(n);
-        }
-        in->position += int64_t(size);
-        return 0;
-    }
-    static int seek(int64_t position, void *self)
-    {
-        auto *in = static_cast<HeifInput *>(self);
-        if (position < 0 || position > in->file->size())
-            return 1;
-        in->position = position;
-        return 0;
-    }
-    static heif_reader_grow_status waitForFileSize(int64_t target, void *self)
-    {
-        return target <= static_cast<HeifInput *>(self)->file->size() ? heif_reader_grow_status_size_reached
-                                                                       : heif_reader_grow_status_size_beyond_eof;
-    }
-};
-
 // A size libheif reports for a block it is about to copy out, checked like any declared size.
 bool fitsBlock(const Source &file, size_t size)
 {
@@ -1018,12 +978,10 @@ bool readHeif(Source &file, QVariantMap &props)
     if (!context)
         return false;
     heif_context_set_maximum_image_size_limit(context, MaxHeifSide);
-    static const heif_reader reader{1, HeifInput::getPosition, HeifInput::read, HeifInput::seek,
-                                    HeifInput::waitForFileSize};
-    HeifInput input{&file.file()};
+    TQHeifInput input{&file.file()};
     heif_image_handle *handle = nullptr;
     bool ok = false;
-    if (heif_context_read_from_reader(context, &reader, &input, nullptr).code == heif_error_Ok
+    if (heif_context_read_from_reader(context, &TQHeifInput::reader, &input, nullptr).code == heif_error_Ok
         && heif_context_get_primary_image_handle(context, &handle).code == heif_error_Ok) {
         // The stored size, before the container's rotation: like every other format, the size is
         // what is stored and the orientation says how to turn it.

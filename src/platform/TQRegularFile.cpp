@@ -93,6 +93,22 @@ QByteArray TQRegularFile::read(qint64 offset, qint64 length) const
     return out;
 }
 
+bool TQRegularFile::readExactly(qint64 offset, void *to, size_t size) const
+{
+    if (m_fd < 0 || offset < 0)
+        return false;
+    size_t got = 0;
+    while (got < size) {
+        const ssize_t n = ::pread(m_fd, static_cast<char *>(to) + got, size - got, off_t(offset + qint64(got)));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        got += size_t(n);
+    }
+    return true;
+}
+
 QByteArray TQRegularFile::readAll(qint64 limit) const
 {
     if (m_fd < 0 || size() > limit)

@@ -34,6 +34,8 @@ public:
 
     // Up to `length` bytes at `offset`; shorter at the end of the file or on an error.
     QByteArray read(qint64 offset, qint64 length) const;
+    // Exactly `size` bytes at `offset` into `to`; false at the end of the file or on an error.
+    bool readExactly(qint64 offset, void *to, size_t size) const;
     // The whole file, or a null array when it is larger than `limit` bytes or can't be read.
     QByteArray readAll(qint64 limit) const;
     // A name under which a library that insists on opening by name reaches exactly this

@@ -1,6 +1,7 @@
 #include "TQThumbnailService.h"
 
 #include "TQExiv2_p.h"
+#include "TQHeifInput_p.h"
 #include "TQImageOrientation.h"
 #include "TQPlatformLogging.h"
 #include "TQRegularFile_p.h"
@@ -186,44 +187,6 @@ Embedded readEmbedded(const TQRegularFile &file, const QString &path, const QSiz
 // are the picture's geometry and libheif applies them while decoding; the EXIF orientation a
 // HEIF may carry only repeats them, so it is not applied a second time.
 
-// libheif reads through the checked descriptor, with pread (no shared offset).
-struct HeifInput
-{
-    const TQRegularFile *file;
-    int64_t at = 0;
-};
-
-const heif_reader HeifReader{
-        1,
-        [](void *input) -> int64_t { return static_cast<HeifInput *>(input)->at; },
-        [](void *data, size_t size, void *input) -> int {
-            auto *in = static_cast<HeifInput *>(input);
-            if (size > size_t(std::max<qint64>(in->file->size() - in->at, 0)))
-                return 1;
-            size_t done = 0;
-            while (done < size) {
-                const ssize_t n = ::pread(in->file->fd(), static_cast<char *>(data) + done, size - done, off_t(in->at + done));
-                if (n < 0 && errno == EINTR)
-                    continue;
-                if (n <= 0)
-                    return 1;
-                done += size_t(n);
-            }
-            in->at += int64_t(size);
-            return 0;
-        },
-        [](int64_t position, void *input) -> int {
-            auto *in = static_cast<HeifInput *>(input);
-            if (position < 0 || position > in->file->size())
-                return 1;
-            in->at = position;
-            return 0;
-        },
-        [](int64_t target, void *input) -> heif_reader_grow_status {
-            return target <= static_cast<HeifInput *>(input)->file->size() ? heif_reader_grow_status_size_reached
-                                                                            : heif_reader_grow_status_size_beyond_eof;
-        }};
-
 // What libheif holds to decode a picture: its own planes (YCbCr, up to 16 bits a sample) and
 // the RGBA picture they are converted into.
 constexpr qint64 HeifBytesPerPixel = 10;
@@ -248,8 +211,8 @@ QImage heifThumbnail(const TQRegularFile &file, const QString &path, const QSize
                 heif_context_free(context);
         }
     } h;
-    HeifInput input{&file};
-    heif_error error = h.context ? heif_context_read_from_reader(h.context, &HeifReader, &input, nullptr)
+    TQHeifInput input{&file};
+    heif_error error = h.context ? heif_context_read_from_reader(h.context, &TQHeifInput::reader, &input, nullptr)
                                  : heif_error{heif_error_Memory_allocation_error, heif_suberror_Unspecified, "no context"};
     if (error.code == heif_error_Ok)
         error = heif_context_get_primary_image_handle(h.context, &h.primary);
