@@ -8,6 +8,7 @@
 #include <exiv2/exiv2.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <exception>
 
 #include <mutex>
@@ -107,26 +108,56 @@ Exiv2::Image::AutoPtr open(const TQRegularFile &file, const QString &path, std::
     return Exiv2::Image::AutoPtr();
 }
 
-int orientation(const Exiv2::ExifData &exif)
+int wholeOrientation(double value)
+{
+    return std::isfinite(value) && value >= 1 && value <= 8 && value == std::floor(value) ? int(value) : 0;
+}
+
+namespace {
+template<typename T>
+T firstOf(const Exiv2::Value &value)
+{
+    // The stored value itself: exiv2's own toFloat()/toLong() narrow 1e300 or NaN without a
+    // defined result.
+    const auto *typed = dynamic_cast<const Exiv2::ValueType<T> *>(&value);
+    return typed && !typed->value_.empty() ? typed->value_.front() : T{};
+}
+} // namespace
+
+int statedOrientation(const Exiv2::ExifData &exif)
 {
     const auto it = exif.findKey(Exiv2::ExifKey("Exif.Image.Orientation"));
     if (it == exif.end() || it->count() != 1)
-        return 1;
-    // The tag is a SHORT; a floating or fractional value is damage, and exiv2 would turn a
-    // huge or not-a-number one into an integer without a defined result.
-    switch (it->typeId()) {
+        return 0;
+    const Exiv2::Value &value = it->value();
+    switch (value.typeId()) {
     case Exiv2::unsignedByte:
     case Exiv2::unsignedShort:
     case Exiv2::unsignedLong:
     case Exiv2::signedByte:
     case Exiv2::signedShort:
     case Exiv2::signedLong:
-        break;
-    default:
-        return 1;
+        return wholeOrientation(double(value.toLong(0))); // 32 bits at most: a long holds them
+    case Exiv2::tiffFloat:
+        return wholeOrientation(firstOf<float>(value));
+    case Exiv2::tiffDouble:
+        return wholeOrientation(firstOf<double>(value));
+    case Exiv2::unsignedRational: {
+        const Exiv2::URational r = firstOf<Exiv2::URational>(value);
+        return r.second == 0 ? 0 : wholeOrientation(double(r.first) / r.second);
     }
-    const long value = it->toLong();
-    return value >= 1 && value <= 8 ? int(value) : 1;
+    case Exiv2::signedRational: {
+        const Exiv2::Rational r = firstOf<Exiv2::Rational>(value);
+        return r.second == 0 ? 0 : wholeOrientation(double(r.first) / r.second);
+    }
+    default:
+        return 0;
+    }
+}
+
+int orientation(const Exiv2::ExifData &exif)
+{
+    return std::max(1, statedOrientation(exif));
 }
 
 } // namespace TQExiv2

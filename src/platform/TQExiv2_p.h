@@ -44,7 +44,15 @@ inline constexpr std::initializer_list<int> StillFormats = {
 Exiv2::Image::AutoPtr open(const TQRegularFile &file, const QString &path,
                            std::initializer_list<int> allowed = StillFormats);
 
-// The orientation IFD0 states: 1 to 8, or 1 when it states none or an impossible value.
+// An orientation held as a number of any type: 1 to 8 when it is exactly one of those, else 0.
+// Floats are checked before any conversion, as NaN, infinities and 1e300 have no integer.
+int wholeOrientation(double value);
+
+// The orientation IFD0 states, whatever type the tag was stored as: 1 to 8, or 0 for none or
+// an impossible value.
+int statedOrientation(const Exiv2::ExifData &exif);
+
+// statedOrientation(), with 1 for none: how the picture is to be turned.
 int orientation(const Exiv2::ExifData &exif);
 
 } // namespace TQExiv2

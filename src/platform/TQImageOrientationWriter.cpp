@@ -137,53 +137,6 @@ quint32 get32(const uchar *p, bool big)
                : quint32(p[3]) << 24 | quint32(p[2]) << 16 | quint32(p[1]) << 8 | p[0];
 }
 
-// An orientation held as a number of any type: 1 to 8 when it is exactly one of those, else
-// 0. Floats are checked before any conversion, as NaN, infinities and 1e300 have no integer.
-int wholeOrientation(double value)
-{
-    return std::isfinite(value) && value >= 1 && value <= 8 && value == std::floor(value) ? int(value) : 0;
-}
-
-template <typename T>
-T firstOf(const Exiv2::Value &value)
-{
-    const auto *typed = dynamic_cast<const Exiv2::ValueType<T> *>(&value);
-    return typed && !typed->value_.empty() ? typed->value_.front() : T{};
-}
-
-// The orientation IFD0 states through exiv2, 1 to 8, or 0 for none or an impossible value,
-// whatever type the tag was stored as.
-int statedOrientation(const Exiv2::ExifData &exif)
-{
-    const auto it = exif.findKey(Exiv2::ExifKey("Exif.Image.Orientation"));
-    if (it == exif.end() || it->count() != 1)
-        return 0;
-    const Exiv2::Value &value = it->value();
-    switch (value.typeId()) {
-    case Exiv2::unsignedByte:
-    case Exiv2::unsignedShort:
-    case Exiv2::unsignedLong:
-    case Exiv2::signedByte:
-    case Exiv2::signedShort:
-    case Exiv2::signedLong:
-        return wholeOrientation(double(value.toLong(0))); // 32 bits at most: a long holds them
-    case Exiv2::tiffFloat:
-        return wholeOrientation(firstOf<float>(value));
-    case Exiv2::tiffDouble:
-        return wholeOrientation(firstOf<double>(value));
-    case Exiv2::unsignedRational: {
-        const Exiv2::URational r = firstOf<Exiv2::URational>(value);
-        return r.second == 0 ? 0 : wholeOrientation(double(r.first) / r.second);
-    }
-    case Exiv2::signedRational: {
-        const Exiv2::Rational r = firstOf<Exiv2::Rational>(value);
-        return r.second == 0 ? 0 : wholeOrientation(double(r.first) / r.second);
-    }
-    default:
-        return 0;
-    }
-}
-
 // Byte ranges (absolute offset, length) whose concatenation is a file's picture data.
 using Ranges = std::vector<std::pair<qint64, qint64>>;
 
@@ -691,7 +644,7 @@ QByteArray rewriteWithExiv2(const QByteArray &file, int orientation, const QStri
         if (TQExiv2::complaints() > 0)
             refuse(Result::Corrupt, u"exiv2 can't read all of "_s + quoted(path)
                                             + u" and would drop the rest in a rewrite"_s);
-        if (statedOrientation(image->exifData()) == orientation)
+        if (TQExiv2::statedOrientation(image->exifData()) == orientation)
             return {};
         image->exifData()[key.key()] = uint16_t(orientation);
         // Hand back the XMP packet as it was read: re-serialising it would reformat it.
@@ -714,7 +667,7 @@ QByteArray rewriteWithExiv2(const QByteArray &file, int orientation, const QStri
     try {
         auto check = Exiv2::ImageFactory::open(bytes(out), long(out.size()));
         check->readMetadata();
-        if (statedOrientation(check->exifData()) == orientation)
+        if (TQExiv2::statedOrientation(check->exifData()) == orientation)
             return out;
     } catch (const std::exception &e) {
         qCDebug(lcPlatform) << "exiv2 can't read back its rewrite of" << path << why(e);
@@ -1120,14 +1073,14 @@ int orientationInTiff(const QByteArray &tiff)
             continue;
         const quint32 bits = get32(p + e + 8, big);
         switch (type) {
-        case 3: return wholeOrientation(get16(p + e + 8, big));
-        case 4: return wholeOrientation(bits);
-        case 11: return wholeOrientation(std::bit_cast<float>(bits));
+        case 3: return TQExiv2::wholeOrientation(get16(p + e + 8, big));
+        case 4: return TQExiv2::wholeOrientation(bits);
+        case 11: return TQExiv2::wholeOrientation(std::bit_cast<float>(bits));
         case 12: {
             if (qint64(bits) + 8 > size)
                 return 0;
             const quint64 wide = quint64(get32(p + bits + (big ? 0 : 4), big)) << 32 | get32(p + bits + (big ? 4 : 0), big);
-            return wholeOrientation(std::bit_cast<double>(wide));
+            return TQExiv2::wholeOrientation(std::bit_cast<double>(wide));
         }
         default: return 0;
         }
@@ -1185,7 +1138,7 @@ int read(const QByteArray &native)
         if (!image.get())
             return 0;
         image->readMetadata();
-        return std::max(1, statedOrientation(image->exifData()));
+        return std::max(1, TQExiv2::statedOrientation(image->exifData()));
     } catch (const std::exception &e) { // Exiv2::AnyError, std::bad_alloc, std::out_of_range, …
         qCDebug(lcPlatform) << "no orientation read from" << path << ":" << e.what();
         return 0;
