@@ -185,9 +185,16 @@ void TestCopyDeep::nestingDepthCountsContainers_data()
         << QVariant(QVariantList{QStringList{text("a")}, set}) << 256 << 2;
     QTest::newRow("the deepest branch counts, not the first")
         << QVariant(QVariantMap{{text("a"), 1}, {text("b"), QVariantHash{{text("c"), QVariantList{QVariantMap{}}}}}}) << 256 << 4;
-    QTest::newRow("exactly at the limit") << QVariant(QVariantList{QVariantList{QVariantList{}}}) << 3 << 3;
-    QTest::newRow("one past the limit is reported as limit + 1")
-        << QVariant(QVariantList{QVariantList{QVariantList{QVariantList{}}}}) << 3 << 4;
+    // Each inner list is wrapped in a QVariant: a braced list of one QVariantList is a copy of
+    // it to clang, a list holding it to g++.
+    const auto nested = [](int levels) {
+        QVariant value = QVariantList{};
+        for (int level = 1; level < levels; ++level)
+            value = QVariantList{value};
+        return value;
+    };
+    QTest::newRow("exactly at the limit") << nested(3) << 3 << 3;
+    QTest::newRow("one past the limit is reported as limit + 1") << nested(4) << 3 << 4;
     QTest::newRow("a hundred thousand levels stop the walk past the limit") << deep << 256 << 257;
 }
 
