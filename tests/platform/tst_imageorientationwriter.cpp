@@ -1,4 +1,5 @@
 #include "TQImageOrientationWriter.h"
+#include "TQBoundedChild.h"
 #include "TQSampleData.h"
 
 #include <QBuffer>
@@ -220,41 +221,23 @@ QStringList childWarnings;
 
 Outcome inBoundedChild(const std::function<QList<int>()> &work)
 {
-    int channel[2];
-    if (::pipe2(channel, O_CLOEXEC) != 0)
-        return {};
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::close(channel[0]);
-        const struct rlimit cpu = {5, 5};
-        ::setrlimit(RLIMIT_CPU, &cpu);
-        ::alarm(20);
-        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &message) {
-            if (type == QtWarningMsg || type == QtCriticalMsg)
-                childWarnings << message;
-        });
-        QByteArray report;
-        for (int answer : work())
-            report += QByteArray::number(answer) + ' ';
-        for (const QString &warning : std::as_const(childWarnings))
-            report += '\n' + warning.toUtf8();
-        const bool sent = ::write(channel[1], report.constData(), size_t(report.size())) == report.size();
-        ::_exit(sent ? 0 : 1);
-    }
-    ::close(channel[1]);
-    QByteArray report;
-    char buffer[4096];
-    for (ssize_t n; (n = ::read(channel[0], buffer, sizeof buffer)) != 0;) {
-        if (n > 0)
-            report.append(buffer, n);
-        else if (errno != EINTR)
-            break;
-    }
-    ::close(channel[0]);
-    int status = 0;
+    const TQChildOutcome child = runInBoundedChild(
+            [&work] {
+                qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &message) {
+                    if (type == QtWarningMsg || type == QtCriticalMsg)
+                        childWarnings << message;
+                });
+                QByteArray report;
+                for (int answer : work())
+                    report += QByteArray::number(answer) + ' ';
+                for (const QString &warning : std::as_const(childWarnings))
+                    report += '\n' + warning.toUtf8();
+                return report;
+            },
+            TQChildLimits{0, 5, 20});
     Outcome outcome;
-    outcome.finished = child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    const QList<QByteArray> lines = report.split('\n');
+    outcome.finished = child.finished;
+    const QList<QByteArray> lines = child.answer.split('\n');
     for (const QByteArray &answer : lines.value(0).split(' '))
         if (!answer.isEmpty())
             outcome.answers << answer.toInt();

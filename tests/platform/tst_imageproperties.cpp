@@ -1,4 +1,5 @@
 #include "TQImageMetadata.h"
+#include "TQBoundedChild.h"
 #include "TQImageProperties.h"
 #include "TQSampleData.h"
 
@@ -95,63 +96,16 @@ QString writeHeif(const QString &path, QSize size, const QByteArray &jpeg)
 
 QStringList loudMessages; // logged above debug level while stderr is captured
 
-// ---------------------------------------------------------------------------------------------
-// Hostile files are read in a child held to hard bounds, so that a hang or a runaway
-// allocation fails the row instead of the whole run (or the machine).
-
-constexpr rlim_t ChildHeadroom = 512u << 20; // address space beyond what the test maps already
-constexpr rlim_t ChildCpuSeconds = 20;       // ends a parser that loops
-constexpr unsigned ChildWallSeconds = 60;    // ends a read that blocks (CPU time does not run)
-
-rlim_t mappedNow()
-{
-    QFile status(u"/proc/self/status"_s);
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray &line : status.readAll().split('\n'))
-        if (line.startsWith("VmSize:"))
-            return rlim_t(line.mid(7).trimmed().split(' ').value(0).toULongLong()) << 10;
-    return 0;
-}
-
-// What `probe` answered in the child, or why the child did not answer.
+// What `probe` answered in a child held to hard bounds (TQBoundedChild), or why it did not.
 QByteArray inBoundedChild(const std::function<QByteArray()> &probe)
 {
-    int channel[2];
-    if (::pipe(channel) != 0)
-        return "no pipe";
-    std::fflush(nullptr);
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::close(channel[0]);
-        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
-        const rlimit space{mappedNow() + ChildHeadroom, mappedNow() + ChildHeadroom};
-        const rlimit cpu{ChildCpuSeconds, ChildCpuSeconds};
-        ::setrlimit(RLIMIT_AS, &space);
-        ::setrlimit(RLIMIT_CPU, &cpu);
-        ::alarm(ChildWallSeconds);
-        const QByteArray answer = probe();
-        const bool written = ::write(channel[1], answer.constData(), size_t(answer.size())) == answer.size();
-        ::_exit(written ? 0 : 1);
-    }
-    ::close(channel[1]);
-    QByteArray answer;
-    char buffer[4096];
-    for (ssize_t n; (n = ::read(channel[0], buffer, sizeof buffer)) != 0;) {
-        if (n > 0)
-            answer.append(buffer, n);
-        else if (errno != EINTR)
-            break;
-    }
-    ::close(channel[0]);
-    int status = 0;
-    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    if (WIFSIGNALED(status))
-        return "killed by signal " + QByteArray::number(WTERMSIG(status));
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        return "failed";
-    return answer;
+    const TQChildOutcome outcome = runInBoundedChild(
+            [&probe] {
+                qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+                return probe();
+            },
+            TQChildLimits{512u << 20, 20, 60});
+    return outcome.finished ? outcome.answer : outcome.failure;
 }
 
 // The top-level keys of what the reader says, or "nothing".
