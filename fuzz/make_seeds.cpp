@@ -24,7 +24,7 @@
 #include <QUuid>
 #include <QtEndian>
 
-#include <libheif/heif.h>
+#include "TQSampleData.h"
 
 #include <cstdio>
 #include <cstring>
@@ -154,30 +154,7 @@ bool writeHeif(const QString &path, const QSize &size, bool withThumbnail)
     picture.fill(Qt::darkCyan);
     QPainter(&picture).fillRect(QRect(QPoint(0, 0), size / 2), Qt::yellow);
 
-    heif_context *context = heif_context_alloc();
-    heif_encoder *encoder = nullptr;
-    heif_image *image = nullptr;
-    heif_image_handle *handle = nullptr, *thumbnail = nullptr;
-    heif_image_create(size.width(), size.height(), heif_colorspace_RGB, heif_chroma_interleaved_RGB, &image);
-    heif_image_add_plane(image, heif_channel_interleaved, size.width(), size.height(), 8);
-    int stride = 0;
-    uint8_t *pixels = heif_image_get_plane(image, heif_channel_interleaved, &stride);
-    for (int y = 0; y < size.height(); ++y)
-        std::memcpy(pixels + y * stride, picture.constScanLine(y), size_t(size.width()) * 3);
-    bool written = heif_context_get_encoder_for_format(context, heif_compression_HEVC, &encoder).code == heif_error_Ok
-            && heif_encoder_set_lossy_quality(encoder, 30).code == heif_error_Ok
-            && heif_context_encode_image(context, image, encoder, nullptr, &handle).code == heif_error_Ok;
-    if (written && withThumbnail)
-        written = heif_context_encode_thumbnail(context, image, handle, encoder, nullptr, 32, &thumbnail).code == heif_error_Ok;
-    written = written && heif_context_write_to_file(context, QFile::encodeName(path).constData()).code == heif_error_Ok;
-    for (heif_image_handle *h : {handle, thumbnail})
-        if (h)
-            heif_image_handle_release(h);
-    heif_image_release(image);
-    if (encoder)
-        heif_encoder_release(encoder);
-    heif_context_free(context);
-    return written;
+    return TQSampleData::writeHeic(path, picture, {}, withThumbnail ? picture : QImage(), 32);
 }
 
 } // namespace

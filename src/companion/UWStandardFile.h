@@ -40,6 +40,13 @@ struct UWFileEvent
         CreatedOrReplaced = 4, //!< an entry of this name appeared, or replaced the one there
         Removed = 5,           //!< the entry is gone
     };
+    UWFileEvent() = default;
+    // Also what `{UWFileEvent::Renamed, path}` builds, as it did before the native path was added.
+    UWFileEvent(int type, const QString &newPath = {}, const QByteArray &newNativePath = {})
+        : type(type), newPath(newPath), newNativePath(newNativePath)
+    {
+    }
+
     int type = ContentChanged;
     QString newPath;
     QByteArray newNativePath; //!< wins over newPath: a name need not be valid UTF-8

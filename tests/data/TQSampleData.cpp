@@ -9,6 +9,7 @@
 #include <QLoggingCategory>
 
 #include <exiv2/exiv2.hpp>
+#include <libheif/heif.h>
 
 #include <cerrno>
 #include <cmath>
@@ -16,6 +17,7 @@
 #include <exception>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include <unistd.h>
 
@@ -696,6 +698,48 @@ QList<Sample> writeSamples(const QString &dir, QString *errorMessage)
     else
         qCWarning(lcSampleData).noquote() << "could not write the samples:" << writer.error;
     return {};
+}
+
+bool writeHeic(const QString &path, const QImage &picture, const QByteArray &exifTiff, const QImage &thumbnail,
+               int thumbnailSide)
+{
+    heif_context *context = heif_context_alloc();
+    heif_encoder *encoder = nullptr;
+    std::vector<heif_image *> images;
+    const auto toHeif = [&images](const QImage &from) {
+        const QImage rgb = from.convertToFormat(QImage::Format_RGB888);
+        heif_image *image = nullptr;
+        heif_image_create(rgb.width(), rgb.height(), heif_colorspace_RGB, heif_chroma_interleaved_RGB, &image);
+        heif_image_add_plane(image, heif_channel_interleaved, rgb.width(), rgb.height(), 8);
+        int stride = 0;
+        uint8_t *pixels = heif_image_get_plane(image, heif_channel_interleaved, &stride);
+        for (int y = 0; y < rgb.height(); ++y)
+            std::memcpy(pixels + y * stride, rgb.constScanLine(y), size_t(rgb.width()) * 3);
+        images.push_back(image);
+        return image;
+    };
+    heif_image_handle *handle = nullptr, *thumbnailHandle = nullptr;
+    bool written = context && !picture.isNull()
+            && heif_context_get_encoder_for_format(context, heif_compression_HEVC, &encoder).code == heif_error_Ok
+            && heif_context_encode_image(context, toHeif(picture), encoder, nullptr, &handle).code == heif_error_Ok;
+    if (written && !exifTiff.isEmpty())
+        written = heif_context_add_exif_metadata(context, handle, exifTiff.constData(), int(exifTiff.size())).code
+                == heif_error_Ok;
+    if (written && !thumbnail.isNull())
+        written = heif_context_encode_thumbnail(context, toHeif(thumbnail), handle, encoder, nullptr, thumbnailSide,
+                                                &thumbnailHandle).code == heif_error_Ok
+                && thumbnailHandle;
+    written = written && heif_context_write_to_file(context, QFile::encodeName(path).constData()).code == heif_error_Ok;
+    for (heif_image_handle *h : {handle, thumbnailHandle})
+        if (h)
+            heif_image_handle_release(h);
+    for (heif_image *image : images)
+        heif_image_release(image);
+    if (encoder)
+        heif_encoder_release(encoder);
+    if (context)
+        heif_context_free(context);
+    return written;
 }
 
 } // namespace TQSampleData

@@ -2,6 +2,7 @@
 
 #include <QList>
 #include <QRgb>
+#include <QImage>
 #include <QSize>
 #include <QString>
 #include <QVariantMap>
@@ -110,5 +111,14 @@ QList<Sample> writeSamples(const QString &dir, QString *errorMessage = nullptr);
     file that cannot be written.
 */
 bool writeImage(const QString &path, const char *format, QSize size, const QVariantMap &exif);
+
+/*!
+    Writes \a picture as a HEIC at \a path with libheif's HEVC encoder, with \a exifTiff (a TIFF
+    structure, as in a JPEG's Exif segment after "Exif\0\0") as its EXIF block when not empty,
+    and \a thumbnail, scaled by libheif to fit \a thumbnailSide, as its thumbnail when not null.
+    False when libheif has no HEVC encoder here or a step fails.
+*/
+bool writeHeic(const QString &path, const QImage &picture, const QByteArray &exifTiff = {},
+               const QImage &thumbnail = {}, int thumbnailSide = 0);
 
 } // namespace TQSampleData

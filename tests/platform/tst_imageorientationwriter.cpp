@@ -16,7 +16,6 @@
 #include <QTest>
 #include <QtEndian>
 
-#include <libheif/heif.h>
 
 #include <bit>
 #include <csignal>
@@ -186,26 +185,9 @@ QByteArray littleEndian(T value)
 // A grey HEIC whose EXIF block is `tiff`; empty when libheif has no encoder here.
 QString writeHeif(const QString &path, const QByteArray &tiff)
 {
-    heif_context *context = heif_context_alloc();
-    heif_encoder *encoder = nullptr;
-    heif_image *image = nullptr;
-    heif_image_handle *handle = nullptr;
-    heif_image_create(64, 48, heif_colorspace_RGB, heif_chroma_interleaved_RGB, &image);
-    heif_image_add_plane(image, heif_channel_interleaved, 64, 48, 8);
-    int stride = 0;
-    std::fill_n(heif_image_get_plane(image, heif_channel_interleaved, &stride), stride * 48, uint8_t(0x80));
-    const bool written =
-            heif_context_get_encoder_for_format(context, heif_compression_HEVC, &encoder).code == heif_error_Ok
-            && heif_context_encode_image(context, image, encoder, nullptr, &handle).code == heif_error_Ok
-            && heif_context_add_exif_metadata(context, handle, tiff.constData(), int(tiff.size())).code == heif_error_Ok
-            && heif_context_write_to_file(context, QFile::encodeName(path).constData()).code == heif_error_Ok;
-    if (handle)
-        heif_image_handle_release(handle);
-    heif_image_release(image);
-    if (encoder)
-        heif_encoder_release(encoder);
-    heif_context_free(context);
-    return written ? path : QString();
+    QImage grey(64, 48, QImage::Format_RGB888);
+    grey.fill(QColor(0x80, 0x80, 0x80));
+    return TQSampleData::writeHeic(path, grey, tiff) ? path : QString();
 }
 
 // What a child process answered, and the warnings it logged. A child that hangs or runs away

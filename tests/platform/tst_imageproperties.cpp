@@ -20,7 +20,6 @@
 #include <QtEndian>
 
 #include <exiv2/exiv2.hpp>
-#include <libheif/heif.h>
 
 #include <csignal>
 #include <cstdio>
@@ -71,27 +70,9 @@ QString writeHeif(const QString &path, QSize size, const QByteArray &jpeg)
     if (at < 4)
         return u"the JPEG has no Exif segment"_s;
     const QByteArray exif = jpeg.mid(at + 6, (uchar(jpeg.at(at - 2)) << 8 | uchar(jpeg.at(at - 1))) - 8);
-    heif_context *context = heif_context_alloc();
-    heif_encoder *encoder = nullptr;
-    heif_image *image = nullptr;
-    heif_image_create(size.width(), size.height(), heif_colorspace_RGB, heif_chroma_interleaved_RGB, &image);
-    heif_image_add_plane(image, heif_channel_interleaved, size.width(), size.height(), 8);
-    int stride = 0;
-    uint8_t *pixels = heif_image_get_plane(image, heif_channel_interleaved, &stride);
-    std::fill_n(pixels, stride * size.height(), uint8_t(0x80));
-    heif_image_handle *handle = nullptr;
-    const bool written =
-            heif_context_get_encoder_for_format(context, heif_compression_HEVC, &encoder).code == heif_error_Ok
-            && heif_context_encode_image(context, image, encoder, nullptr, &handle).code == heif_error_Ok
-            && heif_context_add_exif_metadata(context, handle, exif.constData(), int(exif.size())).code == heif_error_Ok
-            && heif_context_write_to_file(context, QFile::encodeName(path).constData()).code == heif_error_Ok;
-    if (handle)
-        heif_image_handle_release(handle);
-    heif_image_release(image);
-    if (encoder)
-        heif_encoder_release(encoder);
-    heif_context_free(context);
-    return written ? QString() : u"no HEVC encoder, or it could not encode, tag or write"_s;
+    QImage grey(size, QImage::Format_RGB888);
+    grey.fill(QColor(0x80, 0x80, 0x80));
+    return TQSampleData::writeHeic(path, grey, exif) ? QString() : u"no HEVC encoder, or it could not encode, tag or write"_s;
 }
 
 QStringList loudMessages; // logged above debug level while stderr is captured
