@@ -343,7 +343,7 @@ bool TQFile::setImageOrientation(int orientation, QString *reason)
 {
     if (!hasEditableImageMetadata()) {
         if (reason)
-            *reason = QStringLiteral("not a writable JPEG, PNG, TIFF or camera RAW file");
+            *reason = QStringLiteral("not a writable JPEG, PNG, TIFF or camera RAW file (its kind: %1)").arg(kindString());
         return false;
     }
     using TQImageOrientationWriter::Result;
