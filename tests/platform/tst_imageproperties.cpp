@@ -211,6 +211,14 @@ private slots:
         const QByteArray gif("GIF89a\x39\x00\x1f\x00\x80\x00\x00\xff\xff\xff\x00\x00\x00"
                              "\x2c\x00\x00\x00\x00\x01\x00\x01\x00\x00\x02\x02\x44\x01\x00\x3b", 35);
         QVERIFY(writeFile(file(u"frame.gif"_s), gif));
+        // The same with a comment ("a") and then a graphic control block in front of the frame:
+        // only the control block's own flag says whether the frame has a transparent colour.
+        const auto withControl = [&gif](char flags) {
+            return gif.left(19) + QByteArray("\x21\xfe\x01\x61\x00" "\x21\xf9\x04", 8) + flags
+                    + QByteArray("\x00\x00\x00\x00", 4) + gif.mid(19);
+        };
+        QVERIFY(writeFile(file(u"opaque.gif"_s), withControl('\x00')));
+        QVERIFY(writeFile(file(u"transparent.gif"_s), withControl('\x01')));
         m_heifProblem = writeHeif(file(u"photo.heic"_s), {128, 96}, contents(file(u"camera.jpg"_s)));
 
         if (Exiftool.isEmpty())
@@ -245,6 +253,8 @@ private slots:
         QTest::newRow("a JPEG tagged by exiftool with GPS, IPTC and 300 dpi") << u"tagged.jpg"_s << false;
         QTest::newRow("a BMP") << u"photo.bmp"_s << false;
         QTest::newRow("a GIF, sized by its logical screen") << u"frame.gif"_s << false;
+        QTest::newRow("a GIF with a comment before its opaque frame") << u"opaque.gif"_s << false;
+        QTest::newRow("a GIF with a comment before its transparent frame") << u"transparent.gif"_s << true;
     }
 
     void agreesWithExiftool()
