@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <exception>
 
 #include <mutex>
@@ -74,19 +75,22 @@ int &complaints()
     return complaintsOnThisThread;
 }
 
-Exiv2::Image::AutoPtr open(const TQRegularFile &file, const QString &path, std::initializer_list<int> allowed)
+std::unique_ptr<Exiv2::Image> open(const TQRegularFile &file, const QString &path, std::initializer_list<int> allowed)
 {
     if (!file.isOpen())
-        return Exiv2::Image::AutoPtr();
+        return nullptr;
     prepare();
     try {
         // exiv2 opens by name; the descriptor's own name reaches the file that was checked,
         // whatever has happened to its path since.
+        // exiv2 0.27 takes and gives std::auto_ptr, deprecated in C++11; it is kept to these lines.
+        QT_WARNING_PUSH
+        QT_WARNING_DISABLE_DEPRECATED
         Exiv2::BasicIo::AutoPtr io(new Exiv2::FileIo(file.descriptorPath().toStdString()));
         const int type = Exiv2::ImageFactory::getType(*io);
         if (std::find(allowed.begin(), allowed.end(), type) == allowed.end()) {
             qCDebug(lcPlatform) << "exiv2 is not given" << path << ": its content is of exiv2's type" << type;
-            return Exiv2::Image::AutoPtr();
+            return nullptr;
         }
         // exiv2 maps a TIFF-like file whole and takes its size modulo 4 GiB; a huge one (or a
         // sparse one) is read from a bounded prefix instead, where its IFDs are in practice.
@@ -101,11 +105,12 @@ Exiv2::Image::AutoPtr open(const TQRegularFile &file, const QString &path, std::
         }
         // open() tries the same formats in the same order as getType(), so it picks the parser
         // just allowed.
-        return Exiv2::ImageFactory::open(io);
+        return std::unique_ptr<Exiv2::Image>(Exiv2::ImageFactory::open(io).release());
+        QT_WARNING_POP
     } catch (const std::exception &e) { // Exiv2::AnyError, std::bad_alloc, ...
         qCDebug(lcPlatform) << "exiv2 can't open" << path << ":" << e.what();
     }
-    return Exiv2::Image::AutoPtr();
+    return nullptr;
 }
 
 int wholeOrientation(double value)

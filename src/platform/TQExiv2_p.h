@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <initializer_list>
+#include <memory>
 
 class TQRegularFile;
 
@@ -41,7 +42,7 @@ inline constexpr std::initializer_list<int> StillFormats = {
 // exiv2 can't open it; exiv2's exceptions from opening are caught here, those of reading the
 // metadata later are the caller's. A TIFF-like file over 1 GiB is read from its first 16 MiB
 // only: exiv2 would map it whole and misread a size past 4 GiB.
-Exiv2::Image::AutoPtr open(const TQRegularFile &file, const QString &path,
+std::unique_ptr<Exiv2::Image> open(const TQRegularFile &file, const QString &path,
                            std::initializer_list<int> allowed = StillFormats);
 
 // An orientation held as a number of any type: 1 to 8 when it is exactly one of those, else 0.
