@@ -18,6 +18,8 @@ packages=(
     libexiv2-dev libheif-dev
     # the shared thumbnail cache's PNGs, read and written directly
     libpng-dev
+    # inflating compressed PNG chunks within a budget (zlib's streaming interface)
+    zlib1g-dev
     # application associations
     libglib2.0-dev
     # file types and icons
