@@ -1,0 +1,3 @@
+#include "TQUiLogging.h"
+
+Q_LOGGING_CATEGORY(lcUi, "tqkit.ui", QtInfoMsg)
