@@ -1,0 +1,37 @@
+#pragma once
+
+#include "tqkit_export.h"
+
+#include <QTransform>
+
+/*!
+    \namespace TQAffineTransformOrientationUtilities
+    \brief The rotation that draws a picture of a given EXIF orientation upright.
+
+    Pure functions; callable from any thread.
+*/
+namespace TQAffineTransformOrientationUtilities {
+
+/*!
+    A new transform holding only the rotation for \a orientation:
+
+    \table
+    \header \li orientation \li \a flipped false \li \a flipped true
+    \row \li 3 \li rotate(180) \li rotate(180)
+    \row \li 6 \li rotate(-90) \li rotate(90)
+    \row \li 8 \li rotate(90) \li rotate(-90)
+    \row \li 1, 2, 4, 5, 7, anything else \li identity \li identity
+    \endtable
+
+    QTransform::rotate(a) maps (1, 0) to (cos a, sin a). In coordinates whose y grows upwards
+    a positive angle turns counter-clockwise on the screen; in coordinates whose y grows
+    downwards (\a flipped, which is what a QWidget and a QImage have) the same matrix turns
+    clockwise. Either way orientation 6 comes out turned a quarter clockwise on the screen,
+    and 8 a quarter counter-clockwise.
+
+    The mirrored orientations (2, 4, 5, 7) get no rotation and no mirror here; a caller that
+    wants every orientation drawn upright uses TQImageOrientation::transform().
+*/
+TQKIT_EXPORT QTransform rotationTransformForOrientation(int orientation, bool flipped);
+
+} // namespace TQAffineTransformOrientationUtilities

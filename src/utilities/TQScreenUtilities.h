@@ -1,0 +1,21 @@
+#pragma once
+
+#include "tqkit_export.h"
+
+class QScreen;
+
+/*!
+    \namespace TQScreenUtilities
+    \brief The screen that holds the desktop's main panel. GUI thread only.
+*/
+namespace TQScreenUtilities {
+
+/*!
+    The first screen of QGuiApplication::screens(), which Qt keeps as the primary screen
+    (where the desktop puts its main panel). Null when there is no screen at all (no
+    QGuiApplication yet, or every screen unplugged), logged at debug level in
+    "tqkit.utilities"; a caller that places windows must be ready for that.
+*/
+TQKIT_EXPORT QScreen *menubarScreen();
+
+} // namespace TQScreenUtilities
