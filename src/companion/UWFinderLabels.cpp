@@ -13,6 +13,7 @@
 #include <sys/xattr.h>
 
 #include <array>
+#include <cerrno>
 
 namespace {
 
@@ -29,41 +30,29 @@ constexpr quint32 appleDoubleFinderInfoEntry = 9;
 constexpr int appleDoubleHeaderSize = 26;  // magic, version, 16 bytes filler, entry count
 constexpr int appleDoubleEntrySize = 12;   // id, offset, length
 
-// Extended attributes are small; anything larger than this is not a label record.
-constexpr ssize_t maxAttributeSize = 4096;
-
-QByteArray readAttribute(const QByteArray &path, const char *name)
-{
-    QByteArray value(maxAttributeSize, Qt::Uninitialized);
-    const ssize_t size = ::lgetxattr(path.constData(), name, value.data(), value.size());
-    if (size <= 0)
-        return {};
-    value.truncate(size);
-    return value;
-}
-
-QByteArray finderInfoFromAppleDouble(const QByteArray &record)
+// The offset of the FinderInfo entry of an AppleDouble record; -1 when it has none.
+qsizetype finderInfoInAppleDouble(const QByteArray &record)
 {
     if (record.size() < appleDoubleHeaderSize)
-        return {};
+        return -1;
     const auto *bytes = reinterpret_cast<const uchar *>(record.constData());
     if (qFromBigEndian<quint32>(bytes) != appleDoubleMagic)
-        return {};
+        return -1;
     const quint16 entries = qFromBigEndian<quint16>(bytes + 24);
     for (int i = 0; i < entries; ++i) {
         const qsizetype at = appleDoubleHeaderSize + qsizetype(i) * appleDoubleEntrySize;
         if (at + appleDoubleEntrySize > record.size())
-            return {};
+            return -1;
         const quint32 id = qFromBigEndian<quint32>(bytes + at);
         const quint32 offset = qFromBigEndian<quint32>(bytes + at + 4);
         const quint32 length = qFromBigEndian<quint32>(bytes + at + 8);
         if (id != appleDoubleFinderInfoEntry)
             continue;
         if (length < finderInfoSize || quint64(offset) + finderInfoSize > quint64(record.size()))
-            return {};
-        return record.mid(offset, finderInfoSize);
+            return -1;
+        return offset;
     }
-    return {};
+    return -1;
 }
 
 constexpr const char *noLabelName = QT_TRANSLATE_NOOP("UWStorageKit", "No Label");
@@ -112,6 +101,48 @@ void UWFinderLabels_setClockForTesting(qint64 (*now)())
     names.now = now ? now : [] { return QDateTime::currentMSecsSinceEpoch(); };
     names.preferences.clear();
 }
+
+namespace UWFinderLabelsPrivate {
+
+Attribute readAttribute(const QByteArray &nativePath, const char *name)
+{
+    // The value may grow between asking for its size and reading it: ask again.
+    for (int attempt = 0; attempt < 8; ++attempt) {
+        const ssize_t size = ::lgetxattr(nativePath.constData(), name, nullptr, 0);
+        if (size < 0)
+            return errno == ENODATA ? Attribute{} : Attribute{false, {}, errno};
+        QByteArray value(qsizetype(size) + 1, Qt::Uninitialized);
+        const ssize_t read = ::lgetxattr(nativePath.constData(), name, value.data(), size_t(value.size()));
+        if (read >= 0 && read <= size) {
+            value.truncate(read);
+            return {true, value, 0};
+        }
+        if (read < 0 && errno == ENODATA)
+            return {};
+        if (read < 0 && errno != ERANGE)
+            return {false, {}, errno};
+    }
+    return {false, {}, ERANGE};
+}
+
+qsizetype finderInfoOffset(const char *name, const QByteArray &value)
+{
+    const QByteArrayView attribute(name);
+    if (attribute == "user.DosStream.AFP_AfpInfo")
+        return value.size() >= afpInfoFinderInfoOffset + finderInfoSize && value.startsWith("AFP")
+                   ? afpInfoFinderInfoOffset
+                   : -1;
+    if (attribute == "user.org.netatalk.Metadata")
+        return finderInfoInAppleDouble(value);
+    return value.size() >= finderInfoSize ? 0 : -1;
+}
+
+const char *englishName(int index)
+{
+    return index >= 1 && index < int(englishNames.size()) ? englishNames[index] : nullptr;
+}
+
+} // namespace UWFinderLabelsPrivate
 
 namespace UWFinderLabels {
 
@@ -178,20 +209,18 @@ int labelForPath(const QString &path)
 
 int labelForNativePath(const QByteArray &encoded)
 {
-    if (const QByteArray tags = readAttribute(encoded, "user.xdg.tags"); !tags.isEmpty()) {
-        if (const int label = labelFromTags(tags))
+    using namespace UWFinderLabelsPrivate;
+    if (const Attribute tags = readAttribute(encoded, "user.xdg.tags"); !tags.value.isEmpty()) {
+        if (const int label = labelFromTags(tags.value))
             return label;
     }
-    for (const char *name : {"com.apple.FinderInfo", "user.com.apple.FinderInfo"}) {
-        const QByteArray info = readAttribute(encoded, name);
-        if (info.size() >= finderInfoSize)
-            return labelFromFinderInfo(info);
+    // The first record that is there decides, even when it says "no label".
+    for (const char *name : finderInfoAttributes) {
+        const QByteArray value = readAttribute(encoded, name).value;
+        if (const qsizetype at = finderInfoOffset(name, value); at >= 0)
+            return labelFromFinderInfo(value.mid(at, finderInfoSize));
     }
-    const QByteArray afpInfo = readAttribute(encoded, "user.DosStream.AFP_AfpInfo");
-    if (afpInfo.size() >= afpInfoFinderInfoOffset + finderInfoSize && afpInfo.startsWith("AFP"))
-        return labelFromFinderInfo(afpInfo.mid(afpInfoFinderInfoOffset, finderInfoSize));
-    const QByteArray netatalk = readAttribute(encoded, "user.org.netatalk.Metadata");
-    return labelFromFinderInfo(finderInfoFromAppleDouble(netatalk));
+    return 0;
 }
 
 } // namespace UWFinderLabels

@@ -59,4 +59,39 @@ TQKIT_EXPORT int labelFromFinderInfo(const QByteArray &finderInfo);
 //! The label an "xdg.tags" value gives; 0 when no tag names a label.
 TQKIT_EXPORT int labelFromTags(const QByteArray &tags);
 
+/*!
+    The "xdg.tags" value \a tags with label \a label (0..7) set: every tag that names a label
+    (as labelFromTags() reads them) is dropped, the English name of \a label takes the place
+    of the first of them (or goes last when there was none), and every other tag stays as it
+    was, in order; empty entries go. Label 0 only drops. An empty answer means the list is
+    empty and the attribute should go.
+*/
+TQKIT_EXPORT QByteArray tagsWithLabel(const QByteArray &tags, int label);
+/*!
+    Gives the file at \a nativePath label \a label (0 for none) by rewriting its
+    "user.xdg.tags" list with tagsWithLabel(), removing the attribute when the list becomes
+    empty. A Mac FinderInfo record the file already has (see above) gets the same colour
+    bits where it can be written, so that the label reads the same everywhere; none is made.
+
+    The path itself is changed, never a link's target: a label belongs to a regular file or
+    a folder. A link, a named pipe, a device or a socket is refused without being opened
+    (Linux keeps user attributes of files and folders only), and so is a file system without
+    user attributes or a file this process may not change. A refusal returns false with the
+    reason in \a error and logs one warning line in "tqkit.companion"; a missing file is
+    only a debug line.
+
+    Other tags survive writers working at the same time: the list is read, changed and
+    written back with the write conditional on the attribute still existing (or not) as it
+    was read, then read again; when another program changed it in between, the change is
+    made again on what that program left. Linux has no compare-and-swap for attributes, so
+    a write that lands between this read and this write (a window of two system calls) is
+    the one thing that can be lost.
+
+    Returns true when the file reads back as \a label (labelForNativePath()). Reentrant;
+    blocks on the file system.
+*/
+TQKIT_EXPORT bool setLabelForNativePath(const QByteArray &nativePath, int label, QString *error = nullptr);
+//! setLabelForNativePath() for a path as text.
+TQKIT_EXPORT bool setLabelForPath(const QString &path, int label, QString *error = nullptr);
+
 } // namespace UWFinderLabels
