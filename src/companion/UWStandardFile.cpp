@@ -892,6 +892,22 @@ int UWStandardFile::finderLabel() const
     return *d->finderLabel;
 }
 
+bool UWStandardFile::setFinderLabel(int label, QString *error)
+{
+    const QByteArray path = nativePath();
+    if (path.isEmpty()) {
+        if (error)
+            *error = QStringLiteral("the item has no file");
+        return false;
+    }
+    bool set = false;
+    announcing(*this, {u"finderLabel", u"finderLabelTitle"}, [&] {
+        set = UWFinderLabels::setLabelForNativePath(path, label, error);
+        d->finderLabel.reset();
+    });
+    return set;
+}
+
 QString UWStandardFile::finderLabelTitle() const
 {
     const int label = finderLabel();

@@ -239,6 +239,14 @@ public:
     //! The name of finderLabel(), the user's own where one is set (UWFinderLabels::nameForLabel());
     //! empty for no label.
     QString finderLabelTitle() const;
+    /*!
+        Gives the file label \a label (0 for none) with UWFinderLabels::setLabelForNativePath()
+        and announces "finderLabel" and "finderLabelTitle" (will, then did) around it, success
+        or not, for the label is read again either way. False with the reason in \a error
+        when the label was not set. Subclasses that derive keys from the label announce them
+        around the base. Main thread, like every announcement; blocks on the file system.
+    */
+    virtual bool setFinderLabel(int label, QString *error = nullptr);
 
     /*!
         The value named \a key: one of keys() or "addedDate". Strings, booleans, numbers and

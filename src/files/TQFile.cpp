@@ -689,6 +689,14 @@ QString TQFile::finderLabelSortValue() const
     return finderLabelTitle();
 }
 
+bool TQFile::setFinderLabel(int label, QString *error)
+{
+    willChangeValueForKey(u"finderLabelSortValue");
+    const bool set = UWStandardFile::setFinderLabel(label, error);
+    didChangeValueForKey(u"finderLabelSortValue");
+    return set;
+}
+
 const TQStringUtilities::FinderStyleSortKey *TQFile::nameSortKeyForKey(QStringView key) const
 {
     if (key != u"displayName")

@@ -236,6 +236,8 @@ public:
     QVariant comparisonValueForType(int sortType) const;
     //! "" for an item without a label, else the label's name: label columns sort by name.
     QString finderLabelSortValue() const;
+    //! UWStandardFile::setFinderLabel(), announcing "finderLabelSortValue" around it too.
+    bool setFinderLabel(int label, QString *error = nullptr) override;
     //@}
 
     /*!
