@@ -29,6 +29,8 @@ packages=(
     # reference tools used by tests only: metadata readers, and other readers of the
     # shared thumbnail cache (GLib's gio, a Python script)
     libimage-exiftool-perl exiv2 libglib2.0-bin python3
+    # a private session bus that tests start for the file-manager call
+    dbus-daemon
 )
 if [ "${1:-}" = "--bench" ]; then
     packages+=(libvips-tools)
