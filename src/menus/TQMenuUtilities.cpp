@@ -105,6 +105,7 @@ QList<TQFileRef> systemApplications(const TQFileRef &file, const QString &mimeTy
     QSet<QString> listed;
     for (const TQGioApplicationOrder::Entry &entry : TQGioApplicationOrder::applicationsForMimeType(mimeType)) {
         const QString path = QFile::decodeName(entry.desktopFilePath);
+        listed.insert(entry.id);
         if (!launchable.contains(entry.id)) {
             warnOnce(path, "the entry cannot be launched (deleted, or no program to run)");
             continue;
@@ -113,11 +114,11 @@ QList<TQFileRef> systemApplications(const TQFileRef &file, const QString &mimeTy
             warnOnce(path, "the entry has no Name");
             continue;
         }
-        listed.insert(entry.id);
         if (TQFileRef item = TQFile::newFileForNativePath(entry.desktopFilePath))
             result.append(item);
     }
     // GIO's default may be named only by a [Default Applications] group, outside its list.
+    // (GIO itself drops entries marked Hidden or whose program is missing, without a word.)
     for (const TQApplicationInfo &app : applications) {
         if (!listed.contains(app.id)) {
             if (TQFileRef item = TQFile::newFileForPath(app.desktopFilePath))
