@@ -104,10 +104,11 @@ void rewriteFinderInfo(const QByteArray &path, const char *name, int label)
 
 bool refuse(const QByteArray &path, const QString &reason, QString *error, bool warn = true)
 {
+    const QString line = QStringLiteral("Not setting the label of %1: %2").arg(QFile::decodeName(path), reason);
     if (warn)
-        qCWarning(lcCompanion).noquote() << "Not setting the label of" << QFile::decodeName(path) << ":" << reason;
+        qCWarning(lcCompanion).noquote() << line;
     else
-        qCDebug(lcCompanion).noquote() << "Not setting the label of" << QFile::decodeName(path) << ":" << reason;
+        qCDebug(lcCompanion).noquote() << line;
     if (error)
         *error = reason;
     return false;
@@ -167,11 +168,13 @@ bool setLabelForNativePath(const QByteArray &path, int label, QString *error)
         rewriteFinderInfo(path, name, label);
 
     const int labelNow = labelForNativePath(path);
-    if (labelNow != label)
-        return refuse(path,
-                      QStringLiteral("it still reads as label %1, from a Mac record that cannot be changed here")
-                          .arg(labelNow),
+    if (labelNow != label) {
+        // With the label's tag gone, what is left to say otherwise is a Mac record.
+        const QString where = label == 0 ? QStringLiteral(", kept in a Mac record that cannot be changed here")
+                                         : QString();
+        return refuse(path, QStringLiteral("it still reads as label %1 after the write%2").arg(labelNow).arg(where),
                       error);
+    }
     qCDebug(lcCompanion) << "Label" << label << "set on" << QFile::decodeName(path);
     return true;
 }
