@@ -3,6 +3,7 @@
 #include "TQFile.h"
 #include "TQUtilityFunctions.h"
 #include "UWStandardFile.h"
+#include "tqinfo_labels.h"
 #include "tqinfo_listing.h"
 #include "tqinfo_output.h"
 #include "tqinfo_thumbnails.h"
@@ -264,6 +265,8 @@ int main(int argc, char *argv[])
     parser.addOptions({helpOption, jsonOption, keysOption, listOption, sortOption, foldersOption, descendingOption,
                        filterOption, excludeFoldersOption, setOrientationOption, rotateOption, propertiesOption,
                        thumbnailsOption, sizeOption});
+    const QCommandLineOption setLabelOption = TQInfo::setLabelOption();
+    parser.addOption(setLabelOption);
     parser.addPositionalArgument(QStringLiteral("PATH"), QStringLiteral("The files to show."),
                                  QStringLiteral("PATH..."));
 
@@ -273,6 +276,12 @@ int main(int argc, char *argv[])
         parser.showHelp(Success);
     if (parser.isSet(versionOption))
         parser.showVersion();
+
+    if (parser.isSet(setLabelOption)) {
+        QString error;
+        const int status = TQInfo::setLabels(parser, setLabelOption, bytesOf(parser.positionalArguments()), &error);
+        return error.isEmpty() ? status : usageError(error);
+    }
 
     if (parser.isSet(setOrientationOption) || parser.isSet(rotateOption)) {
         if (parser.isSet(setOrientationOption) && parser.isSet(rotateOption))
