@@ -211,6 +211,8 @@ bool TQAlternatesMenu::triggerForKey(int key, Qt::KeyboardModifiers held)
             variant = variantWithShortcut(group, held & ~Qt::ShiftModifier, key);
         if (!variant)
             continue;
+        // Qt disables a hidden action; the variant the keys name is the one shown.
+        showVariants(held);
         // As a click does: the open menus close first, then the action goes out.
         const QPointer<QAction> target(variant);
         for (int guard = 0; guard < 32; ++guard) {
