@@ -7,12 +7,14 @@
 
 #include "ui_ActivityWindow.h"
 
+#include <QApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QEvent>
 #include <QListView>
 #include <QPointer>
 #include <QSettings>
+#include <QStyledItemDelegate>
 #include <QTimer>
 #include <QWindow>
 
@@ -38,6 +40,26 @@ QString launcherPath(const QString &uri)
     }
     return QStringLiteral("/com/canonical/unity/launcherentry/") + QString::number(hash);
 }
+
+// Under row widgets the view still paints each row: its background (the alternating colours
+// show through the transparent rows) but not the title, which the row widget shows itself.
+class RowBackgroundDelegate : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        QStyleOptionViewItem background = option;
+        initStyleOption(&background, index);
+        background.text.clear();
+        background.icon = QIcon();
+        background.features &= ~(QStyleOptionViewItem::HasDisplay | QStyleOptionViewItem::HasDecoration);
+        const QWidget *widget = option.widget;
+        QStyle *style = widget ? widget->style() : QApplication::style();
+        style->drawControl(QStyle::CE_ItemViewItem, &background, painter, widget);
+    }
+};
 
 } // namespace
 
@@ -134,6 +156,10 @@ struct TQActivityWindowController::Private
         if (model->rowCount() == 0)
             return;
         window->setAttribute(Qt::WA_ShowWithoutActivating, showWithoutActivating);
+        // Qt hands the attribute to the native window only when it makes one, and this window
+        // was made with the controller; the window systems read this property of it.
+        if (QWindow *handle = window->windowHandle())
+            handle->setProperty("_q_showWithoutActivating", showWithoutActivating);
         window->show();
         window->raise();
         if (!showWithoutActivating)
@@ -185,6 +211,7 @@ TQActivityWindowController::TQActivityWindowController(QObject *delegate, QObjec
     // A window that reports work must not decide when the application ends.
     d->window->setAttribute(Qt::WA_QuitOnClose, false);
     d->ui.listView->setModel(d->model.get());
+    d->ui.listView->setItemDelegate(new RowBackgroundDelegate(d->ui.listView));
     d->window->installEventFilter(this);
     TQResponderUtilities::setWindowDelegate(d->window.get(), this);
 
@@ -208,11 +235,12 @@ TQActivityWindowController::TQActivityWindowController(QObject *delegate, QObjec
     d->showTimer.setSingleShot(true);
     connect(&d->showTimer, &QTimer::timeout, this, [this] { d->showNow(); });
 
-    // Resize steps of a whole row when the user drags the window's edge.
-    d->window->setSizeIncrement(1, int(RowHeight));
     // The native window is made now, so that the frame margins the window system reports
     // (and with them the title bar's height) count from the first frame on.
     d->window->winId();
+    // Resize steps of a whole row when the user drags the window's edge. Set once the native
+    // window exists: making it does not carry an increment set before over to it.
+    d->window->setSizeIncrement(1, int(RowHeight));
     d->restoreFrame();
     d->applyFrame(newFrameForItemsCount());
 }
@@ -397,7 +425,14 @@ void TQActivityWindowController::setLauncherDesktopId(const QString &desktopId)
 
 void TQActivityWindowController::setRowWidgetFactory(RowWidgetFactory factory)
 {
+    const bool hadRows = bool(d->rowFactory);
     d->rowFactory = std::move(factory);
+    if (hadRows != bool(d->rowFactory)) {
+        QAbstractItemDelegate *old = d->ui.listView->itemDelegate();
+        d->ui.listView->setItemDelegate(d->rowFactory ? new RowBackgroundDelegate(d->ui.listView)
+                                                      : new QStyledItemDelegate(d->ui.listView));
+        delete old;
+    }
     const int rows = d->model->rowCount();
     for (int row = 0; row < rows; ++row)
         d->ui.listView->setIndexWidget(d->model->index(row), nullptr);

@@ -157,7 +157,9 @@ public:
     /*!
         How high the window's title bar is, as newFrameForItemsCount() counts it. By default
         TQWindowUtilities::titleBarHeight() of window(); a subclass may answer for a window
-        system that reports no decorations.
+        system that reports no decorations. The constructor's first frame is measured before
+        a subclass exists, with the window system's figure: such a subclass calls reframe()
+        once it is made.
     */
     virtual float titleBarHeight() const;
 
@@ -191,7 +193,9 @@ public:
     /*!
         Replaces the factory of the rows (the default makes a TQActivityRowWidget). A null
         factory makes no row widgets at all: the list view's item delegate paints the rows
-        from the model's roles. Existing rows are made again.
+        from the model's roles (a QStyledItemDelegate until the host sets its own on
+        listView(); with row widgets the view's delegate paints only each row's background).
+        Existing rows are made again.
     */
     void setRowWidgetFactory(RowWidgetFactory factory);
 
