@@ -1,0 +1,640 @@
+#include "TQActivityItemsModel.h"
+#include "TQActivityRowWidget.h"
+#include "TQActivityWindowController.h"
+#include "TQWindowUtilities.h"
+
+#include <QAbstractItemModelTester>
+#include <QApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QPainter>
+#include <QProcess>
+#include <QProgressBar>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTest>
+#include <QThread>
+#include <QToolButton>
+#include <QWindow>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+// A window system that reports a title bar of a known height (the offscreen platform draws none).
+class FixedTitleBarController : public TQActivityWindowController
+{
+public:
+    explicit FixedTitleBarController(float titleBar)
+        : m_titleBar(titleBar)
+    {
+    }
+    float titleBarHeight() const override { return m_titleBar < 0 ? TQActivityWindowController::titleBarHeight() : m_titleBar; }
+
+private:
+    float m_titleBar;
+};
+
+// Counts the times a window really appeared.
+class ShowCounter : public QObject
+{
+public:
+    int shows = 0;
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::Show)
+            ++shows;
+        return false;
+    }
+};
+
+// A host's own row, to see that the factory hook is used and fed.
+class CountingRow : public TQActivityRowWidget
+{
+public:
+    explicit CountingRow(QWidget *parent)
+        : TQActivityRowWidget(NoDefaultLayout{}, parent)
+    {
+    }
+    void refresh() override { ++refreshes; }
+    int refreshes = 0;
+};
+
+// The offscreen platform says, on every window, that it cannot raise one or pass size hints
+// on; those two notes are expected here and everything else still reaches QTest.
+QtMessageHandler previousHandler = nullptr;
+void quietPlatformNotes(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (message == u"This plugin does not support raise()"_s
+        || message == u"This plugin does not support propagateSizeHints()"_s)
+        return;
+    previousHandler(type, context, message);
+}
+
+class TestActivityWindow : public QObject
+{
+    Q_OBJECT
+
+private:
+    QProcess m_bus;
+    QString m_busAddress;
+    struct Update {
+        QString uri;
+        QVariantMap properties;
+    };
+    QList<Update> m_updates;
+
+    static QList<TQActivityItemRef> addItems(TQActivityWindowController &controller, int count)
+    {
+        QList<TQActivityItemRef> items;
+        for (int i = 0; i < count; ++i) {
+            items << controller.newItem();
+            items.last()->setTitle(u"Task %1"_s.arg(i));
+            controller.addItem(items.last());
+        }
+        return items;
+    }
+
+public Q_SLOTS:
+    void launcherUpdate(const QString &uri, const QVariantMap &properties) { m_updates.append({uri, properties}); }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        previousHandler = qInstallMessageHandler(quietPlatformNotes);
+        QStandardPaths::setTestModeEnabled(true);
+        QCoreApplication::setOrganizationName(u"TQKitTests"_s);
+        QCoreApplication::setApplicationName(u"tst_activitywindow"_s);
+
+        // A session bus of the test's own, so the launcher signal is heard without a desktop.
+        m_bus.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address"_s});
+        QVERIFY2(m_bus.waitForStarted(), "dbus-daemon is needed for the launcher test");
+        QTRY_VERIFY(m_bus.canReadLine());
+        m_busAddress = QString::fromUtf8(m_bus.readLine()).trimmed();
+        qputenv("DBUS_SESSION_BUS_ADDRESS", m_busAddress.toUtf8());
+        QDBusConnection listener = QDBusConnection::connectToBus(m_busAddress, u"listener"_s);
+        QVERIFY(listener.isConnected());
+        QVERIFY(listener.connect(QString(), QString(), u"com.canonical.Unity.LauncherEntry"_s, u"Update"_s, this,
+                                 SLOT(launcherUpdate(QString, QVariantMap))));
+    }
+
+    void cleanupTestCase()
+    {
+        QDBusConnection::disconnectFromBus(u"listener"_s);
+        m_bus.terminate();
+        m_bus.waitForFinished();
+    }
+
+    void init()
+    {
+        QSettings().remove(TQActivityWindowController::FrameAutosaveName);
+        // A controller of the last test said goodbye to the launcher as it went: wait for a
+        // signal sent after it, on the same connection, so that nothing of it arrives later.
+        QDBusMessage marker = QDBusMessage::createSignal(u"/marker"_s, u"com.canonical.Unity.LauncherEntry"_s, u"Update"_s);
+        marker << u"application://marker.desktop"_s << QVariantMap();
+        QVERIFY(QDBusConnection::sessionBus().send(marker));
+        QTRY_VERIFY(!m_updates.isEmpty() && m_updates.last().uri == u"application://marker.desktop"_s);
+        m_updates.clear();
+    }
+
+    // The arithmetic, with the design's own figures.
+    void frameArithmetic_data()
+    {
+        QTest::addColumn<int>("items");
+        QTest::addColumn<float>("titleBar");
+        QTest::addColumn<double>("height");
+
+        QTest::newRow("no items are as tall as one") << 0 << 22.0f << 102.0;
+        QTest::newRow("one item") << 1 << 22.0f << 102.0;
+        QTest::newRow("five items fill the rows area") << 5 << 22.0f << 422.0;
+        QTest::newRow("a sixth item does not grow it") << 6 << 22.0f << 422.0;
+        QTest::newRow("neither does a twelfth") << 12 << 22.0f << 422.0;
+        QTest::newRow("five items without a title bar are exactly at the limit") << 5 << 0.0f << 400.0;
+        QTest::newRow("the limit counts the title bar too") << 4 << 100.0f << 500.0;
+        QTest::newRow("a fractional title bar below the limit is widened") << 1 << 0.1f << 80.0 + double(0.1f);
+        QTest::newRow("at the limit the title bar is added in single precision")
+            << 6 << 0.1f << double(0.1f + 400.0f);
+    }
+
+    void frameArithmetic()
+    {
+        QFETCH(int, items);
+        QFETCH(float, titleBar);
+        QFETCH(double, height);
+        const QRectF frame(31, 57, 333, 999);
+        const QRectF result = TQActivityWindowController::frameForItemsCount(frame, items, titleBar);
+        QCOMPARE(result.height(), height);
+        QCOMPARE(result.topLeft(), frame.topLeft());
+        QCOMPARE(result.width(), frame.width());
+    }
+
+    // The design measures y upwards from the bottom of the screen; Qt measures it down from
+    // the top. Its window at y 500, 102 high, that gets a second item ends at y 420, 182 high:
+    // its top edge, 602 up, stays where it was.
+    void secondItemKeepsTheTopEdge()
+    {
+        const int screenHeight = 702; // puts the design's top edge at Qt's y = 100
+        auto qtTop = [&](int upY, int height) { return screenHeight - (upY + height); };
+
+        FixedTitleBarController controller(22.0f);
+        addItems(controller, 1);
+        QWidget *window = controller.window();
+        window->move(40, qtTop(500, 102));
+        QCOMPARE(window->frameGeometry().top(), qtTop(500, 102));
+        QCOMPARE(window->frameGeometry().height(), 102);
+
+        addItems(controller, 1);
+        QCOMPARE(window->frameGeometry().height(), 182);
+        QCOMPARE(window->frameGeometry().top(), qtTop(420, 182));
+        QCOMPARE(window->frameGeometry().left(), 40);
+    }
+
+    // A real window, with the platform's title bar or the design's 22.
+    void windowFitsItsRows_data()
+    {
+        QTest::addColumn<float>("titleBar"); // negative: what the window system reports
+        QTest::addColumn<int>("items");
+        QTest::addColumn<int>("rowsHeight");
+
+        for (const float titleBar : {-1.0f, 22.0f}) {
+            const char *bar = titleBar < 0 ? "platform title bar" : "22-pixel title bar";
+            QTest::addRow("%s, no items", bar) << titleBar << 0 << 80;
+            QTest::addRow("%s, one item", bar) << titleBar << 1 << 80;
+            QTest::addRow("%s, five items", bar) << titleBar << 5 << 400;
+            QTest::addRow("%s, six items", bar) << titleBar << 6 << 400;
+        }
+    }
+
+    void windowFitsItsRows()
+    {
+        QFETCH(float, titleBar);
+        QFETCH(int, items);
+        QFETCH(int, rowsHeight);
+
+        FixedTitleBarController controller(titleBar);
+        if (titleBar >= 0)
+            controller.reframe(); // the first frame was measured before the subclass existed
+        new QAbstractItemModelTester(controller.controller(), QAbstractItemModelTester::FailureReportingMode::QtTest,
+                                     &controller);
+        QWidget *window = controller.window();
+        window->move(50, 70);
+        const int top = window->frameGeometry().top();
+        const int maximumWidth = window->maximumWidth();
+        addItems(controller, items);
+
+        const int bar = titleBar < 0 ? int(TQWindowUtilities::titleBarHeight(window)) : int(titleBar);
+        QCOMPARE(window->frameGeometry().height(), rowsHeight + bar);
+        QCOMPARE(window->frameGeometry().top(), top);
+        QCOMPARE(controller.newFrameForItemsCount().height(), double(rowsHeight + bar));
+        QCOMPARE(window->isVisible(), items > 0);
+        if (items > 0) {
+            // The content may be as tall as the frame, a title bar more than its rows; the
+            // width limit stays what it was.
+            QCOMPARE(window->maximumHeight(), rowsHeight + bar);
+            QCOMPARE(window->maximumWidth(), maximumWidth);
+        }
+        QCOMPARE(window->sizeIncrement(), QSize(1, 80));
+        QVERIFY(window->windowHandle());
+        QCOMPARE(window->windowHandle()->sizeIncrement(), QSize(1, 80));
+    }
+
+    void removingItems()
+    {
+        FixedTitleBarController controller(22.0f);
+        QSignalSpy closed(&controller, &TQActivityWindowController::windowClosed);
+        const QList<TQActivityItemRef> items = addItems(controller, 3);
+        QWidget *window = controller.window();
+        QCOMPARE(window->frameGeometry().height(), 262);
+
+        controller.removeItem(items.at(1));
+        QCOMPARE(window->frameGeometry().height(), 182);
+        QVERIFY(window->isVisible());
+        QCOMPARE(controller.items(), (QList<TQActivityItemRef>{items.at(0), items.at(2)}));
+
+        // Left with one item by a plain replacement of the list (which never resizes), the
+        // window is still three rows tall; removing that item closes it as it is.
+        controller.addItem(items.at(1));
+        controller.setItems({items.at(0)});
+        QCOMPARE(window->frameGeometry().height(), 262);
+        controller.removeItem(items.at(0));
+        QVERIFY(!window->isVisible());
+        QCOMPARE(closed.count(), 1);
+        QCOMPARE(window->frameGeometry().height(), 262);
+        QCOMPARE(window->maximumHeight(), 262);
+    }
+
+    void cancelling_data()
+    {
+        QTest::addColumn<bool>("byButton");
+        QTest::newRow("the host cancels") << false;
+        QTest::newRow("the user presses the row's stop button") << true;
+    }
+
+    void cancelling()
+    {
+        QFETCH(bool, byButton);
+        TQActivityWindowController controller;
+        const QList<TQActivityItemRef> items = addItems(controller, 2);
+        TQActivityRowWidget *row = controller.rowWidget(items.at(1));
+        QVERIFY(row && row->cancelButton());
+        QVERIFY(row->cancelButton()->isEnabled());
+
+        if (byButton)
+            QTest::mouseClick(row->cancelButton(), Qt::LeftButton);
+        else
+            controller.cancelItem(items.at(1));
+
+        QVERIFY(items.at(1)->shouldCancel());
+        QCOMPARE(items.at(1)->valueForKey(TQActivityItem::ShouldCancelKey), QVariant(true));
+        QVERIFY(!items.at(0)->shouldCancel());
+        QCOMPARE(controller.items(), items);
+        QVERIFY(controller.window()->isVisible());
+        QTRY_VERIFY(!row->cancelButton()->isEnabled());
+        QCOMPARE(row->timeLeftLabel()->text(), u"Cancelling…"_s);
+    }
+
+    void showing_data()
+    {
+        QTest::addColumn<int>("delay");
+        QTest::addColumn<bool>("taskEndsAtOnce");
+        QTest::addColumn<int>("shows");
+
+        QTest::newRow("no delay shows at once") << 0 << false << 1;
+        QTest::newRow("no delay shows even a task that ends at once") << 0 << true << 1;
+        QTest::newRow("a task that outlasts the delay shows the window") << 30 << false << 1;
+        QTest::newRow("a task that ends within the delay never shows it") << 150 << true << 0;
+    }
+
+    void showing()
+    {
+        QFETCH(int, delay);
+        QFETCH(bool, taskEndsAtOnce);
+        QFETCH(int, shows);
+
+        TQActivityWindowController controller;
+        controller.setShowDelay(std::chrono::milliseconds(delay));
+        ShowCounter counter;
+        controller.window()->installEventFilter(&counter);
+        QSignalSpy shown(&controller, &TQActivityWindowController::windowShown);
+
+        const TQActivityItemRef item = addItems(controller, 1).first();
+        QCOMPARE(controller.window()->isVisible(), delay == 0);
+        if (taskEndsAtOnce)
+            controller.removeItem(item);
+        if (shows) {
+            QTRY_COMPARE(counter.shows, shows);
+        } else {
+            // Past the delay, with the event loop running, nothing may have appeared.
+            QTest::qWait(2 * delay);
+            QCOMPARE(counter.shows, 0);
+        }
+        QCOMPARE(shown.count(), shows);
+        // Each later task brings the window forward again, without showing it anew.
+        if (!taskEndsAtOnce) {
+            addItems(controller, 1);
+            QCOMPARE(shown.count(), 2);
+            QCOMPARE(counter.shows, 1);
+        }
+    }
+
+    void keyboardFocus_data()
+    {
+        QTest::addColumn<bool>("withoutActivating");
+        QTest::newRow("by default the window becomes active") << false;
+        QTest::newRow("asked not to, it leaves the focus where it was") << true;
+    }
+
+    void keyboardFocus()
+    {
+        QFETCH(bool, withoutActivating);
+        QLineEdit typing;
+        typing.show();
+        typing.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&typing));
+
+        TQActivityWindowController controller;
+        controller.setShowWithoutActivating(withoutActivating);
+        addItems(controller, 1);
+        QVERIFY(QTest::qWaitForWindowExposed(controller.window()));
+        // The offscreen platform activates every window it shows; what a real window system
+        // reads to leave the focus alone is the window's flag.
+        QCOMPARE(controller.window()->testAttribute(Qt::WA_ShowWithoutActivating), withoutActivating);
+        QCOMPARE(controller.window()->windowHandle()->property("_q_showWithoutActivating").toBool(), withoutActivating);
+        if (!withoutActivating)
+            QTRY_COMPARE(QApplication::activeWindow(), controller.window());
+    }
+
+    void frameIsKeptBetweenRuns()
+    {
+        int width = 0;
+        {
+            TQActivityWindowController controller;
+            QCOMPARE(controller.windowFrameAutosaveName(), u"QuillboxActivityWindow"_s);
+            const TQActivityItemRef item = addItems(controller, 1).first();
+            controller.window()->move(60, 90);
+            width = controller.window()->frameGeometry().width() + 37;
+            controller.window()->resize(controller.window()->width() + 37, controller.window()->height());
+            controller.removeItem(item);
+        }
+        QVERIFY(!QSettings().value(u"QuillboxActivityWindow"_s).toByteArray().isEmpty());
+
+        TQActivityWindowController controller;
+        const QRect frame = controller.window()->frameGeometry();
+        QCOMPARE(frame.topLeft(), QPoint(60, 90));
+        QCOMPARE(frame.width(), width);
+        // The height is always the rows', whatever was saved.
+        QCOMPARE(frame.height(), 80 + int(controller.titleBarHeight()));
+    }
+
+    void zoomFitsTheRows()
+    {
+        TQActivityWindowController controller;
+        addItems(controller, 3);
+        QWidget *window = controller.window();
+        window->resize(window->width(), 100);
+        QCOMPARE(controller.windowWillUseStandardFrame(QRectF(0, 0, 800, 600)), controller.newFrameForItemsCount());
+
+        window->setWindowState(Qt::WindowMaximized);
+        QTRY_VERIFY(!window->windowState().testFlag(Qt::WindowMaximized));
+        QTRY_COMPARE(window->frameGeometry().height(), 240 + int(controller.titleBarHeight()));
+    }
+
+    void rowShowsItsItem_data()
+    {
+        QTest::addColumn<double>("fraction");
+        QTest::addColumn<int>("secondsAgo");
+        QTest::addColumn<int>("barMaximum");
+        QTest::addColumn<int>("barValue");
+        QTest::addColumn<QString>("timeLeft");
+
+        QTest::newRow("nothing done yet, nothing estimated") << 0.0 << 100 << 1000 << 0 << QString();
+        QTest::newRow("half done after 100 seconds") << 0.5 << 100 << 1000 << 500 << u"About a minute remaining"_s;
+        QTest::newRow("a quarter done after 40 seconds") << 0.25 << 40 << 1000 << 250 << u"2 minutes remaining"_s;
+        QTest::newRow("past done reads as done") << 1.5 << 100 << 1000 << 1000 << u"About 5 seconds remaining"_s;
+        QTest::newRow("an unknown amount is a busy bar") << -1.0 << 100 << 0 << -1 << QString();
+    }
+
+    void rowShowsItsItem()
+    {
+        QFETCH(double, fraction);
+        QFETCH(int, secondsAgo);
+        QFETCH(int, barMaximum);
+        QFETCH(int, barValue);
+        QFETCH(QString, timeLeft);
+
+        TQActivityWindowController controller;
+        const TQActivityItemRef item = addItems(controller, 1).first();
+        item->setTitle(u"Rotating 3 images"_s);
+        item->setStartDate(QDateTime::currentDateTimeUtc().addSecs(-secondsAgo));
+        item->setProgress(fraction);
+        TQActivityRowWidget *row = controller.rowWidget(item);
+        QVERIFY(row);
+        QTRY_COMPARE(row->titleLabel()->text(), u"Rotating 3 images"_s);
+        QCOMPARE(row->progressBar()->maximum(), barMaximum);
+        if (barValue >= 0)
+            QCOMPARE(row->progressBar()->value(), barValue);
+        QCOMPARE(row->timeLeftLabel()->text(), timeLeft);
+        const QModelIndex index = controller.controller()->index(0);
+        QCOMPARE(index.data(TQActivityItemsModel::TimeLeftRole).toString(), timeLeft);
+        QCOMPARE(index.data(Qt::SizeHintRole).toSize().height(), 80);
+        QCOMPARE(controller.listView()->visualRect(index).height(), 80);
+    }
+
+    // A worker that reports many times while the GUI thread is busy costs one refresh.
+    void workerReportsFromItsThread()
+    {
+        TQActivityWindowController controller;
+        const TQActivityItemRef item = addItems(controller, 1).first();
+        QSignalSpy changed(controller.controller(), &QAbstractItemModel::dataChanged);
+        QThread *worker = QThread::create([item] {
+            for (int step = 1; step <= 10000; ++step)
+                item->setProgress(step / 10000.0 * 0.75);
+        });
+        worker->start();
+        QVERIFY(worker->wait());
+        delete worker;
+        QTRY_COMPARE(changed.count(), 1);
+        QCoreApplication::processEvents();
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(controller.rowWidget(item)->progressBar()->value(), 750);
+
+        // Once removed, the item may go on being reported into without reaching the list.
+        controller.removeItem(item);
+        item->setProgress(0.9);
+        QCoreApplication::processEvents();
+        QCOMPARE(changed.count(), 1);
+    }
+
+    void listOperations()
+    {
+        TQActivityWindowController controller;
+        new QAbstractItemModelTester(controller.controller(), QAbstractItemModelTester::FailureReportingMode::QtTest,
+                                     &controller);
+        const TQActivityItemRef item = controller.newItem();
+        QVERIFY(controller.items().isEmpty()); // newItem does not add
+        controller.addItem(item);
+        controller.addItem(item);
+        controller.addItem(nullptr);
+        QCOMPARE(controller.items().size(), 1);
+        controller.removeItem(controller.newItem()); // not listed: nothing goes, the window stays
+        QCOMPARE(controller.items().size(), 1);
+        QVERIFY(controller.window()->isVisible());
+    }
+
+    void itemValues_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QVariant>("value");
+        QTest::newRow("title") << u"title"_s << QVariant(u"Copying"_s);
+        QTest::newRow("progress") << u"progress"_s << QVariant(0.5);
+        QTest::newRow("start date") << u"startDate"_s << QVariant(QDateTime(QDate(2026, 1, 2), QTime(3, 4), Qt::UTC));
+        QTest::newRow("the cancel flag") << u"shouldCancel"_s << QVariant(true);
+        QTest::newRow("a host's own key") << u"fileCount"_s << QVariant(12);
+    }
+
+    void itemValues()
+    {
+        QFETCH(QString, key);
+        QFETCH(QVariant, value);
+        TQActivityItem item;
+        item.setValue(key, value);
+        QCOMPARE(item.valueForKey(key), value);
+        QCOMPARE(item.value(key), value);
+        if (key == u"title")
+            QCOMPARE(item.title(), value.toString());
+        if (key == u"progress")
+            QCOMPARE(item.progress(), value.toDouble());
+        if (key == u"shouldCancel")
+            QVERIFY(item.shouldCancel());
+    }
+
+    void hostRows()
+    {
+        TQActivityWindowController controller;
+        controller.setRowWidgetFactory([](QWidget *parent) { return new CountingRow(parent); });
+        const TQActivityItemRef item = addItems(controller, 1).first();
+        auto *row = dynamic_cast<CountingRow *>(controller.rowWidget(item));
+        QVERIFY(row);
+        QCOMPARE(row->item(), item);
+        QCOMPARE(row->refreshes, 1);
+        item->setProgress(0.3);
+        QTRY_COMPARE(row->refreshes, 2);
+
+        // Without a factory the view's delegate paints the rows from the model.
+        controller.setRowWidgetFactory(nullptr);
+        QVERIFY(!controller.rowWidget(item));
+        QCOMPARE(controller.listView()->indexWidget(controller.controller()->index(0)), nullptr);
+    }
+
+    // Under the row widgets the view paints the rows' backgrounds only: a title painted there
+    // too would peek out beside the row's own controls.
+    void rowWidgetsHideTheViewsText()
+    {
+        TQActivityWindowController controller;
+        const TQActivityItemRef item = addItems(controller, 1).first();
+        item->setTitle(u"WWWWWWWWWWWWWWWWWWWW"_s);
+        QCoreApplication::processEvents();
+        const QModelIndex index = controller.controller()->index(0);
+        QStyleOptionViewItem option;
+        option.initFrom(controller.listView());
+        option.rect = QRect(0, 0, 300, 80);
+        option.palette.setColor(QPalette::Text, Qt::red);
+        option.palette.setColor(QPalette::Base, Qt::white);
+        option.palette.setColor(QPalette::AlternateBase, Qt::white);
+        option.widget = controller.listView();
+        QImage image(300, 80, QImage::Format_RGB32);
+        image.fill(Qt::white);
+        auto reddish = [&] {
+            int count = 0;
+            for (int y = 0; y < image.height(); ++y)
+                for (int x = 0; x < image.width(); ++x)
+                    count += QColor(image.pixel(x, y)).red() > 200 && QColor(image.pixel(x, y)).green() < 100;
+            return count;
+        };
+        {
+            QPainter painter(&image);
+            controller.listView()->itemDelegate()->paint(&painter, option, index);
+        }
+        QCOMPARE(reddish(), 0);
+
+        // Without row widgets the view's delegate shows the title.
+        controller.setRowWidgetFactory(nullptr);
+        {
+            QPainter painter(&image);
+            controller.listView()->itemDelegate()->paint(&painter, option, index);
+        }
+        QVERIFY(reddish() > 0);
+    }
+
+    void launcherProgress_data()
+    {
+        QTest::addColumn<QList<double>>("fractions");
+        QTest::addColumn<double>("progress");
+        QTest::addColumn<bool>("countVisible");
+
+        QTest::newRow("one task half done") << QList<double>{0.5} << 0.5 << false;
+        QTest::newRow("an unknown amount leaves the mean") << QList<double>{0.25, -1.0} << 0.25 << true;
+        QTest::newRow("three tasks") << QList<double>{0.2, 0.4, 0.9} << 0.5 << true;
+    }
+
+    void launcherProgress()
+    {
+        QFETCH(QList<double>, fractions);
+        QFETCH(double, progress);
+        QFETCH(bool, countVisible);
+
+        TQActivityWindowController controller;
+        controller.setLauncherDesktopId(u"org.tqkit.ActivityTest"_s);
+        QList<TQActivityItemRef> items;
+        for (const double fraction : fractions) {
+            items << controller.newItem();
+            items.last()->setProgress(fraction);
+            controller.addItem(items.last());
+        }
+        auto last = [this](const QString &key) { return m_updates.isEmpty() ? QVariant() : m_updates.last().properties.value(key); };
+        QTRY_COMPARE(last(u"count"_s).toLongLong(), qint64(fractions.size()));
+        QTRY_COMPARE(last(u"progress"_s).toDouble(), progress);
+        QCOMPARE(m_updates.last().uri, u"application://org.tqkit.ActivityTest.desktop"_s);
+        QCOMPARE(last(u"progress-visible"_s), QVariant(true));
+        QCOMPARE(last(u"count-visible"_s), QVariant(countVisible));
+
+        // A worker's report moves the bar.
+        items.first()->setProgress(1.0);
+        double expected = 0;
+        int known = 0;
+        for (const TQActivityItemRef &item : items) {
+            if (item->progress() >= 0) {
+                expected += item->progress();
+                ++known;
+            }
+        }
+        QTRY_COMPARE(last(u"progress"_s).toDouble(), expected / known);
+
+        for (const TQActivityItemRef &item : items)
+            controller.removeItem(item);
+        QTRY_COMPARE(last(u"progress-visible"_s), QVariant(false));
+        QCOMPARE(last(u"count-visible"_s), QVariant(false));
+    }
+
+    void launcherIsQuietUnlessAsked()
+    {
+        TQActivityWindowController controller;
+        const TQActivityItemRef item = addItems(controller, 1).first();
+        item->setProgress(0.5);
+        controller.removeItem(item);
+        QCoreApplication::processEvents();
+        // Sent after anything the controller could have sent, on the same connection.
+        const QString marker = u"application://marker.desktop"_s;
+        QDBusMessage message = QDBusMessage::createSignal(u"/marker"_s, u"com.canonical.Unity.LauncherEntry"_s, u"Update"_s);
+        message << marker << QVariantMap();
+        QVERIFY(QDBusConnection::sessionBus().send(message));
+        QTRY_COMPARE(m_updates.size(), 1);
+        QCOMPARE(m_updates.first().uri, marker);
+    }
+};
+
+QTEST_MAIN(TestActivityWindow)
+#include "tst_activitywindow.moc"
