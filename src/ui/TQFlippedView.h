@@ -1,0 +1,28 @@
+#pragma once
+
+#include "tqkit_export.h"
+
+#include <QWidget>
+
+/*!
+    \class TQFlippedView
+    \brief A plain container whose coordinates start at its top-left corner and grow downward.
+
+    The view exists so that an interface description written for a platform whose views count
+    upward from the bottom keeps its container class. A QWidget already counts from the top
+    left, so the view changes nothing of QWidget's drawing or layout: it only says so, through
+    isFlipped() and the read-only property "flipped", for code that asks a container which way
+    its coordinates run. GUI thread only, like every widget; owned by its parent.
+*/
+class TQKIT_EXPORT TQFlippedView : public QWidget
+{
+    Q_OBJECT
+    Q_PROPERTY(bool flipped READ isFlipped CONSTANT)
+
+public:
+    explicit TQFlippedView(QWidget *parent = nullptr);
+    ~TQFlippedView() override;
+
+    //! Always true: y grows downward from the top edge.
+    bool isFlipped() const;
+};
