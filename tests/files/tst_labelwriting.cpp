@@ -5,11 +5,9 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QScopeGuard>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTranslator>
@@ -27,10 +25,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// A German table for one label, so that a translated name can be met in a tag list.
-class GermanRed : public QTranslator
+// A German name for one label, so that a translated name can be met in a tag list.
+struct GermanRed : QTranslator
 {
-public:
     bool isEmpty() const override { return false; }
     QString translate(const char *context, const char *source, const char *, int) const override
     {
@@ -38,50 +35,40 @@ public:
     }
 };
 
-// An absent attribute reads as a null array, an empty one as an empty array.
-QByteArray attribute(const QString &path, const char *name)
+// An absent attribute reads as a null array.
+QByteArray attribute(const QString &path, const char *name = "user.xdg.tags")
 {
-    const QByteArray native = QFile::encodeName(path);
-    const ssize_t size = ::lgetxattr(native.constData(), name, nullptr, 0);
-    if (size < 0)
-        return {};
-    QByteArray value(size, Qt::Uninitialized);
-    return ::lgetxattr(native.constData(), name, value.data(), size_t(size)) == size ? value : QByteArray();
+    QByteArray value(65536, Qt::Uninitialized);
+    const ssize_t size = ::lgetxattr(QFile::encodeName(path).constData(), name, value.data(), size_t(value.size()));
+    return size < 0 ? QByteArray() : value.left(size);
 }
 
-bool setAttribute(const QString &path, const char *name, const QByteArray &value)
+bool setAttribute(const QString &path, const QByteArray &value, const char *name = "user.xdg.tags")
 {
     return ::lsetxattr(QFile::encodeName(path).constData(), name, value.constData(), size_t(value.size()), 0) == 0;
 }
 
+// Sets or clears the immutable flag, which stops even the superuser; false where it can't.
+bool setImmutable(const QString &path, bool on)
+{
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY);
+    int flags = 0;
+    const bool done = ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0
+                      && (flags = on ? flags | FS_IMMUTABLE_FL : flags & ~FS_IMMUTABLE_FL,
+                          ::ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0);
+    ::close(fd);
+    return done;
+}
+
 struct Recorder : UWFileObserver
 {
-    QStringList announced;
-    void fileWillChangeValueForKey(UWStandardFile *, QStringView key) override { announced << u"will "_s + key.toString(); }
+    QStringList seen;
+    void fileWillChangeValueForKey(UWStandardFile *, QStringView key) override { seen << key.toString(); }
     void fileDidChangeValueForKey(UWStandardFile *file, QStringView key) override
     {
-        announced << u"did "_s + key.toString() + u"="_s + file->valueForKey(key).toString();
+        seen << key.toString() + u'=' + file->valueForKey(key).toString();
     }
 };
-
-// A FinderInfo record stating label 3 in its colour byte (9), every other bit set, wrapped
-// as `name` keeps it; `colourAt` is where the colour byte lands.
-QByteArray macRecord(const QByteArray &name, qsizetype *colourAt)
-{
-    QByteArray info(32, char(0xff));
-    info[9] = char(0xf1 | (3 << 1));
-    QByteArray before, after;
-    if (name == "user.DosStream.AFP_AfpInfo") {
-        before = "AFP" + QByteArray(13, '\xff');
-        after = QByteArray(12, '\xff');
-    } else if (name == "user.org.netatalk.Metadata") {
-        // Magic, version, filler, one entry: FinderInfo (9) at offset 38, 32 bytes long.
-        before = QByteArray::fromHex("0005160700020000") + QByteArray(16, '\0')
-                 + QByteArray::fromHex("0001" "00000009" "00000026" "00000020");
-    }
-    *colourAt = before.size() + 9;
-    return before + info + after;
-}
 
 } // namespace
 
@@ -91,18 +78,16 @@ class TestLabelWriting : public QObject
 
 private slots:
     void initTestCase();
-    void tagLists_data();
-    void tagLists();
     void writing_data();
     void writing();
     void macRecords_data();
     void macRecords();
     void refusals_data();
     void refusals();
-    void otherToolsSeeTheTags();
+    void otherProgramsSeeTheTags();
 
 private:
-    QString freshFile(const QString &name, bool folder = false);
+    QString fresh(const QString &name, bool folder = false);
 
     std::unique_ptr<QTemporaryDir> m_dir;
     GermanRed m_german;
@@ -113,51 +98,20 @@ void TestLabelWriting::initTestCase()
     QVERIFY(QCoreApplication::installTranslator(&m_german));
     // tmpfs before Linux 6.6 keeps no user attributes; the build folder usually does.
     for (const QString &base : {QDir::tempPath(), QCoreApplication::applicationDirPath()}) {
-        auto dir = std::make_unique<QTemporaryDir>(base + u"/labels-XXXXXX"_s);
-        if (dir->isValid() && QFile(dir->filePath(u"probe"_s)).open(QIODevice::WriteOnly)
-            && setAttribute(dir->filePath(u"probe"_s), "user.probe", "1")) {
-            m_dir = std::move(dir);
+        m_dir = std::make_unique<QTemporaryDir>(base + u"/labels-XXXXXX"_s);
+        if (m_dir->isValid() && setAttribute(fresh(u"probe"_s), "1"))
             return;
-        }
     }
     QSKIP("Neither the temporary folder nor the build folder keeps user extended attributes");
 }
 
-QString TestLabelWriting::freshFile(const QString &name, bool folder)
+QString TestLabelWriting::fresh(const QString &name, bool folder)
 {
     const QString path = m_dir->filePath(name);
     QDir(path).removeRecursively();
     QFile::remove(path);
-    if (folder)
-        QDir().mkdir(path);
-    else
-        QFile(path).open(QIODevice::WriteOnly);
+    folder ? QDir().mkdir(path) : QFile(path).open(QIODevice::WriteOnly);
     return path;
-}
-
-void TestLabelWriting::tagLists_data()
-{
-    QTest::addColumn<QByteArray>("tags");
-    QTest::addColumn<int>("label");
-    QTest::addColumn<QByteArray>("expected");
-
-    QTest::newRow("the label takes its old tag's place") << "project,Red,todo"_ba << 2 << "project,Green,todo"_ba;
-    QTest::newRow("a list without a label gets it last") << "project"_ba << 6 << "project,Red"_ba;
-    QTest::newRow("any case is the label's tag") << "RED,x"_ba << 4 << "Blue,x"_ba;
-    QTest::newRow("a translated name is the label's tag") << "Rot,x"_ba << 0 << "x"_ba;
-    QTest::newRow("every label tag goes, one stays") << "Gray,x,green"_ba << 7 << "Orange,x"_ba;
-    QTest::newRow("names like a label's stay") << "Reddish, Red ,x"_ba << 5 << "Reddish,Yellow,x"_ba;
-    QTest::newRow("label 0 of the last tag empties the list") << "Red"_ba << 0 << ""_ba;
-    QTest::newRow("empty entries go") << ",a,, ,b,"_ba << 0 << "a,b"_ba;
-    QTest::newRow("tags that are not UTF-8 stay as they are") << "caf\xe9,Red"_ba << 1 << "caf\xe9,Gray"_ba;
-}
-
-void TestLabelWriting::tagLists()
-{
-    QFETCH(QByteArray, tags);
-    QFETCH(int, label);
-    QFETCH(QByteArray, expected);
-    QCOMPARE(UWFinderLabels::tagsWithLabel(tags, label), expected);
 }
 
 void TestLabelWriting::writing_data()
@@ -170,8 +124,13 @@ void TestLabelWriting::writing_data()
     const QByteArray longList = QByteArray(5000, 'x') + ",Red";
     QTest::newRow("a file without tags") << false << QByteArray() << 3 << "Purple"_ba;
     QTest::newRow("a folder") << true << "work"_ba << 3 << "work,Purple"_ba;
-    QTest::newRow("other tags stay") << false << "a,Red,b"_ba << 2 << "a,Green,b"_ba;
-    QTest::newRow("label 0 removes the tag") << false << "a,red"_ba << 0 << "a"_ba;
+    QTest::newRow("the label takes its old tag's place") << false << "a,Red,b"_ba << 2 << "a,Green,b"_ba;
+    QTest::newRow("any case is the label's tag") << false << "RED,x"_ba << 4 << "Blue,x"_ba;
+    QTest::newRow("a translated name is the label's tag") << false << "Rot,x"_ba << 0 << "x"_ba;
+    QTest::newRow("every label tag goes, one stays") << false << "Gray,x,green"_ba << 7 << "Orange,x"_ba;
+    QTest::newRow("names like a label's stay") << false << "Reddish, Red ,x"_ba << 5 << "Reddish,Yellow,x"_ba;
+    QTest::newRow("empty entries go") << false << ",a,, ,b,Red"_ba << 0 << "a,b"_ba;
+    QTest::newRow("tags that are not UTF-8 stay") << false << "caf\xe9,Red"_ba << 1 << "caf\xe9,Gray"_ba;
     QTest::newRow("an emptied list removes the attribute") << false << "Red"_ba << 0 << QByteArray();
     QTest::newRow("a list longer than a page") << false << longList << 4 << longList.chopped(3) + "Blue";
 }
@@ -183,15 +142,15 @@ void TestLabelWriting::writing()
     QFETCH(int, label);
     QFETCH(QByteArray, after);
 
-    QString path = freshFile(u"written"_s, folder);
+    QString path = fresh(u"written"_s, folder);
     // ext4 keeps a value in one block; tmpfs (Linux 6.6 and later) takes longer ones.
     QTemporaryDir inMemory(u"/dev/shm/labels-XXXXXX"_s);
-    if (!before.isNull() && !setAttribute(path, "user.xdg.tags", before) && errno == ENOSPC) {
+    if (!before.isNull() && !setAttribute(path, before) && errno == ENOSPC) {
         path = inMemory.filePath(u"written"_s);
-        if (!QFile(path).open(QIODevice::WriteOnly) || !setAttribute(path, "user.xdg.tags", before))
+        if (!QFile(path).open(QIODevice::WriteOnly) || !setAttribute(path, before))
             QSKIP("No file system here keeps an attribute this long");
     }
-    QCOMPARE(attribute(path, "user.xdg.tags"), before);
+    QCOMPARE(attribute(path), before);
     const TQFileRef file = TQFile::newFileForPath(path);
     QVERIFY(file->finderLabel() != label); // cached before the change
     Recorder recorder;
@@ -200,48 +159,54 @@ void TestLabelWriting::writing()
     QVERIFY2(file->setFinderLabel(label, &error), qPrintable(error));
     file->removeObserver(&recorder);
 
-    QCOMPARE(attribute(path, "user.xdg.tags"), after);
+    QCOMPARE(attribute(path), after);
     QCOMPARE(file->finderLabel(), label);
-    const QString shown = label ? UWFinderLabels::nameForLabel(label) : QString();
-    QCOMPARE(recorder.announced,
-             QStringList({u"will finderLabelSortValue"_s, u"will finderLabel"_s, u"will finderLabelTitle"_s,
-                          u"did finderLabelTitle="_s + shown, u"did finderLabel="_s + QString::number(label),
-                          u"did finderLabelSortValue="_s + shown}));
+    const QString name = label ? UWFinderLabels::nameForLabel(label) : QString();
+    QCOMPARE(recorder.seen, QStringList({u"finderLabelSortValue"_s, u"finderLabel"_s, u"finderLabelTitle"_s,
+                                         u"finderLabelTitle="_s + name, u"finderLabel=%1"_s.arg(label),
+                                         u"finderLabelSortValue="_s + name}));
 }
 
 void TestLabelWriting::macRecords_data()
 {
     QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<QByteArray>("before"); // what comes before the FinderInfo record
     QTest::addColumn<int>("label");
 
-    for (const QByteArray &name : {"user.com.apple.FinderInfo"_ba, "user.DosStream.AFP_AfpInfo"_ba,
-                                  "user.org.netatalk.Metadata"_ba}) {
-        QTest::addRow("%s loses its label", name.constData()) << name << 0;
-        QTest::addRow("%s follows a new label", name.constData()) << name << 6;
+    const QByteArray afp = "AFP" + QByteArray(13, '\xff');
+    // Magic, version, filler, one entry: FinderInfo (9) at offset 38, 32 bytes long.
+    const QByteArray netatalk = QByteArray::fromHex("0005160700020000") + QByteArray(16, '\0')
+                                + QByteArray::fromHex("0001" "00000009" "00000026" "00000020");
+    for (int label : {0, 6}) {
+        QTest::addRow("FinderInfo to %d", label) << "user.com.apple.FinderInfo"_ba << QByteArray() << label;
+        QTest::addRow("Samba's record to %d", label) << "user.DosStream.AFP_AfpInfo"_ba << afp << label;
+        QTest::addRow("Netatalk's record to %d", label) << "user.org.netatalk.Metadata"_ba << netatalk << label;
     }
 }
 
 void TestLabelWriting::macRecords()
 {
     QFETCH(QByteArray, name);
+    QFETCH(QByteArray, before);
     QFETCH(int, label);
 
-    const QString path = freshFile(u"from-a-mac"_s);
-    qsizetype colourAt = 0;
-    QByteArray record = macRecord(name, &colourAt);
-    QVERIFY(setAttribute(path, name.constData(), record));
+    // A record stating label 3 in its colour byte (9), every other bit set.
+    QByteArray record = before + QByteArray(32, '\xff') + QByteArray(12, '\xff');
+    const qsizetype colour = before.size() + 9;
+    record[colour] = char(0xf1 | (3 << 1));
+    const QString path = fresh(u"from-a-mac"_s);
+    QVERIFY(setAttribute(path, record, name.constData()));
     QCOMPARE(UWFinderLabels::labelForPath(path), 3);
     QString error;
     QVERIFY2(UWFinderLabels::setLabelForPath(path, label, &error), qPrintable(error));
     QCOMPARE(UWFinderLabels::labelForPath(path), label);
-    // Only the three colour bits changed.
-    record[colourAt] = char(0xf1 | (label << 1));
+    record[colour] = char(0xf1 | (label << 1)); // the colour bits and nothing else
     QCOMPARE(attribute(path, name.constData()).toHex(), record.toHex());
 }
 
 void TestLabelWriting::refusals_data()
 {
-    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QString>("kind"); // a name in the folder, or a path elsewhere
     QTest::addColumn<int>("label");
     QTest::addColumn<QString>("reason");
     QTest::addColumn<bool>("warned");
@@ -262,78 +227,46 @@ void TestLabelWriting::refusals()
     QFETCH(QString, reason);
     QFETCH(bool, warned);
 
-    const QString target = freshFile(u"target"_s);
-    QVERIFY(setAttribute(target, "user.xdg.tags", "x,Red"));
-    const bool ours = !kind.startsWith(u'/');
-    QString path = ours ? m_dir->filePath(kind) : kind;
-    if (ours)
-        QFile::remove(path);
-    bool immutable = false;
-    const auto unlock = qScopeGuard([&] {
-        int flags = 0;
-        const int fd = ::open(QFile::encodeName(target).constData(), O_RDONLY);
-        if (immutable && ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0) {
-            flags &= ~FS_IMMUTABLE_FL;
-            ::ioctl(fd, FS_IOC_SETFLAGS, &flags);
-        }
-        ::close(fd);
-    });
+    const QString target = fresh(u"target"_s);
+    QVERIFY(setAttribute(target, "x,Red"));
+    const QString path = kind == u"plain" || kind == u"locked" ? target : kind.startsWith(u'/') ? kind : fresh(kind);
     if (kind == u"pipe") {
-        QVERIFY(::mkfifo(QFile::encodeName(path).constData(), 0600) == 0);
+        QVERIFY(QFile::remove(path) && ::mkfifo(QFile::encodeName(path).constData(), 0600) == 0);
     } else if (kind == u"link") {
-        QVERIFY(QFile::link(u"target"_s, path));
-    } else if (kind == u"locked" || kind == u"plain") {
-        path = target;
-        if (kind == u"locked") {
-            QVERIFY(QFile::setPermissions(target, QFileDevice::ReadOwner | QFileDevice::ReadOther));
-            // The superuser writes anyway, except to a file marked immutable.
-            if (::geteuid() == 0) {
-                const int fd = ::open(QFile::encodeName(target).constData(), O_RDONLY);
-                int flags = 0;
-                immutable = ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0
-                            && (flags |= FS_IMMUTABLE_FL, ::ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0);
-                ::close(fd);
-                if (!immutable)
-                    QSKIP("Running as the superuser on a file system that cannot mark a file immutable");
-            }
-        }
+        QVERIFY(QFile::remove(path) && QFile::link(u"target"_s, path));
+    } else if (kind == u"missing") {
+        QVERIFY(QFile::remove(path));
+    } else if (kind == u"locked") {
+        QVERIFY(QFile::setPermissions(target, QFileDevice::ReadOwner | QFileDevice::ReadOther));
+        // The superuser writes anyway, except to a file marked immutable.
+        if (::geteuid() == 0 && !setImmutable(target, true))
+            QSKIP("Running as the superuser on a file system that cannot mark a file immutable");
     }
+    const auto unlock = qScopeGuard([&] { setImmutable(target, false); });
 
-    if (warned) {
-        const QString pattern = u"^Not setting the label of "_s + QRegularExpression::escape(path) + u": .*"_s
-                                + QRegularExpression::escape(reason);
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(pattern));
-    }
-    const UWStandardFileRef file = UWStandardFile::newFileForPath(path);
+    if (warned)
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^Not setting the label of "_s
+                                                              + QRegularExpression::escape(path) + u": .*"_s
+                                                              + QRegularExpression::escape(reason)));
     QString error;
-    QVERIFY(!file->setFinderLabel(label, &error));
+    QVERIFY(!UWStandardFile::newFileForPath(path)->setFinderLabel(label, &error));
     QVERIFY2(error.contains(reason), qPrintable(error));
-    QCOMPARE(attribute(target, "user.xdg.tags"), "x,Red"_ba);
-    if (ours && path != target)
-        QFile::remove(path);
+    QCOMPARE(attribute(target), "x,Red"_ba);
 }
 
-void TestLabelWriting::otherToolsSeeTheTags()
+void TestLabelWriting::otherProgramsSeeTheTags()
 {
-    const QString python = QStandardPaths::findExecutable(u"python3"_s);
-    if (python.isEmpty())
-        QSKIP("python3 is not installed");
-    const QString path = freshFile(u"shared"_s);
-    // Another program's list, in its own spelling, then a label on top of it and read back there.
-    const QString script = u"import os, sys\n"
-                           "os.setxattr(sys.argv[1], 'user.xdg.tags', b'holiday,orange')\n"
-                           "input()\n"
-                           "sys.stdout.buffer.write(os.getxattr(sys.argv[1], 'user.xdg.tags'))\n"_s;
-    QProcess process;
-    process.start(python, {u"-c"_s, script, path});
-    QVERIFY(process.waitForStarted());
-    QTRY_COMPARE(attribute(path, "user.xdg.tags"), "holiday,orange"_ba);
+    const auto python = [](const QString &script, const QString &path) {
+        QProcess process;
+        process.start(u"python3"_s, {u"-c"_s, u"import os, sys\n"_s + script, path});
+        return process.waitForFinished(30000) && process.exitCode() == 0 ? process.readAllStandardOutput() : "failed"_ba;
+    };
+    const QString path = fresh(u"shared"_s);
+    if (python(u"os.setxattr(sys.argv[1], 'user.xdg.tags', b'holiday,orange')"_s, path) == "failed")
+        QSKIP("python3 is not installed, or cannot set attributes");
     QCOMPARE(UWFinderLabels::labelForPath(path), 7);
     QVERIFY(UWFinderLabels::setLabelForPath(path, 4));
-    process.write("\n");
-    process.closeWriteChannel();
-    QVERIFY(process.waitForFinished(30000));
-    QCOMPARE(process.readAllStandardOutput(), "holiday,Blue"_ba);
+    QCOMPARE(python(u"sys.stdout.buffer.write(os.getxattr(sys.argv[1], 'user.xdg.tags'))"_s, path), "holiday,Blue"_ba);
 }
 
 QTEST_GUILESS_MAIN(TestLabelWriting)
