@@ -96,8 +96,6 @@ void TestDateUtilities::timeLeft_data()
     half("25 hours and a minute name all three units", 90060, u"1 day, 1 hours, and 1 minutes remaining"_s);
     half("48 hours and a minute skip the empty hours", 172860, u"2 days and 1 minutes remaining"_s);
     half("30 hours drop their hours", 108000, u"1 day remaining"_s);
-    half("29 hours and no minutes drop their hours", 104400, u"1 day remaining"_s);
-    half("two days exactly", 172800, u"2 days remaining"_s);
 
     QTest::newRow("a half second rounds away from zero")
         << 10.5 << 0.5 << u"About 15 seconds remaining"_s << 11.0;
@@ -106,7 +104,6 @@ void TestDateUtilities::timeLeft_data()
     QTest::newRow("a quarter done after a minute leaves three")
         << 60.0 << 0.25 << u"3 minutes remaining"_s << 180.0;
     QTest::newRow("finished leaves nothing") << 500.0 << 1.0 << u"About 5 seconds remaining"_s << 0.0;
-    QTest::newRow("no time elapsed yet") << 0.0 << 0.01 << u"About 5 seconds remaining"_s << 0.0;
 
     // A negative estimate wraps to 2^64 - 5 seconds; as a double that is 2^64.
     QTest::newRow("more than finished wraps to billions of days")
@@ -114,8 +111,6 @@ void TestDateUtilities::timeLeft_data()
     QTest::newRow("a start in the future wraps as well")
         << -5000000.0 << 0.5 << u"213503982334543 days, 10 hours, and 6 minutes remaining"_s
         << 18446744073704551616.0;
-    QTest::newRow("a negative fraction wraps as well")
-        << 1.0 << -1.0 << u"213503982334601 days remaining"_s << 18446744073709551616.0;
 
     // Beyond the signed range an estimate keeps its value while 64 unsigned bits hold it.
     QTest::newRow("an estimate above the signed range is exact")
