@@ -8,7 +8,9 @@
 
 namespace {
 
-QString tr(const char *english)
+// The texts belong to the host's translation table; each is marked where it is used with
+// QT_TRANSLATE_NOOP so that the host's lupdate, run over these sources, finds them there.
+QString localized(const char *english)
 {
     return QCoreApplication::translate("Quillbox", english);
 }
@@ -102,48 +104,52 @@ QString stringForTimeLeftWithPercentComplete(const QDateTime &self, double fract
 
     // Looked up on every call, used or not, so a translation table sees the same requests
     // whatever the estimate.
-    const QString days = tr("days");
-    const QString hours = tr("hours");
-    const QString minutes = tr("minutes");
+    const QString days = localized(QT_TRANSLATE_NOOP("Quillbox", "days"));
+    const QString hours = localized(QT_TRANSLATE_NOOP("Quillbox", "hours"));
+    const QString minutes = localized(QT_TRANSLATE_NOOP("Quillbox", "minutes"));
 
     const quint64 ceiling = unsignedCount(std::ceil(double(seconds)));
     if (ceiling < 61) {
         if (ceiling < 5)
-            return tr("About 5 seconds remaining");
+            return localized(QT_TRANSLATE_NOOP("Quillbox", "About 5 seconds remaining"));
         if (ceiling < 20)
-            return tr("About 15 seconds remaining");
+            return localized(QT_TRANSLATE_NOOP("Quillbox", "About 15 seconds remaining"));
         if (ceiling < 42)
-            return tr("About 30 seconds remaining");
-        return tr("About a minute remaining");
+            return localized(QT_TRANSLATE_NOOP("Quillbox", "About 30 seconds remaining"));
+        return localized(QT_TRANSLATE_NOOP("Quillbox", "About a minute remaining"));
     }
 
     const quint64 totalMinutes = seconds / 60;
     if (totalMinutes == 1) {
         // Asked for and not shown: the sentence has no number to agree with.
-        static_cast<void>(tr("minute"));
-        return tr("About a minute remaining");
+        static_cast<void>(localized(QT_TRANSLATE_NOOP("Quillbox", "minute")));
+        return localized(QT_TRANSLATE_NOOP("Quillbox", "About a minute remaining"));
     }
     if (totalMinutes <= 60)
-        return fill(tr("%qu %@ remaining"), {number(totalMinutes), minutes});
+        return fill(localized(QT_TRANSLATE_NOOP("Quillbox", "%qu %@ remaining")),
+                    {number(totalMinutes), minutes});
 
     const quint64 totalHours = totalMinutes / 60;
     const quint64 minuteRest = totalMinutes % 60;
     if (totalHours <= 24) {
-        const QString hourWord = totalHours == 1 ? tr("hour") : hours;
+        const QString hourWord = totalHours == 1 ? localized(QT_TRANSLATE_NOOP("Quillbox", "hour")) : hours;
         if (minuteRest == 0)
-            return fill(tr("%qu %@ remaining"), {number(totalHours), hourWord});
-        return fill(tr("%qu %@ and %qu %@ remaining"),
+            return fill(localized(QT_TRANSLATE_NOOP("Quillbox", "%qu %@ remaining")),
+                        {number(totalHours), hourWord});
+        return fill(localized(QT_TRANSLATE_NOOP("Quillbox", "%qu %@ and %qu %@ remaining")),
                     {number(totalHours), hourWord, number(minuteRest), minutes});
     }
 
     const quint64 totalDays = totalHours / 24;
     const quint64 hourRest = totalHours % 24;
-    const QString dayWord = totalDays == 1 ? tr("day") : days;
+    const QString dayWord = totalDays == 1 ? localized(QT_TRANSLATE_NOOP("Quillbox", "day")) : days;
     if (minuteRest == 0)
-        return fill(tr("%qu %@ remaining"), {number(totalDays), dayWord});
+        return fill(localized(QT_TRANSLATE_NOOP("Quillbox", "%qu %@ remaining")),
+                    {number(totalDays), dayWord});
     if (hourRest == 0)
-        return fill(tr("%qu %@ and %qu %@ remaining"), {number(totalDays), dayWord, number(minuteRest), minutes});
-    return fill(tr("%qu %@, %qu %@, and %qu %@ remaining"),
+        return fill(localized(QT_TRANSLATE_NOOP("Quillbox", "%qu %@ and %qu %@ remaining")),
+                    {number(totalDays), dayWord, number(minuteRest), minutes});
+    return fill(localized(QT_TRANSLATE_NOOP("Quillbox", "%qu %@, %qu %@, and %qu %@ remaining")),
                 {number(totalDays), dayWord, number(hourRest), hours, number(minuteRest), minutes});
 }
 
