@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QImage>
 #include <QMenu>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QSaveFile>
 #include <QStandardPaths>
@@ -46,6 +47,7 @@ private slots:
     void options_data();
     void options();
     void itemOfMenuFindsTheItemThatOpensASubmenu();
+    void tqinfoPrintsTheMenu();
 
 private:
     QString path(const QString &relative) const { return m_root.filePath(relative); }
@@ -247,6 +249,19 @@ void TestOpenWithMenu::itemOfMenuFindsTheItemThatOpensASubmenu()
     QCOMPARE(submenu->parent(), &host); // the host's menu owns it now
     QVERIFY(submenu->windowFlags() & Qt::Popup);
     QCOMPARE(TQMenuUtilities::itemOfMenu(&host), nullptr);
+}
+
+void TestOpenWithMenu::tqinfoPrintsTheMenu()
+{
+    // Its own process, in the same folders (the environment is inherited).
+    QProcess tqinfo;
+    tqinfo.start(QString::fromUtf8(TQINFO_PATH), {u"--open-with"_s, path(u"files/drawing.png"_s), path(u"files/photo.jpg"_s)});
+    QVERIFY(tqinfo.waitForFinished(60000));
+    QCOMPARE(tqinfo.exitCode(), 0);
+    QCOMPARE(QString::fromUtf8(tqinfo.readAllStandardOutput()).split(u'\n'),
+             (QStringList{u"Tom & Jerry\t\topenWithMenuAction:\t"_s + entry(u"Viewer"_s),
+                          u"Paint\t\topenWithMenuAction:\t"_s + entry(u"Paint"_s), u"-"_s,
+                          u"Edit menu...\t\taddToOpenWithMenuAction:\t"_s, QString()}));
 }
 
 QTEST_MAIN(TestOpenWithMenu)

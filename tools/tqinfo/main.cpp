@@ -5,6 +5,7 @@
 #include "UWStandardFile.h"
 #include "tqinfo_labels.h"
 #include "tqinfo_listing.h"
+#include "tqinfo_menus.h"
 #include "tqinfo_output.h"
 #include "tqinfo_thumbnails.h"
 
@@ -200,7 +201,7 @@ QString description()
 int main(int argc, char *argv[])
 {
     qInstallMessageHandler(dropMessages);
-    QCoreApplication app(argc, argv);
+    const std::unique_ptr<QCoreApplication> app = TQInfo::makeApplication(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("tqinfo"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TQINFO_VERSION));
 
@@ -267,6 +268,8 @@ int main(int argc, char *argv[])
                        thumbnailsOption, sizeOption});
     const QCommandLineOption setLabelOption = TQInfo::setLabelOption();
     parser.addOption(setLabelOption);
+    const QCommandLineOption openWithOption = TQInfo::openWithOption();
+    parser.addOption(openWithOption);
     parser.addPositionalArgument(QStringLiteral("PATH"), QStringLiteral("The files to show."),
                                  QStringLiteral("PATH..."));
 
@@ -276,6 +279,12 @@ int main(int argc, char *argv[])
         parser.showHelp(Success);
     if (parser.isSet(versionOption))
         parser.showVersion();
+
+    if (parser.isSet(openWithOption)) {
+        QString error;
+        const int status = TQInfo::printOpenWithMenu(bytesOf(parser.positionalArguments()), &error);
+        return error.isEmpty() ? status : usageError(error);
+    }
 
     if (parser.isSet(setLabelOption)) {
         QString error;
