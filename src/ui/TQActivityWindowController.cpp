@@ -248,8 +248,6 @@ TQActivityWindowController::TQActivityWindowController(QObject *delegate, QObjec
 TQActivityWindowController::~TQActivityWindowController()
 {
     d->window->removeEventFilter(this);
-    if (d->window->isVisible())
-        d->saveFrame();
     if (!d->launcherDesktopId.isEmpty())
         d->sendLauncherUpdate(d->launcherDesktopId, false);
 }
@@ -454,11 +452,10 @@ bool TQActivityWindowController::eventFilter(QObject *watched, QEvent *event)
     switch (event->type()) {
     case QEvent::Move:
     case QEvent::Resize:
+        // Every frame the user sees is the one to come back to; a hidden window's frame
+        // changes only by the controller's own sizing, which the next run redoes.
         if (d->window->isVisible())
             d->saveFrame();
-        break;
-    case QEvent::Hide:
-        d->saveFrame();
         break;
     case QEvent::WindowStateChange:
         // The maximise button zooms: the window snaps to fit its rows instead of filling

@@ -49,7 +49,7 @@ class TQActivityRowWidget;
 
     The frame is kept between runs in the host's QSettings (QSettings() with the host's
     organisation and application names) under FrameAutosaveName, as QWidget::saveGeometry()
-    data, each time the window moves, is resized or hides; it is restored when the
+    data, each time the window moves or is resized on screen; it is restored when the
     controller is made.
 
     Options beyond the fixed behaviour, each off by default:

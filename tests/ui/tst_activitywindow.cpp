@@ -262,6 +262,9 @@ private Q_SLOTS:
         controller.removeItem(items.at(0));
         QVERIFY(!window->isVisible());
         QCOMPARE(closed.count(), 1);
+        // Closing a window that reports work must not end the host application. Qt decides
+        // that only inside QApplication::exec(), so what is checked is the window's say in it.
+        QVERIFY(!window->testAttribute(Qt::WA_QuitOnClose));
         QCOMPARE(window->frameGeometry().height(), 262);
         QCOMPARE(window->maximumHeight(), 262);
     }
