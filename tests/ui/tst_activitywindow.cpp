@@ -487,33 +487,6 @@ private Q_SLOTS:
         QVERIFY(controller.window()->isVisible());
     }
 
-    void itemValues_data()
-    {
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QVariant>("value");
-        QTest::newRow("title") << u"title"_s << QVariant(u"Copying"_s);
-        QTest::newRow("progress") << u"progress"_s << QVariant(0.5);
-        QTest::newRow("start date") << u"startDate"_s << QVariant(QDateTime(QDate(2026, 1, 2), QTime(3, 4), Qt::UTC));
-        QTest::newRow("the cancel flag") << u"shouldCancel"_s << QVariant(true);
-        QTest::newRow("a host's own key") << u"fileCount"_s << QVariant(12);
-    }
-
-    void itemValues()
-    {
-        QFETCH(QString, key);
-        QFETCH(QVariant, value);
-        TQActivityItem item;
-        item.setValue(key, value);
-        QCOMPARE(item.valueForKey(key), value);
-        QCOMPARE(item.value(key), value);
-        if (key == u"title")
-            QCOMPARE(item.title(), value.toString());
-        if (key == u"progress")
-            QCOMPARE(item.progress(), value.toDouble());
-        if (key == u"shouldCancel")
-            QVERIFY(item.shouldCancel());
-    }
-
     void hostRows()
     {
         TQActivityWindowController controller;
