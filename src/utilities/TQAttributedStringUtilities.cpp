@@ -39,10 +39,9 @@ QString truncateForWidth(const QString &self, const QFont &font, float width, bo
         *fits = false;
 
     const qsizetype length = self.size();
-    // A plain copy first, so that a short text comes back as the copy the rule promises.
+    // A real copy, so that a text of one to three characters, which the loop leaves alone,
+    // comes back as the copy the rule promises.
     QString copy(self.constData(), length);
-    if (length - 1 < 3)
-        return copy;
     const auto charAt = [&](qsizetype at) { return self.at(at); };
     for (qsizetype i = length - 2; i >= 2; --i) {
         copy = self.left(keptLength(i, charAt)) + ellipsis();
@@ -65,20 +64,18 @@ std::unique_ptr<QTextDocument> truncateForWidth(const QTextDocument *self, float
 
     // The document always ends in one paragraph separator that is not part of the text.
     const qsizetype length = self->characterCount() - 1;
-    if (length - 1 >= 3) {
-        const auto charAt = [&](qsizetype at) { return self->characterAt(int(at)); };
-        QTextCursor cursor(copy.get());
-        for (qsizetype i = length - 2; i >= 2; --i) {
-            const qsizetype kept = keptLength(i, charAt);
-            // The cursor's format is that of the character before it: the first one replaced.
-            cursor.setPosition(int(kept + 1));
-            const QTextCharFormat format = cursor.charFormat();
-            cursor.setPosition(int(kept));
-            cursor.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
-            cursor.insertText(ellipsis(), format);
-            if (copy->idealWidth() <= width)
-                break;
-        }
+    const auto charAt = [&](qsizetype at) { return self->characterAt(int(at)); };
+    QTextCursor cursor(copy.get());
+    for (qsizetype i = length - 2; i >= 2; --i) {
+        const qsizetype kept = keptLength(i, charAt);
+        // The cursor's format is that of the character before it: the first one replaced.
+        cursor.setPosition(int(kept + 1));
+        const QTextCharFormat format = cursor.charFormat();
+        cursor.setPosition(int(kept));
+        cursor.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
+        cursor.insertText(ellipsis(), format);
+        if (copy->idealWidth() <= width)
+            break;
     }
     copy->setDocumentMargin(self->documentMargin());
     copy->setTextWidth(self->textWidth());
