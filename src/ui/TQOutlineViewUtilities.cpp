@@ -68,7 +68,7 @@ void selectItemsImpl(QTreeView *view, const Items &items, bool byExtendingSelect
         selection->clearSelection();
     QModelIndex last;
     for (const auto &given : items) {
-        const QModelIndex item = QModelIndex(given).siblingAtColumn(0);
+        const QModelIndex item(given);
         if (!TQOutlineViewUtilities::hasRow(view, item)) {
             qCDebug(lcUi) << "selectItems: skipping an item without a row in the view:" << item;
             continue;
@@ -89,11 +89,13 @@ bool hasRow(const QTreeView *self, const QModelIndex &item)
     if (!self || !item.isValid() || item.model() != self->model())
         return false;
     const QModelIndex root = self->rootIndex();
-    QModelIndex index = item.siblingAtColumn(0);
+    QModelIndex index = item;
     if (index == root)
         return false;
     while (index != root) {
         // Reaching the top of the model without meeting the root: the item is outside it.
+        // (The expansion test below already answers that, as the top is never expanded;
+        // this keeps the walk finite on its own.)
         if (!index.isValid())
             return false;
         const QModelIndex parent = index.parent();
