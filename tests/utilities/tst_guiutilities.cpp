@@ -103,7 +103,6 @@ void TestGuiUtilities::truncateString_data()
     QTest::newRow("no room at all leaves two characters and the ellipsis") << ten << 0.0f << u"ab…"_s << false;
     QTest::newRow("four characters are cut") << u"abcd"_s << 0.0f << u"ab…"_s << false;
     QTest::newRow("three characters too wide come back whole") << u"abc"_s << 0.0f << u"abc"_s << false;
-    QTest::newRow("one character too wide comes back whole") << u"W"_s << 1.0f << u"W"_s << false;
     QTest::newRow("an empty text fits in nothing") << QString() << 0.0f << QString() << true;
 }
 
@@ -256,8 +255,6 @@ void TestGuiUtilities::doubleClickDelay_data()
     QTest::newRow("zero is not") << QVariant(0) << 400 << 1.0;
     QTest::newRow("a quarter second is not") << QVariant(0.25) << 400 << 1.0;
     QTest::newRow("two seconds are not") << QVariant(2.0) << 400 << 1.0;
-    QTest::newRow("a negative time is not") << QVariant(-0.5) << 400 << 1.0;
-    QTest::newRow("just below two seconds is") << QVariant(1.99) << 400 << double(1.99f);
     QTest::newRow("the value is read at single precision") << QVariant(0.3) << 400 << double(0.3f);
     QTest::newRow("a number written as text is read") << QVariant(u"0.75"_s) << 400 << 0.75;
     QTest::newRow("text that is no number reads as zero") << QVariant(u"slow"_s) << 400 << 1.0;
@@ -309,8 +306,6 @@ void TestGuiUtilities::strokeInside_data()
         << square << 4.0 << QRectF() << QRect() << insideEdges << outsideEdges;
     QTest::newRow("a rectangle of no width is ignored")
         << square << 4.0 << QRectF(0, 0, 0, 100) << QRect() << insideEdges << outsideEdges;
-    QTest::newRow("a rectangle of no height is ignored")
-        << square << 4.0 << QRectF(0, 0, 100, 0) << QRect() << insideEdges << outsideEdges;
     QTest::newRow("the rectangle limits the stroke to the left half")
         << square << 4.0 << QRectF(0, 0, 50, 100) << QRect()
         << QList<QPoint>{{21, 50}, {30, 21}, {30, 78}} << QList<QPoint>{{78, 50}, {60, 21}, {60, 78}, {18, 50}};
@@ -320,12 +315,6 @@ void TestGuiUtilities::strokeInside_data()
     QTest::newRow("the path replaces a clip set before")
         << square << 4.0 << QRectF() << QRect(0, 0, 40, 40)
         << QList<QPoint>{{21, 30}, {78, 50}, {50, 78}} << QList<QPoint>{{18, 30}};
-
-    QPainterPath circle;
-    circle.addEllipse(QPointF(50, 50), 30, 30);
-    QTest::newRow("a circle is outlined on its inside only")
-        << circle << 4.0 << QRectF() << QRect()
-        << QList<QPoint>{{21, 50}, {78, 50}, {50, 21}, {50, 78}} << QList<QPoint>{{18, 50}, {81, 50}, {50, 50}, {26, 50}};
 }
 
 void TestGuiUtilities::strokeInside()
