@@ -1,0 +1,212 @@
+#include "TQUtilityFunctions.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusContext>
+#include <QDBusMessage>
+#include <QDesktopServices>
+#include <QDir>
+#include <QFile>
+#include <QGuiApplication>
+#include <QProcess>
+#include <QScopeGuard>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString service = u"org.freedesktop.FileManager1"_s;
+
+// A file manager on the test's own bus: it records each call and answers or refuses it.
+class FileManagerStub : public QObject, protected QDBusContext
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.FileManager1")
+
+public:
+    QList<QStringList> folders;
+    QStringList startupIds;
+    bool refuse = false;
+
+public slots:
+    void ShowFolders(const QStringList &uris, const QString &startupId)
+    {
+        folders.append(uris);
+        startupIds.append(startupId);
+        if (refuse)
+            sendErrorReply(QDBusError::Failed, u"refused by the test"_s);
+    }
+};
+
+// Stands for the desktop's handler of file URLs.
+class DesktopHandler : public QObject
+{
+    Q_OBJECT
+
+public:
+    QList<QUrl> opened;
+
+public slots:
+    void open(const QUrl &url) { opened.append(url); }
+};
+
+// The address of the private bus main() starts, and the folder it lives in.
+QString busAddress;
+QString busFolder;
+
+} // namespace
+
+class TestFinderWindow : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void showsTheHomeFolder_data();
+    void showsTheHomeFolder();
+    void cleanupTestCase();
+
+private:
+    void reloadBusConfig();
+
+    DesktopHandler m_desktop;
+    QTemporaryDir m_home;
+};
+
+void TestFinderWindow::initTestCase()
+{
+    QVERIFY(QDBusConnection::sessionBus().isConnected());
+    QVERIFY(m_home.isValid());
+    QDesktopServices::setUrlHandler(u"file"_s, &m_desktop, "open");
+}
+
+void TestFinderWindow::cleanupTestCase()
+{
+    QDesktopServices::unsetUrlHandler(u"file"_s);
+}
+
+void TestFinderWindow::reloadBusConfig()
+{
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(QDBusMessage::createMethodCall(
+        u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus"_s, u"ReloadConfig"_s));
+    QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
+}
+
+void TestFinderWindow::showsTheHomeFolder_data()
+{
+    QTest::addColumn<QString>("fileManager"); // "stub", "refusing stub", "none", "broken"
+    QTest::addColumn<QByteArray>("homeName");  // below the test's folder, as bytes
+    QTest::addColumn<QByteArray>("uriEnd");    // what the URI ends with after that folder
+
+    QTest::newRow("a file manager shows the folder") << u"stub"_s << QByteArray("home") << QByteArray("/home");
+    QTest::newRow("a name that is not UTF-8 reaches it intact")
+        << u"stub"_s << QByteArray("Caf\xc3\xa9 \xff") << QByteArray("/Caf%C3%A9%20%FF");
+    QTest::newRow("a file manager that refuses: the desktop opens the folder")
+        << u"refusing stub"_s << QByteArray("home") << QByteArray("/home");
+    QTest::newRow("no file manager on the bus: the desktop opens the folder")
+        << u"none"_s << QByteArray("home") << QByteArray("/home");
+    QTest::newRow("a file manager that cannot start: the desktop opens the folder")
+        << u"broken"_s << QByteArray("home") << QByteArray("/home");
+}
+
+void TestFinderWindow::showsTheHomeFolder()
+{
+    QFETCH(QString, fileManager);
+    QFETCH(QByteArray, homeName);
+    QFETCH(QByteArray, uriEnd);
+
+    const QByteArray home = QFile::encodeName(m_home.path()) + '/' + homeName;
+    const QByteArray oldHome = qgetenv("HOME");
+    qputenv("HOME", home);
+    auto restoreHome = qScopeGuard([&] { qputenv("HOME", oldHome); });
+    const QByteArray uri = "file://" + QFile::encodeName(m_home.path()) + uriEnd;
+
+    // A file manager that the bus would start on demand, one that exits at once.
+    const QString serviceFile = busFolder + u"/services/org.freedesktop.FileManager1.service"_s;
+    QFile::remove(serviceFile);
+    if (fileManager == u"broken") {
+        QFile file(serviceFile);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("[D-BUS Service]\nName=org.freedesktop.FileManager1\nExec=/bin/false\n");
+    }
+    reloadBusConfig();
+
+    // The stub has a connection of its own: a call within one connection would not cross the bus.
+    FileManagerStub stub;
+    QDBusConnection stubBus = QDBusConnection::connectToBus(busAddress, u"stub"_s);
+    auto disconnect = qScopeGuard([&] {
+        stubBus.unregisterService(service);
+        stubBus.unregisterObject(u"/org/freedesktop/FileManager1"_s);
+        QDBusConnection::disconnectFromBus(u"stub"_s);
+    });
+    const bool withStub = fileManager.endsWith(u"stub");
+    if (withStub) {
+        stub.refuse = fileManager.startsWith(u"refusing");
+        QVERIFY(stubBus.registerObject(u"/org/freedesktop/FileManager1"_s, &stub, QDBusConnection::ExportAllSlots));
+        QVERIFY(stubBus.registerService(service));
+    }
+    m_desktop.opened.clear();
+
+    TQOpenNewFinderWindow();
+    if (withStub)
+        QTRY_COMPARE(stub.folders.size(), 1);
+    // Then a call that certainly falls back: replies come back in order, so once it has fallen
+    // back the first call's answer has been dealt with too.
+    const int expected = fileManager == u"stub" ? 0 : 1;
+    stub.refuse = true;
+    TQOpenNewFinderWindow();
+    QTRY_COMPARE_WITH_TIMEOUT(m_desktop.opened.size(), expected + 1, 30000);
+    for (const QUrl &url : std::as_const(m_desktop.opened))
+        QCOMPARE(url.toEncoded(), uri);
+    if (withStub) {
+        QCOMPARE(stub.folders, QList<QStringList>(2, QStringList{QString::fromLatin1(uri)}));
+        QCOMPARE(stub.startupIds, QStringList(2, QString()));
+    }
+}
+
+int main(int argc, char **argv)
+{
+    // A bus of the test's own, in place before anything connects to a session bus. Nothing on
+    // it can be started but what a test puts in its service folder.
+    QTemporaryDir folder;
+    if (!folder.isValid() || !QDir(folder.path()).mkpath(u"services"_s))
+        qFatal("no folder for the test's bus");
+    busFolder = folder.path();
+    QFile config(folder.filePath(u"bus.conf"_s));
+    if (!config.open(QIODevice::WriteOnly))
+        qFatal("cannot write the test bus's configuration");
+    config.write(QStringLiteral(
+        "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
+        " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+        "<busconfig><type>session</type><listen>unix:dir=%1</listen><auth>EXTERNAL</auth>"
+        "<servicedir>%1/services</servicedir>"
+        "<policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
+        "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n")
+                     .arg(folder.path())
+                     .toUtf8());
+    config.close();
+
+    QProcess daemon;
+    daemon.setStandardErrorFile(QProcess::nullDevice());
+    daemon.start(u"dbus-daemon"_s, {u"--nofork"_s, u"--print-address"_s, u"--config-file="_s + config.fileName()});
+    if (!daemon.waitForStarted())
+        qFatal("dbus-daemon did not start");
+    auto stopDaemon = qScopeGuard([&] {
+        daemon.terminate();
+        daemon.waitForFinished();
+    });
+    while (!daemon.canReadLine() && daemon.waitForReadyRead(10000)) {
+    }
+    busAddress = QString::fromUtf8(daemon.readLine().trimmed());
+    if (busAddress.isEmpty())
+        qFatal("dbus-daemon gave no address");
+    qputenv("DBUS_SESSION_BUS_ADDRESS", busAddress.toUtf8());
+
+    QGuiApplication application(argc, argv);
+    TestFinderWindow test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_finderwindow.moc"
