@@ -212,6 +212,11 @@ struct CellText
 
     static QString cellLines(QString text)
     {
+        // Shaping a whole huge message would cost far more than the box can show: a box holds
+        // a few thousand characters of any legible font, so the rest is never laid out.
+        constexpr qsizetype shownAtMost = 16384;
+        if (text.size() > shownAtMost)
+            text.truncate(text.at(shownAtMost - 1).isHighSurrogate() ? shownAtMost - 1 : shownAtMost);
         // A cell starts a new line at each line end; QTextLayout only at a line separator.
         text.replace(QStringLiteral("\r\n"), QString(QChar::LineSeparator));
         text.replace(u'\r', QChar::LineSeparator);

@@ -115,7 +115,8 @@ TQKIT_EXPORT void TQOpenNewFinderWindow();
     palette's window-text colour. Text is laid out centred and wrapped within the text area
     (the fill inset by 1), at word boundaries and inside a word only when the word alone is
     wider; text frames are centred on the bounds at floor((W - text width) / 2). Text never
-    leaves the box: what does not fit is cut at the text area's edge.
+    leaves the box: what does not fit is cut at the text area's edge, and of a huge message
+    only the first 16384 UTF-16 units are laid out (more than the box can show).
 
     "Flipped" is read from the painter's combined transform: a y scale (m22) of zero or more
     means y grows downwards, Qt's ordinary case; a painter turned y-up (say translate(0, H) and

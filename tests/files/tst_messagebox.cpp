@@ -1,3 +1,4 @@
+#include "TQBoundedChild.h"
 #include "TQFile.h"
 #include "TQUtilityFunctions.h"
 
@@ -90,6 +91,7 @@ private slots:
     void boundsSmallerThanTheBox_data();
     void boundsSmallerThanTheBox();
     void nothingToDrawWith();
+    void aHugeMessageCostsABoxFull();
 
 private:
     QImage render(QSize size, bool yUp, bool withFile, const QString &message, UWStandardFileRef file = {});
@@ -338,6 +340,28 @@ void TestMessageBox::nothingToDrawWith()
     TQDrawMessageBoxWithFile(u"Empty"_s, &painter, m_file, QRectF(0, 0, 600, qInf()));
     painter.end();
     QCOMPARE(image, untouched);
+}
+
+void TestMessageBox::aHugeMessageCostsABoxFull()
+{
+    // Laying out all of ten million characters takes some 350 MB; what a box shows takes little.
+    const QString message = u"word and more words "_s.repeated(500000);
+    const TQChildOutcome child = runInBoundedChild(
+        [&] {
+            // A strip 40 rows high: the raster engine fills taller areas on helper threads,
+            // which a forked child does not have.
+            QImage image(600, 40, QImage::Format_ARGB32_Premultiplied);
+            image.fill(background);
+            QPainter painter(&image);
+            painter.translate(0, -130);
+            TQDrawMessageBox(message, &painter, QRectF(0, 0, 600, 400));
+            painter.end();
+            QRect ink;
+            return QByteArray::number(inkRuns(image, QRect(151, 0, 298, 40), window, &ink).size());
+        },
+        {.addressHeadroom = 128ull << 20});
+    QVERIFY2(child.finished, child.failure.constData());
+    QVERIFY(child.answer.toInt() >= 2); // lines of text all the way down the strip
 }
 
 QTEST_MAIN(TestMessageBox)
