@@ -1,3 +1,3 @@
 #include "TQBookmarksLogging.h"
 
-Q_LOGGING_CATEGORY(lcBookmarks, "tqkit.bookmarks", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcBookmarks, "tqkit.bookmarks", QtWarningMsg)

@@ -1,3 +1,3 @@
 #include "UWCompanionLogging.h"
 
-Q_LOGGING_CATEGORY(lcCompanion, "tqkit.companion", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcCompanion, "tqkit.companion", QtWarningMsg)

@@ -131,7 +131,8 @@ void UWFileManagerPrivate::startWatching()
 {
     inotifyFd = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     if (inotifyFd < 0) {
-        qCInfo(lcCompanion) << "no file-system events:" << ::strerror(errno);
+        // Views will not follow changes on disk: worth one visible line.
+        qCWarning(lcCompanion) << "no file-system events:" << ::strerror(errno);
     } else {
         inotifyNotifier = new QSocketNotifier(inotifyFd, QSocketNotifier::Read, q);
         QObject::connect(inotifyNotifier, &QSocketNotifier::activated, q, [this] { readEvents(); });

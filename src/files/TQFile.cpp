@@ -22,7 +22,7 @@
 #include <array>
 #include <optional>
 
-Q_LOGGING_CATEGORY(lcFiles, "tqkit.files", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcFiles, "tqkit.files", QtWarningMsg)
 
 namespace {
 
@@ -171,9 +171,7 @@ bool TQFile::isImage() const
         d->isImage = 1;
         return true;
     }
-    qCInfo(lcFiles).noquote() << QStringLiteral("UTI %1 for %2 not an image").arg(type, displayName());
-    if (TQUTTypeConformsTo(type, QStringLiteral("public.image")))
-        qCInfo(lcFiles).noquote() << "BUT IS IMAGE";
+    qCDebug(lcFiles).noquote() << QStringLiteral("UTI %1 for %2 not an image").arg(type, displayName());
     d->isImage = 0;
     return false;
 }

@@ -199,7 +199,8 @@ bool FVColorMenuView::eventFilter(QObject *watched, QEvent *event)
     if (watched != m_watchedMenu || event->type() != QEvent::KeyPress || !_matrix || !_matrix->isEnabled())
         return QWidget::eventFilter(watched, event);
     QAction *action = menuAction();
-    if (!action || m_watchedMenu->activeAction() != action)
+    const auto *menu = qobject_cast<QMenu *>(watched);
+    if (!action || !menu || menu->activeAction() != action)
         return QWidget::eventFilter(watched, event);
 
     const auto *key = static_cast<QKeyEvent *>(event);

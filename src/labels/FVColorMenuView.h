@@ -104,7 +104,9 @@ private:
     QLabel *_labelField = nullptr;
     QLabel *_labelNameField = nullptr;
     QPointer<QWidgetAction> m_menuAction;
-    QPointer<QMenu> m_watchedMenu;
+    // Held as a QObject: the filter still sees events while the menu is half destroyed,
+    // when it is no longer a QMenu.
+    QPointer<QObject> m_watchedMenu;
 };
 
 /*!

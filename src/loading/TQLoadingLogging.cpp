@@ -1,3 +1,3 @@
 #include "TQLoadingLogging.h"
 
-Q_LOGGING_CATEGORY(lcLoading, "tqkit.loading", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcLoading, "tqkit.loading", QtWarningMsg)

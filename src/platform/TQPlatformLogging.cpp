@@ -1,3 +1,3 @@
 #include "TQPlatformLogging.h"
 
-Q_LOGGING_CATEGORY(lcPlatform, "tqkit.platform", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcPlatform, "tqkit.platform", QtWarningMsg)

@@ -177,10 +177,11 @@ QList<QPointer<QObject>> responderChain()
 
 void inspectResponderChain()
 {
-    qCInfo(lcUi).noquote() << "Responder chain:";
+    // Asked for by name while debugging, so it prints whatever the categories are set to.
+    qInfo().noquote() << "Responder chain:";
     QWidget *main = mainWindow();
     if (!main) {
-        qCInfo(lcUi).noquote() << "\t(null)";
+        qInfo().noquote() << "\t(null)";
         return;
     }
     QList<QPointer<QObject>> chain;
@@ -190,7 +191,7 @@ void inspectResponderChain()
     for (const QPointer<QObject> &responder : std::as_const(chain)) {
         QString description;
         QDebug(&description).nospace() << responder.data();
-        qCInfo(lcUi).noquote() << QString(QLatin1Char('\t') + description);
+        qInfo().noquote() << QString(QLatin1Char('\t') + description);
     }
 }
 

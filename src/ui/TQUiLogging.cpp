@@ -1,3 +1,3 @@
 #include "TQUiLogging.h"
 
-Q_LOGGING_CATEGORY(lcUi, "tqkit.ui", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcUi, "tqkit.ui", QtWarningMsg)

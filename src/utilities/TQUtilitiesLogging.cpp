@@ -1,3 +1,3 @@
 #include "TQUtilitiesLogging.h"
 
-Q_LOGGING_CATEGORY(lcUtilities, "tqkit.utilities", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcUtilities, "tqkit.utilities", QtWarningMsg)

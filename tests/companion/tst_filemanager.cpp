@@ -3,6 +3,7 @@
 #include "UWStandardFile.h"
 
 #include <QFile>
+#include <QLoggingCategory>
 #include <QGuiApplication>
 #include <QDataStream>
 #include <QProcess>
@@ -119,6 +120,8 @@ void TestFileManager::initTestCase()
     QIcon::setThemeName(u"Adwaita"_s);
     QVERIFY(m_dir.isValid());
     QVERIFY(sh(m_dir.path(), u"echo x > plain.txt"_s));
+    // Hidden from a host by default; these tests check that the lines are written.
+    QLoggingCategory::setFilterRules(u"tqkit.companion.info=true"_s);
 }
 
 void TestFileManager::loadOperationListsFolders()

@@ -1,3 +1,7 @@
+// These utilities need no widgets, and the test runs on a QGuiApplication: QtTest must not
+// take the application for a QApplication because the library happens to link QtWidgets.
+#undef QT_WIDGETS_LIB
+
 #include "TQAffineTransformOrientationUtilities.h"
 #include "TQAttributedStringUtilities.h"
 #include "TQBezierPathUtilities.h"
