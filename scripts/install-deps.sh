@@ -14,6 +14,8 @@ packages=(
     # Qt 6: widgets, D-Bus, tests; image-format plugins (TIFF, WebP, ...); the offscreen
     # and other platform plugins that tests run widgets on
     qt6-base-dev qt6-base-dev-tools qt6-image-formats-plugins qt6-qpa-plugins
+    # lupdate and lrelease with their CMake functions: the library's translations
+    qt6-l10n-tools qt6-tools-dev
     # image metadata and HEIF
     libexiv2-dev libheif-dev
     # the shared thumbnail cache's PNGs, read and written directly
