@@ -1,0 +1,309 @@
+#include "TQVisibleRowsTracker.h"
+
+#include <QApplication>
+#include <QListView>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QStandardItemModel>
+#include <QTest>
+#include <QTreeView>
+
+#include <functional>
+#include <memory>
+
+using namespace Qt::StringLiterals;
+using Range = TQVisibleRowsTracker::Range;
+
+namespace {
+
+enum class Shape { List, ListHorizontal, Icons, IconsFree, IconsRightToLeft, Tree };
+
+// A flat model of \a count rows, or for a tree 40 folders of 30 files each.
+std::unique_ptr<QStandardItemModel> makeModel(Shape shape, int count)
+{
+    auto model = std::make_unique<QStandardItemModel>();
+    if (shape != Shape::Tree) {
+        for (int row = 0; row < count; ++row)
+            model->appendRow(new QStandardItem(u"file %1.jpg"_s.arg(row)));
+        return model;
+    }
+    for (int folder = 0; folder < 40; ++folder) {
+        auto *item = new QStandardItem(u"folder %1"_s.arg(folder));
+        for (int file = 0; file < 30; ++file)
+            item->appendRow(new QStandardItem(u"file %1.%2"_s.arg(folder).arg(file)));
+        model->appendRow(item);
+    }
+    return model;
+}
+
+std::unique_ptr<QAbstractItemView> makeView(Shape shape)
+{
+    if (shape == Shape::Tree) {
+        auto tree = std::make_unique<QTreeView>();
+        tree->setHeaderHidden(false);
+        return tree;
+    }
+    auto list = std::make_unique<QListView>();
+    list->setUniformItemSizes(true);
+    switch (shape) {
+    case Shape::ListHorizontal:
+        list->setFlow(QListView::LeftToRight);
+        break;
+    case Shape::Icons:
+    case Shape::IconsFree:
+    case Shape::IconsRightToLeft:
+        list->setViewMode(QListView::IconMode);
+        list->setGridSize(QSize(90, 60));
+        list->setMovement(shape == Shape::IconsFree ? QListView::Free : QListView::Static);
+        if (shape == Shape::IconsRightToLeft) {
+            list->setLayoutDirection(Qt::RightToLeft);
+            list->setFlow(QListView::TopToBottom);
+        }
+        break;
+    default:
+        break;
+    }
+    return list;
+}
+
+// Every index the view shows, in display order: the children of expanded rows after their parent.
+QList<QModelIndex> displayOrder(const QAbstractItemView *view)
+{
+    QList<QModelIndex> order;
+    const auto *tree = qobject_cast<const QTreeView *>(view);
+    const auto *list = qobject_cast<const QListView *>(view);
+    std::function<void(const QModelIndex &)> walk = [&](const QModelIndex &parent) {
+        for (int row = 0; row < view->model()->rowCount(parent); ++row) {
+            if ((tree && tree->isRowHidden(row, parent)) || (list && list->isRowHidden(row)))
+                continue;
+            const QModelIndex index = view->model()->index(row, 0, parent);
+            order.append(index);
+            if (tree && tree->isExpanded(index))
+                walk(index);
+        }
+    };
+    walk(view->rootIndex());
+    return order;
+}
+
+// The rows a brute-force look at every item finds on screen, widened by \a margin in display
+// order, as runs of siblings. Hidden rows inside a run are left in, as the tracker does.
+QList<Range> expectedRanges(const QAbstractItemView *view, int margin)
+{
+    const QList<QModelIndex> order = displayOrder(view);
+    const QRect viewport = view->viewport()->rect();
+    qsizetype first = -1;
+    qsizetype last = -1;
+    for (qsizetype i = 0; i < order.size(); ++i) {
+        if (view->visualRect(order.at(i)).intersects(viewport)) {
+            if (first < 0)
+                first = i;
+            last = i;
+        }
+    }
+    QList<Range> ranges;
+    if (first < 0)
+        return ranges;
+    first = std::max<qsizetype>(0, first - margin);
+    last = std::min<qsizetype>(order.size() - 1, last + margin);
+    for (qsizetype i = first; i <= last; ++i) {
+        const QModelIndex &index = order.at(i);
+        if (!ranges.isEmpty() && ranges.last().parent == index.parent() && ranges.last().last < index.row()) {
+            ranges.last().last = index.row();
+            continue;
+        }
+        ranges.append(Range{QPersistentModelIndex(index.parent()), index.row(), index.row()});
+    }
+    return ranges;
+}
+
+void settle(TQVisibleRowsTracker &tracker)
+{
+    QCoreApplication::processEvents();
+    QCoreApplication::processEvents();
+    tracker.update();
+}
+
+void grabIfAsked(QWidget *widget, const QString &name)
+{
+    const QString folder = qEnvironmentVariable("TQKIT_GRAB_DIR");
+    if (!folder.isEmpty())
+        widget->grab().save(folder + u'/' + name + u".png"_s);
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Shape)
+
+class TestVisibleRowsTracker : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void matchesWhatTheViewShows_data();
+    void matchesWhatTheViewShows();
+    void oneSignalPerTurnOfTheEventLoop();
+    void followsTheModel();
+    void followsExpansion();
+};
+
+void TestVisibleRowsTracker::matchesWhatTheViewShows_data()
+{
+    QTest::addColumn<Shape>("shape");
+    QTest::addColumn<int>("scrollTo");
+    QTest::addColumn<int>("margin");
+    QTest::addColumn<QList<int>>("hiddenRows");
+
+    QTest::newRow("a list at the top") << Shape::List << 0 << 0 << QList<int>();
+    QTest::newRow("a list scrolled down, with a margin") << Shape::List << 4000 << 5 << QList<int>();
+    QTest::newRow("a list scrolled to the end, with a margin") << Shape::List << 9999 << 5 << QList<int>();
+    QList<int> everyThird;
+    for (int row = 3900; row < 4100; row += 3)
+        everyThird.append(row);
+    QTest::newRow("a list with every third row hidden") << Shape::List << 4001 << 0 << everyThird;
+    QTest::newRow("a list with a hidden run past the end") << Shape::List << 9990 << 0 << QList<int>{9995, 9996, 9997, 9998, 9999};
+    QTest::newRow("a horizontal list scrolled") << Shape::ListHorizontal << 5000 << 2 << QList<int>();
+    QTest::newRow("an icon grid scrolled") << Shape::Icons << 6000 << 0 << QList<int>();
+    QTest::newRow("an icon grid scrolled, with a margin") << Shape::Icons << 6000 << 12 << QList<int>();
+    QTest::newRow("an icon grid with free movement") << Shape::IconsFree << 300 << 3 << QList<int>();
+    QTest::newRow("columns of icons, right to left") << Shape::IconsRightToLeft << 5000 << 0 << QList<int>();
+    QTest::newRow("a tree with folders open, scrolled") << Shape::Tree << 5 + 31 * 3 + 28 << 0 << QList<int>();
+    QTest::newRow("a tree with folders open, with a margin") << Shape::Tree << 5 + 31 * 3 + 28 << 40 << QList<int>();
+}
+
+void TestVisibleRowsTracker::matchesWhatTheViewShows()
+{
+    QFETCH(Shape, shape);
+    QFETCH(int, scrollTo);
+    QFETCH(int, margin);
+    QFETCH(QList<int>, hiddenRows);
+
+    const int count = shape == Shape::IconsFree ? 600 : 10000;
+    const std::unique_ptr<QStandardItemModel> model = makeModel(shape, count);
+    const std::unique_ptr<QAbstractItemView> view = makeView(shape);
+    view->setModel(model.get());
+    view->resize(420, 300);
+    auto *list = qobject_cast<QListView *>(view.get());
+    auto *tree = qobject_cast<QTreeView *>(view.get());
+    for (const int row : hiddenRows)
+        list->setRowHidden(row, true);
+    if (tree) {
+        for (int folder = 5; folder < 12; ++folder)
+            tree->expand(model->index(folder, 0));
+    }
+    TQVisibleRowsTracker tracker(view.get());
+    tracker.setMargin(margin);
+    view->show();
+    QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+
+    QModelIndex target = model->index(scrollTo, 0);
+    if (tree)
+        target = displayOrder(tree).at(scrollTo);
+    view->scrollTo(target, QAbstractItemView::PositionAtCenter);
+    settle(tracker);
+    grabIfAsked(view.get(), QString::fromLatin1(QTest::currentDataTag()));
+
+    const QList<Range> expected = expectedRanges(view.get(), margin);
+    QVERIFY(!expected.isEmpty());
+    if (scrollTo > 0)
+        QVERIFY2(expected.first().first > 0 || expected.first().parent.isValid(), "the view did not scroll");
+    QCOMPARE(tracker.ranges(), expected);
+    QVERIFY(tracker.isVisible(model->index(expected.first().first, 0, expected.first().parent)));
+    QVERIFY(!tracker.isVisible(model->index(0, 0)) || expected.first().first == 0);
+}
+
+void TestVisibleRowsTracker::oneSignalPerTurnOfTheEventLoop()
+{
+    const std::unique_ptr<QStandardItemModel> model = makeModel(Shape::List, 2000);
+    QListView view;
+    view.setModel(model.get());
+    view.resize(300, 200);
+    TQVisibleRowsTracker tracker(&view);
+    view.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&view));
+    settle(tracker);
+
+    QSignalSpy changed(&tracker, &TQVisibleRowsTracker::visibleRowsChanged);
+    for (int step = 1; step <= 20; ++step)
+        view.verticalScrollBar()->setValue(step * 10);
+    view.resize(300, 260);
+    model->insertRow(0, new QStandardItem(u"new"_s));
+    tracker.setMargin(3);
+    QCOMPARE(changed.count(), 0);
+    QTRY_COMPARE(changed.count(), 1);
+    for (int turn = 0; turn < 5; ++turn)
+        QCoreApplication::processEvents();
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(tracker.ranges(), expectedRanges(&view, 3));
+
+    // Nothing changed: no signal.
+    tracker.refresh();
+    for (int turn = 0; turn < 5; ++turn)
+        QCoreApplication::processEvents();
+    QCOMPARE(changed.count(), 1);
+}
+
+void TestVisibleRowsTracker::followsTheModel()
+{
+    const std::unique_ptr<QStandardItemModel> model = makeModel(Shape::List, 500);
+    QListView view;
+    view.setModel(model.get());
+    view.resize(300, 200);
+    TQVisibleRowsTracker tracker(&view);
+    view.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&view));
+    view.scrollTo(model->index(250, 0), QAbstractItemView::PositionAtTop);
+    settle(tracker);
+    const QList<Range> before = tracker.ranges();
+    QCOMPARE(before, expectedRanges(&view, 0));
+
+    // Rows inserted off screen leave the row numbers alone but move the items under them.
+    QSignalSpy changed(&tracker, &TQVisibleRowsTracker::visibleRowsChanged);
+    model->insertRows(0, 3);
+    QVERIFY(changed.wait());
+    QCOMPARE(tracker.ranges(), expectedRanges(&view, 0));
+
+    model->removeRows(0, model->rowCount());
+    QVERIFY(changed.wait());
+    QVERIFY(tracker.ranges().isEmpty());
+    QCOMPARE(tracker.firstRow(), -1);
+
+    // A new model set on the view, announced by refresh().
+    const std::unique_ptr<QStandardItemModel> other = makeModel(Shape::List, 50);
+    view.setModel(other.get());
+    tracker.refresh();
+    QVERIFY(changed.wait());
+    QCOMPARE(tracker.ranges(), expectedRanges(&view, 0));
+    QCOMPARE(tracker.firstRow(), 0);
+    other->removeRow(0);
+    QVERIFY(changed.wait());
+}
+
+void TestVisibleRowsTracker::followsExpansion()
+{
+    const std::unique_ptr<QStandardItemModel> model = makeModel(Shape::Tree, 0);
+    QTreeView view;
+    view.setModel(model.get());
+    view.resize(300, 900);
+    TQVisibleRowsTracker tracker(&view);
+    view.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&view));
+    settle(tracker);
+    QCOMPARE(tracker.ranges().size(), 1);
+    const int lastFolder = tracker.lastRow();
+
+    QSignalSpy changed(&tracker, &TQVisibleRowsTracker::visibleRowsChanged);
+    view.expand(model->index(2, 0));
+    QVERIFY(changed.wait());
+    grabIfAsked(&view, u"tree-expanded"_s);
+    const QList<Range> ranges = tracker.ranges();
+    QCOMPARE(ranges, expectedRanges(&view, 0));
+    QCOMPARE(ranges.size(), 3);
+    QCOMPARE(ranges.at(1).parent, QPersistentModelIndex(model->index(2, 0)));
+    QCOMPARE(tracker.firstRow(), 0);
+    QVERIFY(tracker.lastRow() < lastFolder);
+    QVERIFY(tracker.isVisible(model->index(0, 0, model->index(2, 0))));
+}
+
+QTEST_MAIN(TestVisibleRowsTracker)
+#include "tst_visiblerowstracker.moc"
