@@ -1,0 +1,78 @@
+#pragma once
+
+// How long the event loop of a Qt program goes without turning: a precise timer asks to run
+// every millisecond, and each time it runs the gap since its last run is recorded. A gap much
+// longer than the interval is time the loop spent in something else (a slot, a paint, a
+// callback). The figure a browser cares about is the longest gap while it works: under 16 ms
+// means no frame was missed.
+//
+// Use on the thread whose loop is measured: start(), run the work through that loop, stop(),
+// then read the figures. Benchmarks only; never a basis for a test's verdict.
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QTimer>
+
+#include <algorithm>
+#include <vector>
+
+class LatencyProbe : public QObject
+{
+public:
+    explicit LatencyProbe(QObject *parent = nullptr)
+        : QObject(parent)
+    {
+        m_timer.setTimerType(Qt::PreciseTimer);
+        m_timer.setInterval(1);
+        connect(&m_timer, &QTimer::timeout, this, [this] {
+            const qint64 now = m_clock.nsecsElapsed();
+            m_gaps.push_back(now - m_last);
+            m_last = now;
+        });
+    }
+
+    void start()
+    {
+        m_gaps.clear();
+        m_clock.start();
+        m_last = 0;
+        m_timer.start();
+    }
+
+    void stop()
+    {
+        m_timer.stop();
+        // The stretch since the last tick counts too: the work may have ended the run blocked.
+        m_gaps.push_back(m_clock.nsecsElapsed() - m_last);
+    }
+
+    double longestMs() const
+    {
+        return m_gaps.empty() ? 0 : *std::max_element(m_gaps.begin(), m_gaps.end()) / 1e6;
+    }
+
+    // The gap that \a fraction of the gaps do not exceed (0.99 for the 99th percentile).
+    double percentileMs(double fraction) const
+    {
+        if (m_gaps.empty())
+            return 0;
+        std::vector<qint64> sorted = m_gaps;
+        const size_t at = std::min(sorted.size() - 1, size_t(fraction * double(sorted.size())));
+        std::nth_element(sorted.begin(), sorted.begin() + qsizetype(at), sorted.end());
+        return sorted[at] / 1e6;
+    }
+
+    int gapsLongerThan(double milliseconds) const
+    {
+        return int(std::count_if(m_gaps.begin(), m_gaps.end(),
+                                 [&](qint64 gap) { return gap > qint64(milliseconds * 1e6); }));
+    }
+
+    int ticks() const { return int(m_gaps.size()); }
+
+private:
+    QTimer m_timer;
+    QElapsedTimer m_clock;
+    qint64 m_last = 0;
+    std::vector<qint64> m_gaps;
+};
