@@ -2,6 +2,7 @@
 
 #include "TQExiv2_p.h"
 #include "TQHeifInput_p.h"
+#include "TQImageSegments_p.h"
 #include "TQPlatformLogging.h"
 #include "TQRegularFile_p.h"
 
@@ -41,6 +42,8 @@ namespace {
 constexpr quint16 OrientationTag = 0x0112;
 constexpr qint64 CopyChunk = 1 << 20;
 constexpr qint64 MaxExiv2Size = qint64(1) << 30;
+// Segments in front of a JPEG's first scan; real files have a few dozen.
+constexpr int MaxSegments = 1 << 16;
 
 // Failures travel as this one exception from wherever they are noticed up to
 // writeOrientation(), whose locals (descriptors, the temporary copy) clean up on the way.
@@ -93,6 +96,7 @@ class Reader
 public:
     Reader(int fd, qint64 size, const QString &path) : m_fd(fd), m_size(size), m_path(path) {}
 
+    int fd() const { return m_fd; }
     qint64 size() const { return m_size; }
     const QString &path() const { return m_path; }
 
@@ -326,103 +330,51 @@ struct Layout
     Ranges imageData;
 };
 
-// A window over the file for the byte-by-byte walk through a JPEG's entropy-coded data.
-class Window
-{
-public:
-    explicit Window(const Reader &reader) : r(reader) {}
-
-    int at(qint64 pos)
-    {
-        if (pos >= r.size())
-            return -1;
-        if (pos < m_start || pos >= m_start + m_buffer.size()) {
-            m_buffer.resize(std::min<qint64>(CopyChunk, r.size() - pos));
-            r.read(pos, m_buffer.data(), m_buffer.size());
-            m_start = pos;
-        }
-        return uchar(m_buffer.at(pos - m_start));
-    }
-
-    // The next 0xFF at or after pos, or -1.
-    qint64 nextFF(qint64 pos)
-    {
-        while (at(pos) >= 0) {
-            const char *from = m_buffer.constData() + (pos - m_start);
-            const qint64 left = m_buffer.size() - (pos - m_start);
-            if (const void *hit = std::memchr(from, 0xff, size_t(left)))
-                return pos + (static_cast<const char *>(hit) - from);
-            pos += left;
-        }
-        return -1;
-    }
-
-private:
-    const Reader &r;
-    QByteArray m_buffer;
-    qint64 m_start = 0;
-};
-
 // The segments up to the first scan, then the scan data up to EOI. Requiring the EOI is
 // what tells a complete JPEG from one cut off in the middle of its picture.
+// What a walk that ended on damage means for a rewrite: a file that can't be read is an I/O
+// fault, anything else a file that isn't whole.
+[[noreturn]] void walkRefused(const Reader &r, TQImageSegments::Stop stop, const char *format)
+{
+    if (stop == TQImageSegments::Stop::ReadFailed)
+        refuse(Result::IoError, quoted(r.path()) + u" can't be read, or became shorter while it was read"_s);
+    r.corrupt(u"its %1 structure ends early: "_s.arg(QLatin1StringView(format))
+              + QLatin1StringView(TQImageSegments::describe(stop)));
+}
+
 Layout inspectJpeg(const Reader &r)
 {
     Layout layout;
     layout.format = Format::Jpeg;
-    Window w(r);
-    qint64 pos = 2;
-    qint64 scanEnd = -1;
+    // Every segment is at least four bytes, so the walk is bounded by the file; the budget
+    // only keeps a file of nothing but tiny segments from costing more than a real one could.
+    TQImageSegments::JpegWalker walker(r.fd(), r.size(), MaxSegments);
+    TQImageSegments::Block segment;
     bool seenExif = false;
-    for (;;) {
-        if (w.at(pos) != 0xff)
-            r.corrupt(u"a JPEG segment doesn't start with a marker"_s);
-        while (w.at(pos + 1) == 0xff)
-            ++pos;
-        const int marker = w.at(pos + 1);
-        if (marker < 0 || marker == 0xd9)
-            r.corrupt(u"it ends before its picture data"_s);
-        if (marker == 0x01 || (marker >= 0xd0 && marker <= 0xd8)) {
-            pos += 2;
-            continue;
-        }
-        uchar head[16] = {};
-        r.read(pos, head, std::min<qint64>(sizeof head, r.size() - pos));
-        const qint64 length = head[2] << 8 | head[3];
-        if (length < 2 || pos + 2 + length > r.size())
-            r.corrupt(u"a JPEG segment runs past the end of the file"_s);
-        const qint64 end = pos + 2 + length;
-        if (marker == 0xe1 && length >= 16 && !seenExif && std::memcmp(head + 4, "Exif\0\0", 6) == 0) {
+    while (walker.next(&segment)) {
+        uchar head[6] = {};
+        if (segment.marker == 0xe1 || segment.marker == 0xe2)
+            r.read(segment.dataOffset, head, std::min<qint64>(sizeof head, segment.dataLength));
+        if (segment.marker == 0xe1 && segment.dataLength >= 14 && !seenExif && std::memcmp(head, "Exif\0\0", 6) == 0) {
             seenExif = true; // readers take the first Exif segment; so do we
-            const Tiff exif(r, pos + 10, end);
+            const Tiff exif(r, segment.dataOffset + 6, segment.end);
             layout.bigEndian = exif.bigEndian();
             exif.findOrientation(&layout.patchAt, &layout.current);
-        } else if (marker == 0xe2 && length >= 6 && std::memcmp(head + 4, "MPF\0", 4) == 0) {
+        } else if (segment.marker == 0xe2 && segment.dataLength >= 4 && std::memcmp(head, "MPF\0", 4) == 0) {
             layout.jpegMpf = true;
-        } else if (marker == 0xda) {
-            layout.imageData.emplace_back(pos, r.size() - pos);
-            scanEnd = end;
-            break;
+        } else if (segment.marker == 0xda) {
+            layout.imageData.emplace_back(segment.offset, r.size() - segment.offset);
         }
-        pos = end;
     }
-    // In scan data a 0xFF is followed by 0x00 (a stuffed byte), a restart marker, or, in a
-    // progressive file, a table or the next scan's header, which carry their own lengths.
-    for (qint64 p = w.nextFF(scanEnd); p >= 0; p = w.nextFF(p)) {
-        const int marker = w.at(p + 1);
-        if (marker == 0xd9)
-            return layout;
-        if (marker == 0x00 || marker == 0xff || (marker >= 0xd0 && marker <= 0xd7)) {
-            p += marker == 0xff ? 1 : 2;
-            continue;
-        }
-        if (marker < 0)
-            break;
-        const int hi = w.at(p + 2), lo = w.at(p + 3);
-        if (hi < 0 || lo < 0 || (hi << 8 | lo) < 2)
-            break;
-        p += 2 + (hi << 8 | lo);
+    if (walker.stop() != TQImageSegments::Stop::StartOfScan)
+        walkRefused(r, walker.stop(), "JPEG");
+    // Requiring the EOI is what tells a complete JPEG from one cut off in its picture data.
+    if (walker.endOfImage(segment.end) < 0) {
+        if (walker.readFailed())
+            walkRefused(r, TQImageSegments::Stop::ReadFailed, "JPEG");
+        r.corrupt(u"its picture data is cut short (no end-of-image marker)"_s);
     }
-    r.corrupt(u"its picture data is cut short (no end-of-image marker)"_s);
+    return layout;
 }
 
 constexpr std::array<quint32, 256> crcTable()
@@ -453,40 +405,42 @@ Layout inspectPng(const Reader &r)
     Layout layout;
     layout.format = Format::Png;
     bool textExif = false;
-    for (qint64 pos = 8;; ) {
-        uchar head[8];
-        r.read(pos, head, 8);
-        const quint32 length = get32(head, true);
-        const QByteArray type(reinterpret_cast<const char *>(head + 4), 4);
-        if (length > 0x7fffffffu || pos + 12 + qint64(length) > r.size())
-            r.corrupt(u"a PNG chunk runs past the end of the file"_s);
+    // IDAT chunks are walked too (their bytes are compared after a rewrite), so the budget is
+    // only the file: every chunk takes at least twelve bytes of it.
+    TQImageSegments::PngWalker walker(r.fd(), r.size(), 8, INT_MAX);
+    TQImageSegments::Block chunk;
+    while (walker.next(&chunk)) {
+        const qint64 pos = chunk.offset;
+        const qint64 length = chunk.dataLength;
+        const QByteArrayView type = chunk.typeName();
         if (pos == 8 && type != "IHDR")
             r.corrupt(u"it doesn't start with an IHDR chunk"_s);
         if (type == "IEND")
             break;
         if (type.at(0) >= 'A' && type.at(0) <= 'Z')
-            layout.imageData.emplace_back(pos + 4, qint64(length) + 4); // type and data
+            layout.imageData.emplace_back(pos + 4, length + 4); // type and data
         if (type == "eXIf" && layout.pngChunk < 0) {
-            QByteArray chunk(qint64(length) + 8, '\0');
-            r.read(pos + 4, chunk.data(), chunk.size());
-            const auto *crc = reinterpret_cast<const uchar *>(chunk.constData()) + 4 + length;
-            const qint64 skip = length >= 6 && std::memcmp(chunk.constData() + 4, "Exif\0\0", 6) == 0 ? 6 : 0;
+            QByteArray data(length + 8, '\0');
+            r.read(pos + 4, data.data(), data.size());
+            const auto *crc = reinterpret_cast<const uchar *>(data.constData()) + 4 + length;
+            const qint64 skip = length >= 6 && std::memcmp(data.constData() + 4, "Exif\0\0", 6) == 0 ? 6 : 0;
             const Tiff exif(r, pos + 8 + skip, pos + 8 + length);
             layout.bigEndian = exif.bigEndian();
             exif.findOrientation(&layout.patchAt, &layout.current);
             // A chunk whose CRC is already wrong is not ours to "repair" silently.
-            if (crc32(chunk.left(4 + length)) != get32(crc, true))
+            if (crc32(data.left(4 + length)) != get32(crc, true))
                 layout.patchAt.clear();
             layout.pngChunk = pos;
-            layout.pngChunkLength = length;
+            layout.pngChunkLength = quint32(length);
         } else if (type == "tEXt" || type == "zTXt" || type == "iTXt") {
-            QByteArray keyword(std::min<quint32>(length, 22), '\0');
+            QByteArray keyword(std::min<qint64>(length, 22), '\0');
             r.read(pos + 8, keyword.data(), keyword.size());
             textExif = textExif || keyword.startsWith("Raw profile type exif")
                     || keyword.startsWith("Raw profile type APP1");
         }
-        pos += 12 + qint64(length);
     }
+    if (walker.stop() != TQImageSegments::Stop::EndChunk)
+        walkRefused(r, walker.stop(), "PNG");
     if (textExif) {
         // exiv2 reads both and writes one; patching the eXIf alone would leave two answers.
         layout.patchAt.clear();

@@ -2,6 +2,7 @@
 
 #include "TQExiv2_p.h"
 #include "TQHeifInput_p.h"
+#include "TQImageSegments_p.h"
 #include "TQPlatformLogging.h"
 #include "TQRegularFile_p.h"
 
@@ -627,32 +628,19 @@ void readJpeg(Source &file, QVariantMap &props)
     std::map<int, QByteArray> iccChunks;
     QVariantMap jfif;
     bool progressive = false;
-    qint64 pos = 2;
     // Metadata can only be in the segments in front of the first scan: the walk ends at the
-    // start of scan (or at anything that is not a marker), however large the file is.
-    for (int segments = 0; segments < MaxBlocks; ++segments) {
-        const QByteArray head = file.peek(pos, 4);
-        if (head.size() < 2 || uchar(head[0]) != 0xff)
-            break;
-        const int marker = uchar(head[1]);
-        if (marker == 0xff) {
-            ++pos;
-            continue;
-        }
-        if (marker == 0x01 || (marker >= 0xd0 && marker <= 0xd8)) {
-            pos += 2;
-            continue;
-        }
-        if (marker == 0xd9 || marker == 0xda || head.size() < 4)
-            break;
-        const qint64 length = be16(head.constData() + 2);
-        if (length < 2)
+    // start of scan (or at anything that is not a segment), however large the file is.
+    TQImageSegments::JpegWalker walker(file.file().fd(), file.size(), MaxBlocks);
+    TQImageSegments::Block segment;
+    while (walker.next(&segment)) {
+        const int marker = segment.marker;
+        if (marker == 0xda)
             break;
         const bool sof = marker >= 0xc0 && marker <= 0xcf && marker != 0xc4 && marker != 0xc8 && marker != 0xcc;
         if (sof || marker == 0xe0 || marker == 0xe1 || marker == 0xe2 || marker == 0xed) {
-            const QByteArray data = file.block(pos + 4, length - 2);
+            const QByteArray data = file.block(segment.dataOffset, segment.dataLength);
             if (data.isNull())
-                break; // cut short: keep what came before
+                break; // cut short or over budget: keep what came before
             const char *d = data.constData();
             if (sof && data.size() >= 6 && !props.contains(u"PixelWidth"_s)) {
                 progressive = marker == 0xc2 || marker == 0xc6 || marker == 0xca || marker == 0xce;
@@ -673,8 +661,10 @@ void readJpeg(Source &file, QVariantMap &props)
                 photoshop += data.mid(14);
             }
         }
-        pos += 2 + length;
     }
+    if (walker.stop() != TQImageSegments::Stop::StartOfScan)
+        qCDebug(lcPlatform) << "stopped reading the segments of" << file.path() << ":"
+                            << TQImageSegments::describe(walker.stop());
     if (!props.contains(u"PixelWidth"_s))
         return; // no frame header: not a JPEG we can say anything true about
     if (!jfif.isEmpty()) {
@@ -716,13 +706,6 @@ QByteArray rawProfile(const QByteArray &text)
     return QByteArray::fromHex(hex.first(2 * length));
 }
 
-bool isChunkType(const QByteArray &type)
-{
-    return type.size() == 4 && std::all_of(type.begin(), type.end(), [](char c) {
-               return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-           });
-}
-
 bool readPng(Source &file, QVariantMap &props)
 {
     const QByteArray ihdr = file.peek(8, 25);
@@ -746,19 +729,17 @@ bool readPng(Source &file, QVariantMap &props)
 
     // The chunks in front of the picture data; a length the file can't hold, or a chunk that
     // is no chunk (as in a hole of a sparse file), ends the walk.
-    qint64 pos = 33;
-    for (int chunks = 0; chunks < MaxBlocks && pos < MaxScanOffset; ++chunks) {
-        const QByteArray head = file.peek(pos, 8);
-        if (head.size() < 8)
-            break;
-        const qint64 length = be32(head.constData());
-        const QByteArray type = head.mid(4);
-        if (!isChunkType(type) || type == "IDAT" || type == "IEND" || length > file.size() - pos - 12)
+    TQImageSegments::PngWalker walker(file.file().fd(), file.size(), 33, MaxBlocks, MaxScanOffset);
+    TQImageSegments::Block chunk;
+    while (walker.next(&chunk)) {
+        const QByteArrayView type = chunk.typeName();
+        const qint64 length = chunk.dataLength;
+        if (type == "IDAT" || type == "IEND")
             break;
         const bool wanted = type == "pHYs" || type == "tRNS" || type == "iCCP" || type == "gAMA" || type == "sRGB"
                 || type == "eXIf" || type == "tEXt" || type == "zTXt" || type == "iTXt";
         if (wanted && length <= MaxBlock) {
-            const QByteArray data = file.block(pos + 8, length);
+            const QByteArray data = file.block(chunk.dataOffset, length);
             if (data.isNull())
                 break;
             const char *d = data.constData();
@@ -824,7 +805,6 @@ bool readPng(Source &file, QVariantMap &props)
                 }
             }
         }
-        pos += 12 + length;
     }
     setPixels(props, colour == 3 ? 8 : depth, gray ? u"Gray"_s : u"RGB"_s, alpha);
     props.insert(u"{PNG}"_s, png);

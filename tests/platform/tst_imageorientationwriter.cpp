@@ -251,6 +251,8 @@ private slots:
     void theCopyIsNamedOnlyWhenComplete();
     void otherHardLinksKeepTheOldContent();
     void namesThatAreNotUtf8();
+    void chunksThatAreNoChunksAreNotRewritten_data();
+    void chunksThatAreNoChunksAreNotRewritten();
 };
 
 void TestImageOrientationWriter::initTestCase()
@@ -659,6 +661,35 @@ void TestImageOrientationWriter::namesThatAreNotUtf8()
     QCOMPARE(readOrientation(native), 3);
     QVERIFY(::unlink(native.constData()) == 0); // QDir sees no such name, so neither would the cleanup
     QCOMPARE(folderEntries(root.path()), QStringList());
+}
+
+// The properties reader stops at a chunk whose type is no chunk type; the writer, walking the
+// same structure, must not take such a file for whole and rewrite it.
+void TestImageOrientationWriter::chunksThatAreNoChunksAreNotRewritten_data()
+{
+    QTest::addColumn<QByteArray>("inserted"); // right after IHDR
+
+    QByteArray digits = QByteArray::fromHex("00000004") + "1234" + QByteArray::fromHex("0000000000000000");
+    QTest::newRow("a chunk typed with digits") << digits;
+    // Zeros read as empty chunks of type 0: a hole in a sparse file, twelve bytes at a time.
+    QTest::newRow("a hole of zeros as long as 5000 empty chunks") << QByteArray(12 * 5000, '\0');
+}
+
+void TestImageOrientationWriter::chunksThatAreNoChunksAreNotRewritten()
+{
+    QFETCH(QByteArray, inserted);
+    const QTemporaryDir root;
+    const QString path = root.filePath(u"damaged.png"_s);
+    QVERIFY(makePicture(path, u"png-exif"_s, 1));
+    QByteArray bytes = readAll(path);
+    QCOMPARE(bytes.mid(12, 4), "IHDR"_ba);
+    bytes.insert(33, inserted);
+    QVERIFY(writeFile(path, bytes));
+
+    QString error;
+    QCOMPARE(writeOrientation(path, 6, &error), Result::Corrupt);
+    QVERIFY2(error.contains(path), qPrintable(error));
+    QCOMPARE(readAll(path), bytes);
 }
 
 QTEST_GUILESS_MAIN(TestImageOrientationWriter)

@@ -528,6 +528,34 @@ private slots:
         QCOMPARE(inBoundedChild([&] { return keysOf(propertiesOfFile(file(name))); }), keys);
     }
 
+    // Fill bytes and markers without a length may stand anywhere between segments, any
+    // number of them: they are padding, not blocks, and a budget of blocks must not end the
+    // walk before the frame header.
+    void readsThroughPadding_data()
+    {
+        QTest::addColumn<QByteArray>("padding"); // right after SOI
+        QTest::newRow("5000 fill bytes") << QByteArray(5000, '\xff');
+        QByteArray temporaries;
+        for (int i = 0; i < 5000; ++i)
+            temporaries += QByteArray("\xff\x01", 2);
+        QTest::newRow("5000 TEM markers") << temporaries;
+        QByteArray restarts;
+        for (int i = 0; i < 3000; ++i)
+            restarts += QByteArray("\xff\xff\xff", 3) + char(0xd0 + i % 8);
+        QTest::newRow("3000 restart markers behind fill bytes") << restarts;
+    }
+
+    void readsThroughPadding()
+    {
+        QFETCH(QByteArray, padding);
+        QByteArray jpeg = contents(file(u"camera.jpg"_s));
+        const QVariantMap unpadded = propertiesOfFile(file(u"camera.jpg"_s));
+        QVERIFY(unpadded.contains(u"PixelWidth"_s) && unpadded.contains(u"{TIFF}"_s));
+        jpeg.insert(2, padding);
+        QVERIFY(writeFile(file(u"padded.jpg"_s), jpeg));
+        QCOMPARE(propertiesOfFile(file(u"padded.jpg"_s)), unpadded);
+    }
+
     // An 8 GiB file of holes, with or without a real header in front: metadata is looked for
     // only where it can be, so the reader answers without walking the holes.
     void boundsSparseFiles_data()
