@@ -3,6 +3,8 @@
 #include <QHash>
 #include <QReadWriteLock>
 
+#include <utility>
+
 namespace {
 
 struct ReferenceTypes
@@ -21,7 +23,7 @@ ReferenceTypes &referenceTypes()
 
 TQKeyValueCoding::~TQKeyValueCoding() = default;
 
-const TQStringUtilities::FinderStyleSortKey *TQKeyValueCoding::nameSortKeyForKey(QStringView key) const
+const TQNameOrder::SortKey *TQKeyValueCoding::nameSortKeyForKey(QStringView key) const
 {
     Q_UNUSED(key);
     return nullptr;
@@ -49,20 +51,80 @@ const TQKeyValueCoding *TQKeyValueCoding::objectInValue(const QVariant &value)
     return found == types.extractors.cend() ? nullptr : (*found)(value);
 }
 
+TQKeyValueSubject::TQKeyValueSubject(const QVariantMap &map)
+    : m_holder(map)
+{
+}
+
 TQKeyValueSubject::TQKeyValueSubject(const QVariant &value)
 {
-    if (value.metaType() == QMetaType::fromType<QVariantMap>())
-        m_map = static_cast<const QVariantMap *>(value.constData());
-    else
-        m_object = TQKeyValueCoding::objectInValue(value);
+    if (value.metaType() == QMetaType::fromType<QVariantMap>()) {
+        m_holder = value;
+    } else if (TQKeyValueCoding::objectInValue(value)) {
+        m_holder = value;
+        m_objectInHolder = true;
+        rebind();
+    }
+}
+
+TQKeyValueSubject::TQKeyValueSubject(const TQKeyValueSubject &other)
+    : m_object(other.m_object)
+    , m_owner(other.m_owner)
+    , m_holder(other.m_holder)
+    , m_objectInHolder(other.m_objectInHolder)
+{
+    rebind();
+}
+
+TQKeyValueSubject::TQKeyValueSubject(TQKeyValueSubject &&other) noexcept
+    : m_object(std::exchange(other.m_object, nullptr))
+    , m_owner(std::move(other.m_owner))
+    , m_holder(std::move(other.m_holder))
+    , m_objectInHolder(std::exchange(other.m_objectInHolder, false))
+{
+    rebind();
+}
+
+TQKeyValueSubject &TQKeyValueSubject::operator=(const TQKeyValueSubject &other)
+{
+    if (this != &other) {
+        m_object = other.m_object;
+        m_owner = other.m_owner;
+        m_holder = other.m_holder;
+        m_objectInHolder = other.m_objectInHolder;
+        rebind();
+    }
+    return *this;
+}
+
+TQKeyValueSubject &TQKeyValueSubject::operator=(TQKeyValueSubject &&other) noexcept
+{
+    if (this != &other) {
+        m_object = std::exchange(other.m_object, nullptr);
+        m_owner = std::move(other.m_owner);
+        m_holder = std::move(other.m_holder);
+        m_objectInHolder = std::exchange(other.m_objectInHolder, false);
+        rebind();
+    }
+    return *this;
+}
+
+TQKeyValueSubject::~TQKeyValueSubject() = default;
+
+void TQKeyValueSubject::rebind()
+{
+    // A QVariant keeps a small value inside itself, so the object of a copied holder may
+    // sit at a new address; a shared pointer's object does not move, but asking costs little.
+    if (m_objectInHolder)
+        m_object = TQKeyValueCoding::objectInValue(m_holder);
 }
 
 QVariant TQKeyValueSubject::valueForKey(QStringView key) const
 {
     if (m_object)
         return m_object->valueForKey(key);
-    if (m_map)
-        return m_map->value(key.toString());
+    if (const QVariantMap *values = map())
+        return values->value(key.toString());
     return {};
 }
 
@@ -71,7 +133,5 @@ QVariant TQKeyValueSubject::valueForKeyPath(QStringView keyPath) const
     const qsizetype dot = keyPath.indexOf(u'.');
     if (dot < 0)
         return valueForKey(keyPath);
-    // The step's value must outlive the subject made from it.
-    const QVariant step = valueForKey(keyPath.left(dot));
-    return TQKeyValueSubject(step).valueForKeyPath(keyPath.mid(dot + 1));
+    return TQKeyValueSubject(valueForKey(keyPath.left(dot))).valueForKeyPath(keyPath.mid(dot + 1));
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tqkit_export.h"
-#include "TQStringUtilities.h"
+#include "TQNameOrder.h"
 
 #include <QMetaType>
 #include <QStringView>
@@ -44,7 +44,7 @@ public:
         key belongs to the object and stays valid until that value changes or the object
         goes; a sort reads it while it runs.
     */
-    virtual const TQStringUtilities::FinderStyleSortKey *nameSortKeyForKey(QStringView key) const;
+    virtual const TQNameOrder::SortKey *nameSortKeyForKey(QStringView key) const;
 
     /*!
         A hint that valueForKey(\a key) will be asked for soon: an object whose values live
@@ -87,12 +87,17 @@ protected:
     \class TQKeyValueSubject
     \brief Where a key path starts: an object that answers valueForKey(), or a QVariantMap.
 
-    A light, non-owning handle: the object or map it was made from must outlive it. Made
-    implicitly from a pointer or shared pointer to a TQKeyValueCoding object, a QVariantMap,
-    or a QVariant holding either (a null subject otherwise, whose every value is null).
+    Made implicitly from a pointer or shared pointer to a TQKeyValueCoding object, a
+    QVariantMap, or a QVariant holding either (a null subject otherwise, whose every value is
+    null). A subject keeps alive what it was made from, so one made from a temporary map,
+    shared pointer or QVariant stays valid: it shares the map (implicitly shared, no deep
+    copy), holds a reference to the shared object, and keeps a copy of the QVariant. Only a
+    plain pointer is borrowed: that object must outlive the subject.
 
     A key path is a list of keys joined by "."; each key but the last must lead to an object
     or a map. A missing step gives a null value, never an error.
+
+    A value; reading it is reentrant, like the object it reads.
 */
 class TQKIT_EXPORT TQKeyValueSubject
 {
@@ -106,17 +111,28 @@ public:
         requires std::is_base_of_v<TQKeyValueCoding, T>
     TQKeyValueSubject(const std::shared_ptr<T> &object)
         : m_object(object.get())
+        , m_owner(object)
     {
     }
-    TQKeyValueSubject(const QVariantMap &map)
-        : m_map(&map)
-    {
-    }
+    TQKeyValueSubject(const QVariantMap &map);
     TQKeyValueSubject(const QVariant &value);
+    TQKeyValueSubject(const TQKeyValueSubject &other);
+    TQKeyValueSubject(TQKeyValueSubject &&other) noexcept;
+    TQKeyValueSubject &operator=(const TQKeyValueSubject &other);
+    TQKeyValueSubject &operator=(TQKeyValueSubject &&other) noexcept;
+    ~TQKeyValueSubject();
 
-    bool isNull() const { return !m_object && !m_map; }
+    bool isNull() const { return !m_object && !map(); }
+    //! The object that answers; valid as long as this subject (or, for a subject made from a
+    //! plain pointer, the object itself).
     const TQKeyValueCoding *object() const { return m_object; }
-    const QVariantMap *map() const { return m_map; }
+    //! The map that answers; valid as long as this subject.
+    const QVariantMap *map() const
+    {
+        return m_holder.metaType() == QMetaType::fromType<QVariantMap>()
+                ? static_cast<const QVariantMap *>(m_holder.constData())
+                : nullptr;
+    }
 
     //! The value of the single key \a key.
     QVariant valueForKey(QStringView key) const;
@@ -124,6 +140,13 @@ public:
     QVariant valueForKeyPath(QStringView keyPath) const;
 
 private:
+    void rebind();
+
     const TQKeyValueCoding *m_object = nullptr;
-    const QVariantMap *m_map = nullptr;
+    // Keeps a shared object alive.
+    std::shared_ptr<const TQKeyValueCoding> m_owner;
+    // A map, or a value holding an object; m_object then points at what m_holder holds, which
+    // a copy of the QVariant may hold elsewhere, so it is looked up again on every copy.
+    QVariant m_holder;
+    bool m_objectInHolder = false;
 };

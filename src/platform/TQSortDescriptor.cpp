@@ -5,7 +5,7 @@
 #include <cmath>
 #include <vector>
 
-using TQStringUtilities::FinderStyleSortKey;
+using FinderStyleSortKey = TQNameOrder::SortKey;
 
 class TQSortDescriptorData : public QSharedData
 {
@@ -25,25 +25,18 @@ int sign(int value)
 }
 
 // The object and key at the end of a key path: name order asks that object for the sort key
-// it keeps. The intermediate values are held so that the object stays alive.
+// it keeps. The subject holds the intermediate value, so the object stays alive with it.
 struct PathEnd
 {
     TQKeyValueSubject subject;
     QString key;
-    QVariant holder;
 };
 
 PathEnd walk(const TQKeyValueSubject &start, const QStringList &components)
 {
-    PathEnd end{start, components.constLast(), {}};
-    if (components.size() == 1)
-        return end;
-    for (qsizetype i = 0; i + 1 < components.size(); ++i) {
-        end.holder = end.subject.valueForKey(components.at(i));
-        end.subject = TQKeyValueSubject(end.holder);
-        if (end.subject.isNull())
-            break;
-    }
+    PathEnd end{start, components.constLast()};
+    for (qsizetype i = 0; i + 1 < components.size() && !end.subject.isNull(); ++i)
+        end.subject = TQKeyValueSubject(end.subject.valueForKey(components.at(i)));
     return end;
 }
 
@@ -125,7 +118,7 @@ private:
             if (const QVariant value = end.subject.valueForKey(end.key); !value.isNull()) {
                 if (m_madeKeys.empty())
                     m_madeKeys.resize(m_kinds.size());
-                m_keys[i] = &m_madeKeys[i].emplace(TQStringUtilities::finderStyleSortKey(value.toString()));
+                m_keys[i] = &m_madeKeys[i].emplace(TQNameOrder::sortKey(value.toString()));
                 m_kinds[i] = Key;
             } else {
                 m_kinds[i] = Null;

@@ -21,7 +21,7 @@ class TQSortDescriptorData;
     - Comparison::Natural, the values' own order: numbers by value (integers and reals
       mixed), dates by time, booleans as 0 and 1, texts by UTF-16 code units;
     - Comparison::NameOrder, the browser's order of names
-      (TQStringUtilities::finderStyleCompare()), on the values as text;
+      (TQNameOrder::compareNames()), on the values as text;
     - a Comparator, a function of the two values giving a negative number, 0 or a positive
       number, which is called as it stands and need not be consistent (a random order is
       fine: the sort still ends and keeps every element).
