@@ -1,123 +1,96 @@
 #include "TQAsyncImageInfoLoader.h"
 
 #include "TQLoadingDelivery_p.h"
-#include "UWFileManager.h"
-
-#include <QPointer>
-#include <QThreadPool>
 
 struct TQAsyncImageInfoLoader::Private
 {
-    std::shared_ptr<TQImageInfoLoaderOperation> loadOperation; // null when idle
-    QPointer<QObject> delegate;
+    explicit Private(TQAsyncImageInfoLoader *owner) : queue(owner, owner) {}
+
+    TQLoadingDelivery::Delegate<TQAsyncImageInfoLoaderDelegate> delegate{"TQAsyncImageInfoLoaderDelegate"};
+    TQLoadingDelivery::SingleOperation<TQImageInfoLoaderOperation> queue;
 };
 
 TQAsyncImageInfoLoaderDelegate::~TQAsyncImageInfoLoaderDelegate() = default;
 
 TQAsyncImageInfoLoader::TQAsyncImageInfoLoader(QObject *parent)
     : QObject(parent)
-    , d(std::make_unique<Private>())
+    , d(std::make_unique<Private>(this))
 {
 }
 
 TQAsyncImageInfoLoader::~TQAsyncImageInfoLoader()
 {
-    d->delegate = nullptr;
+    d->delegate.set(nullptr);
     cancel();
 }
 
 void TQAsyncImageInfoLoader::setDelegate(QObject *delegate)
 {
-    d->delegate = TQLoadingDelivery::acceptedDelegate<TQAsyncImageInfoLoaderDelegate>(
-        delegate, "TQAsyncImageInfoLoaderDelegate");
+    d->delegate.set(delegate);
 }
 
 QObject *TQAsyncImageInfoLoader::delegate() const
 {
-    return d->delegate.data();
+    return d->delegate.object();
 }
 
 void TQAsyncImageInfoLoader::addFilesToQueue(const QList<UWStandardFileRef> &files)
 {
-    if (d->loadOperation) {
-        d->loadOperation->addObjectsToQueue(files);
-        return;
-    }
-    d->loadOperation = std::make_shared<TQImageInfoLoaderOperation>();
-    d->loadOperation->setDelegate(this);
-    d->loadOperation->setQueue(files);
-    UWFileManager *manager = UWFileManager::sharedFileManager();
-    UWQueuedObjectOperation::start(d->loadOperation,
-                                   manager ? manager->utilityQueue() : QThreadPool::globalInstance());
+    d->queue.add(files);
 }
 
 void TQAsyncImageInfoLoader::removeFilesFromQueue(const QList<UWStandardFileRef> &files)
 {
-    if (d->loadOperation)
-        d->loadOperation->removeObjectsFromQueue(files);
+    d->queue.remove(files);
 }
 
 void TQAsyncImageInfoLoader::clearQueue()
 {
-    if (d->loadOperation)
-        d->loadOperation->clearQueue();
+    d->queue.clear();
 }
 
 void TQAsyncImageInfoLoader::cancel()
 {
-    if (const auto operation = std::exchange(d->loadOperation, nullptr)) {
-        // The delegate goes first: deliveries already queued then find no one to call.
-        operation->setDelegate(nullptr);
-        operation->cancel();
-    }
+    d->queue.cancel();
 }
 
 qsizetype TQAsyncImageInfoLoader::countLeft() const
 {
-    return d->loadOperation ? d->loadOperation->queueCount() : 0;
+    return d->queue.countLeft();
 }
 
 std::shared_ptr<const TQImageInfoLoaderOperation> TQAsyncImageInfoLoader::loadOperation() const
 {
-    return d->loadOperation;
+    return d->queue.operation();
 }
 
 void TQAsyncImageInfoLoader::queuedObjectOperationPostedResults(UWQueuedObjectOperation *operation)
 {
-    if (operation && operation == d->loadOperation.get())
-        deliver(operation);
+    deliver(operation);
 }
 
 void TQAsyncImageInfoLoader::deliver(UWQueuedObjectOperation *operation)
 {
-    const QPointer<TQAsyncImageInfoLoader> self(this);
-    TQLoadingDelivery::deliverWithNext(
-        operation,
-        // The delegate may cancel or start anew from inside a call; the rest of this batch
-        // then belongs to an operation the loader has let go of.
-        [&] { return self && operation == d->loadOperation.get(); },
-        [&](const UWQueuedObjectResult &result, const UWStandardFileRef &next) {
-            using namespace TQLoadingDelivery;
-            if (auto *target = delegateInterface<TQAsyncImageInfoLoaderDelegate>(d->delegate)) {
-                std::optional<QVariantMap> info;
-                if (!result.product.isNull())
-                    info = result.product.toMap();
-                target->asynchronousImageInfoLoaderLoadedInfo(this, info, result.object, next);
-            }
-        });
+    d->queue.deliver(operation, [this](const UWQueuedObjectResult &result, const UWStandardFileRef &next) {
+        if (auto *target = d->delegate.get()) {
+            std::optional<QVariantMap> info;
+            if (!result.product.isNull())
+                info = result.product.toMap();
+            target->asynchronousImageInfoLoaderLoadedInfo(this, info, result.object, next);
+        }
+    });
 }
 
 void TQAsyncImageInfoLoader::queuedObjectOperationComplete(UWQueuedObjectOperation *operation)
 {
-    if (!operation || operation != d->loadOperation.get())
+    if (!d->queue.holds(operation))
         return;
-    const QPointer<TQAsyncImageInfoLoader> self(this);
+    const QPointer<QObject> self(this);
     deliver(operation);
-    if (!self || operation != d->loadOperation.get())
+    // The final call, with no file, follows only while the operation is still the one held.
+    if (!self || !d->queue.holds(operation))
         return;
-    using namespace TQLoadingDelivery;
-    if (auto *target = delegateInterface<TQAsyncImageInfoLoaderDelegate>(d->delegate))
+    if (auto *target = d->delegate.get())
         target->asynchronousImageInfoLoaderLoadedInfo(this, std::nullopt, nullptr, nullptr);
-    if (self && operation == d->loadOperation.get())
-        d->loadOperation.reset();
+    d->queue.finished(self, operation);
 }

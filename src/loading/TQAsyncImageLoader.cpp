@@ -1,22 +1,20 @@
 #include "TQAsyncImageLoader.h"
 
 #include "TQLoadingDelivery_p.h"
-#include "UWFileManager.h"
-
-#include <QPointer>
-#include <QThreadPool>
 
 struct TQAsyncImageLoader::Private
 {
-    std::shared_ptr<TQImageLoaderOperation> loadOperation; // null when idle
-    QPointer<QObject> delegate;
+    explicit Private(TQAsyncImageLoader *owner) : queue(owner, owner) {}
+
+    TQLoadingDelivery::Delegate<TQAsyncImageLoaderDelegate> delegate{"TQAsyncImageLoaderDelegate"};
+    TQLoadingDelivery::SingleOperation<TQImageLoaderOperation> queue;
 };
 
 TQAsyncImageLoaderDelegate::~TQAsyncImageLoaderDelegate() = default;
 
 TQAsyncImageLoader::TQAsyncImageLoader(QObject *parent)
     : QObject(parent)
-    , d(std::make_unique<Private>())
+    , d(std::make_unique<Private>(this))
 {
 }
 
@@ -27,91 +25,61 @@ TQAsyncImageLoader::~TQAsyncImageLoader()
 
 void TQAsyncImageLoader::setDelegate(QObject *delegate)
 {
-    d->delegate = TQLoadingDelivery::acceptedDelegate<TQAsyncImageLoaderDelegate>(
-        delegate, "TQAsyncImageLoaderDelegate");
+    d->delegate.set(delegate);
 }
 
 QObject *TQAsyncImageLoader::delegate() const
 {
-    return d->delegate.data();
+    return d->delegate.object();
 }
 
 void TQAsyncImageLoader::addFilesToQueue(const QList<UWStandardFileRef> &files, bool highPriority)
 {
-    if (d->loadOperation) {
-        if (highPriority)
-            d->loadOperation->addObjectsToFrontOfQueue(files);
-        else
-            d->loadOperation->addObjectsToQueue(files);
-        return;
-    }
-    d->loadOperation = std::make_shared<TQImageLoaderOperation>();
-    d->loadOperation->setDelegate(this);
-    d->loadOperation->setQueue(files);
-    UWFileManager *manager = UWFileManager::sharedFileManager();
-    UWQueuedObjectOperation::start(d->loadOperation,
-                                   manager ? manager->utilityQueue() : QThreadPool::globalInstance());
+    d->queue.add(files, highPriority);
 }
 
 void TQAsyncImageLoader::removeFilesFromQueue(const QList<UWStandardFileRef> &files)
 {
-    if (d->loadOperation)
-        d->loadOperation->removeObjectsFromQueue(files);
+    d->queue.remove(files);
 }
 
 void TQAsyncImageLoader::clearQueue()
 {
-    if (d->loadOperation)
-        d->loadOperation->clearQueue();
+    d->queue.clear();
 }
 
 void TQAsyncImageLoader::cancel()
 {
-    if (const auto operation = std::exchange(d->loadOperation, nullptr)) {
-        // The delegate goes first: deliveries already queued then find no one to call.
-        operation->setDelegate(nullptr);
-        operation->cancel();
-    }
+    d->queue.cancel();
 }
 
 qsizetype TQAsyncImageLoader::countLeft() const
 {
-    return d->loadOperation ? d->loadOperation->queueCount() : 0;
+    return d->queue.countLeft();
 }
 
 std::shared_ptr<const TQImageLoaderOperation> TQAsyncImageLoader::loadOperation() const
 {
-    return d->loadOperation;
+    return d->queue.operation();
 }
 
 void TQAsyncImageLoader::queuedObjectOperationPostedResults(UWQueuedObjectOperation *operation)
 {
-    if (operation && operation == d->loadOperation.get())
-        deliver(operation);
+    deliver(operation);
 }
 
 void TQAsyncImageLoader::deliver(UWQueuedObjectOperation *operation)
 {
-    const QPointer<TQAsyncImageLoader> self(this);
-    TQLoadingDelivery::deliverWithNext(
-        operation,
-        // The delegate may cancel or start anew from inside a call; the rest of this batch
-        // then belongs to an operation the loader has let go of.
-        [&] { return self && operation == d->loadOperation.get(); },
-        [&](const UWQueuedObjectResult &result, const UWStandardFileRef &next) {
-            using namespace TQLoadingDelivery;
-            if (auto *target = delegateInterface<TQAsyncImageLoaderDelegate>(d->delegate))
-                target->asynchronousImageLoaderLoadedImage(this, result.product.value<QImage>(),
-                                                           result.object, next);
-        });
+    d->queue.deliver(operation, [this](const UWQueuedObjectResult &result, const UWStandardFileRef &next) {
+        if (auto *target = d->delegate.get())
+            target->asynchronousImageLoaderLoadedImage(this, result.product.value<QImage>(), result.object, next);
+    });
 }
 
 void TQAsyncImageLoader::queuedObjectOperationComplete(UWQueuedObjectOperation *operation)
 {
-    if (!operation || operation != d->loadOperation.get())
-        return;
-    const QPointer<TQAsyncImageLoader> self(this);
+    const QPointer<QObject> self(this);
     deliver(operation);
-    if (self && operation == d->loadOperation.get())
-        d->loadOperation.reset();
+    if (self)
+        d->queue.finished(self, operation);
 }

@@ -1,7 +1,6 @@
 #include "TQAsyncQuicklookThumbnailer.h"
 
 #include "TQLoadingDelivery_p.h"
-#include "UWFileManager.h"
 
 #include <QPointer>
 #include <QThread>
@@ -18,7 +17,7 @@ struct TQAsyncQuicklookThumbnailer::Private
     std::optional<QList<std::shared_ptr<TQQuicklookThumbnailOperation>>> operations;
     int maxProcesses = 0;
     int processorCount = 0; // 0: ask the system
-    QPointer<QObject> delegate;
+    TQLoadingDelivery::Delegate<TQAsyncQuicklookThumbnailerDelegate> delegate{"TQAsyncQuicklookThumbnailerDelegate"};
 
     // A host may set these from a worker of its own, so they alone are behind a lock.
     mutable std::mutex settingsMutex;
@@ -42,13 +41,12 @@ TQAsyncQuicklookThumbnailer::~TQAsyncQuicklookThumbnailer()
 
 void TQAsyncQuicklookThumbnailer::setDelegate(QObject *delegate)
 {
-    d->delegate = TQLoadingDelivery::acceptedDelegate<TQAsyncQuicklookThumbnailerDelegate>(
-        delegate, "TQAsyncQuicklookThumbnailerDelegate");
+    d->delegate.set(delegate);
 }
 
 QObject *TQAsyncQuicklookThumbnailer::delegate() const
 {
-    return d->delegate.data();
+    return d->delegate.object();
 }
 
 QSizeF TQAsyncQuicklookThumbnailer::size() const
@@ -110,8 +108,7 @@ void TQAsyncQuicklookThumbnailer::addFilesToQueue(const QList<UWStandardFileRef>
     qsizetype longerRuns = count % operationCount;
     const QSizeF thumbnailSize = size();
     const QStringList modes = runLoopModes();
-    UWFileManager *manager = UWFileManager::sharedFileManager();
-    QThreadPool *pool = manager ? manager->utilityQueue() : QThreadPool::globalInstance();
+    QThreadPool *pool = TQLoadingDelivery::utilityQueue();
 
     qsizetype start = 0;
     for (qsizetype i = 0; i < operationCount; ++i) {
@@ -179,8 +176,7 @@ void TQAsyncQuicklookThumbnailer::deliver(UWQueuedObjectOperation *operation)
         // A cancel() from inside a delegate call ends the batch too.
         [&] { return self && !operation->isCancelled(); },
         [&](const UWQueuedObjectResult &result, const UWStandardFileRef &next) {
-            using namespace TQLoadingDelivery;
-            if (auto *target = delegateInterface<TQAsyncQuicklookThumbnailerDelegate>(d->delegate))
+            if (auto *target = d->delegate.get())
                 target->asynchronousThumbnailerCreatedThumbnail(this, result.product.value<QImage>(),
                                                                 result.object, next);
         });

@@ -3,8 +3,14 @@
 #include "TQLoadingLogging.h"
 #include "UWQueuedObjectOperation.h"
 
+#include "UWFileManager.h"
+
 #include <QObject>
 #include <QPointer>
+#include <QThreadPool>
+
+#include <memory>
+#include <utility>
 
 // What the three loaders share in handing an operation's results to their own delegates.
 namespace TQLoadingDelivery {
@@ -25,6 +31,32 @@ template <typename Interface>
 Interface *delegateInterface(const QPointer<QObject> &delegate)
 {
     return dynamic_cast<Interface *>(delegate.data());
+}
+
+// A loader's delegate: a QObject that implements Interface, held by a guarded pointer and not
+// owned. Main thread only.
+template <typename Interface>
+class Delegate
+{
+public:
+    explicit Delegate(const char *interfaceName) : m_interfaceName(interfaceName) {}
+
+    void set(QObject *delegate) { m_object = acceptedDelegate<Interface>(delegate, m_interfaceName); }
+    QObject *object() const { return m_object.data(); }
+    // Asked afresh for every call: a delegate may go away between two.
+    Interface *get() const { return delegateInterface<Interface>(m_object); }
+
+private:
+    const char *m_interfaceName;
+    QPointer<QObject> m_object;
+};
+
+// Where the loaders start their operations: the file manager's utility queue, or Qt's global
+// pool when there is no file manager.
+inline QThreadPool *utilityQueue()
+{
+    UWFileManager *manager = UWFileManager::sharedFileManager();
+    return manager ? manager->utilityQueue() : QThreadPool::globalInstance();
 }
 
 /*
@@ -69,5 +101,98 @@ void deliverWithNext(UWQueuedObjectOperation *operation, StillWanted &&stillWant
         deliver(results.at(i), i + 1 < results.size() ? results.at(i + 1).object : following);
     }
 }
+
+/*
+    The queue of a loader that runs one operation at a time (the image and image-info loaders):
+    files join the working operation, or start a new one when none works; cancellation lets go
+    of the operation before anything more of it is delivered; results reach the owner only
+    from the operation it holds now.
+
+    Lives inside its owner (a QObject on the main thread), which the owner's delegate may
+    destroy from inside any delivery: every step after a delivery asks the owner's guarded
+    pointer before it touches this object again.
+*/
+template <typename Operation>
+class SingleOperation
+{
+public:
+    SingleOperation(QObject *owner, QObject *operationDelegate)
+        : m_owner(owner)
+        , m_operationDelegate(operationDelegate)
+    {
+    }
+    SingleOperation(const SingleOperation &) = delete;
+    SingleOperation &operator=(const SingleOperation &) = delete;
+    ~SingleOperation() { cancel(); }
+
+    const std::shared_ptr<Operation> &operation() const { return m_operation; }
+    bool holds(const UWQueuedObjectOperation *operation) const
+    {
+        return operation && operation == m_operation.get();
+    }
+
+    void add(const QList<UWStandardFileRef> &files, bool toFront = false)
+    {
+        if (m_operation) {
+            if (toFront)
+                m_operation->addObjectsToFrontOfQueue(files);
+            else
+                m_operation->addObjectsToQueue(files);
+            return;
+        }
+        m_operation = std::make_shared<Operation>();
+        m_operation->setDelegate(m_operationDelegate);
+        m_operation->setQueue(files);
+        UWQueuedObjectOperation::start(m_operation, utilityQueue());
+    }
+    void remove(const QList<UWStandardFileRef> &files)
+    {
+        if (m_operation)
+            m_operation->removeObjectsFromQueue(files);
+    }
+    void clear()
+    {
+        if (m_operation)
+            m_operation->clearQueue();
+    }
+    void cancel()
+    {
+        if (const auto operation = std::exchange(m_operation, nullptr)) {
+            // The delegate goes first: deliveries already queued then find no one to call.
+            operation->setDelegate(nullptr);
+            operation->cancel();
+        }
+    }
+    qsizetype countLeft() const { return m_operation ? m_operation->queueCount() : 0; }
+
+    /*
+        Hands the results of \a operation, when it is the one held, to deliver(result, next),
+        in order. The delegate may cancel or start anew from inside a call; the rest of the
+        batch then belongs to an operation the owner has let go of, and is dropped. Answers
+        whether the owner still exists and holds \a operation afterwards.
+    */
+    template <typename Deliver>
+    bool deliver(UWQueuedObjectOperation *operation, Deliver &&deliver)
+    {
+        if (!holds(operation))
+            return false;
+        const QPointer<QObject> owner(m_owner);
+        deliverWithNext(operation, [&] { return owner && holds(operation); }, deliver);
+        return owner && holds(operation);
+    }
+
+    // After the completion's last call: the operation is done, and the owner idle, unless
+    // that call started a new one.
+    void finished(const QPointer<QObject> &owner, UWQueuedObjectOperation *operation)
+    {
+        if (owner && holds(operation))
+            m_operation.reset();
+    }
+
+private:
+    QObject *m_owner;
+    QObject *m_operationDelegate;
+    std::shared_ptr<Operation> m_operation; // null when idle
+};
 
 } // namespace TQLoadingDelivery

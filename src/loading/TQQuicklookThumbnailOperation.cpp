@@ -3,13 +3,8 @@
 #include "TQThumbnailService.h"
 
 #include <QImage>
-#include <QThread>
 
 namespace {
-
-// Long enough for an interface that feeds files in bursts (one per row as a list scrolls)
-// to hand over the next burst, short enough not to hold a pool thread for nothing.
-constexpr unsigned long idleWaitMilliseconds = 80;
 
 QVariant thumbnailOf(const UWStandardFileRef &item, const QSizeF &size)
 {
@@ -42,25 +37,16 @@ void TQQuicklookThumbnailOperation::setSize(const QSizeF &size)
 
 void TQQuicklookThumbnailOperation::main()
 {
-    if (isCancelled())
-        return;
-    for (;;) {
+    // No waiting for more once the queue is dry: a pool thread is held only while there is
+    // work. Files that arrive after the last take are not lost: the thumbnailer hands what
+    // still waits in a completed operation to new ones.
+    while (!isCancelled()) {
         // Every pass in a scope of its own: the item, its resolved twin and the decoded
         // pixels are released before the next file is taken, so a long queue holds no more
         // than one file's worth at a time.
-        {
-            UWStandardFileRef item = popFromQueue();
-            if (!item) {
-                QThread::msleep(idleWaitMilliseconds);
-                if (isCancelled())
-                    return;
-                item = popFromQueue();
-                if (!item)
-                    return;
-            }
-            postResult({thumbnailOf(item, size()), item});
-        }
-        if (isCancelled())
+        const UWStandardFileRef item = popFromQueue();
+        if (!item)
             return;
+        postResult({thumbnailOf(item, size()), item});
     }
 }

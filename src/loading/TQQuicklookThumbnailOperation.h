@@ -16,9 +16,10 @@
     no larger than size(), or a null QVariant when the item's resolved file is unreadable or
     no thumbnail can be made. The result names the item itself, not the file a link leads to.
 
-    When the queue runs dry it waits a short moment (80 ms) and looks once more, so that
-    files added just behind the last one are still served by this operation instead of
-    needing a new one. TQAsyncQuicklookThumbnailer runs several of these side by side.
+    It works until its queue runs dry or it is cancelled, and never waits for more: files
+    added after its last take stay in queue() once it has completed.
+    TQAsyncQuicklookThumbnailer runs several of these side by side and hands such files to
+    new operations when one completes.
 
     \section Threads
     size() and setSize() may be called from any thread, also while main() runs; a new size
