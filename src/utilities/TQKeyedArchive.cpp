@@ -1,6 +1,7 @@
 #include "TQKeyedArchive_p.h"
 
 #include <QColor>
+#include <QFont>
 #include <QDataStream>
 #include <QIODevice>
 #include <QSet>
@@ -27,6 +28,10 @@ enum Tag : quint8 {
     Hash = 4,
     StringList = 5,
     StringSet = 6,
+    // A font as its own fields, each checked on reading: Qt's font reader trusts the count of
+    // its family list and reserves it, and its setters complain on stderr about values out
+    // of range, so neither Qt's record nor its text form is read from an archive.
+    Font = 7,
 };
 
 // Leaves are streamed by Qt's own operators, which is only safe for types whose reader
@@ -155,6 +160,13 @@ private:
             return writeKeyed(Hash, value.value<QVariantHash>(), depth);
         case QMetaType::QStringList:
             return writeStrings(StringList, value.value<QStringList>());
+        case QMetaType::QFont: {
+            const QFont font = value.value<QFont>();
+            const quint8 flags = (font.underline() ? 1 : 0) | (font.strikeOut() ? 2 : 0) | (font.fixedPitch() ? 4 : 0);
+            m_out << quint8(Font) << font.family() << font.styleName() << font.pointSizeF() << qint32(font.pixelSize())
+                  << qint32(font.weight()) << quint8(font.style()) << flags << qint32(font.stretch());
+            return true;
+        }
         default:
             if (type == QMetaType::fromType<QSet<QString>>())
                 return writeStrings(StringSet, value.value<QSet<QString>>());
@@ -325,6 +337,45 @@ private:
         return fail(QStringLiteral("a date and time in a time zone this system does not know"));
     }
 
+    bool readFont(QVariant &value)
+    {
+        QString family, styleName;
+        double pointSize = 0;
+        qint32 pixelSize = 0, weight = 0, stretch = 0;
+        quint8 style = 0, flags = 0;
+        m_in >> family >> styleName >> pointSize >> pixelSize >> weight >> style >> flags >> stretch;
+        if (!streamOk())
+            return false;
+        // The ranges QFont's setters accept without a warning; a size beyond any screen's is no font.
+        constexpr double largestSize = 10000;
+        const bool sized = (pointSize > 0 && pointSize <= largestSize) || (pixelSize > 0 && pixelSize <= largestSize);
+        if (!sized || weight < 1 || weight > 1000 || style > QFont::StyleOblique || flags > 7 || stretch < 0
+            || stretch > 4000)
+            return fail(QStringLiteral("not a font"));
+        QFont font(family);
+        if (!styleName.isEmpty())
+            font.setStyleName(styleName);
+        if (pixelSize > 0)
+            font.setPixelSize(pixelSize);
+        else
+            font.setPointSizeF(pointSize);
+        // Only what differs from a new font is set: a font compares by what was asked of it,
+        // and asking for the default pitch is not the same as asking for nothing.
+        font.setWeight(QFont::Weight(weight));
+        if (style != QFont::StyleNormal)
+            font.setStyle(QFont::Style(style));
+        if (flags & 1)
+            font.setUnderline(true);
+        if (flags & 2)
+            font.setStrikeOut(true);
+        if (flags & 4)
+            font.setFixedPitch(true);
+        if (stretch != 0)
+            font.setStretch(stretch);
+        value = font;
+        return true;
+    }
+
     bool read(QVariant &value, int depth)
     {
         if (depth > maximumDepth)
@@ -382,6 +433,8 @@ private:
             value = QVariant::fromValue(set);
             return true;
         }
+        case Font:
+            return readFont(value);
         default:
             return fail(QStringLiteral("unknown tag %1").arg(tag));
         }
