@@ -1,0 +1,304 @@
+#include "TQBookmarksController.h"
+#include "TQBookmarksModel.h"
+#include "TQDateUtilities.h"
+#include "TQFile.h"
+#include "TQFormatting.h"
+#include "TQMenuUtilities.h"
+#include "TQTranslations.h"
+#include "UWFinderLabels.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QMenu>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QXmlStreamReader>
+
+namespace {
+
+// Placeholders a translation has to keep, in any order: Qt's %1 and %n, and the printf-like
+// conversions the library fills itself ("%d", "%1.1f", "%qu", "%@", "%2$@").
+QStringList placeholders(const QString &text)
+{
+    static const QRegularExpression placeholder(
+        QStringLiteral("%%|%L?[0-9]+(?![0-9.$a-z@])|%n|%(?:[0-9]+\\$)?[-+ #0-9.]*(?:qu|l?[dfsu@])"));
+    QStringList found;
+    for (auto it = placeholder.globalMatch(text); it.hasNext();) {
+        static const QRegularExpression position(QStringLiteral("^%[0-9]+\\$"));
+        found.append(it.next().captured().replace(position, QStringLiteral("%")));
+    }
+    found.sort();
+    return found;
+}
+
+struct Message
+{
+    QString context;
+    QString source;
+    QString type;            // "unfinished", "obsolete", "vanished" or empty
+    QStringList translations; // one, or one per plural form
+};
+
+QList<Message> readTsFile(const QString &path, QString *language)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QList<Message> messages;
+    QXmlStreamReader xml(&file);
+    QString context;
+    Message current;
+    while (!xml.atEnd()) {
+        xml.readNext();
+        if (!xml.isStartElement())
+            continue;
+        if (xml.name() == u"TS") {
+            *language = xml.attributes().value(QStringLiteral("language")).toString();
+        } else if (xml.name() == u"name") {
+            context = xml.readElementText();
+        } else if (xml.name() == u"message") {
+            current = Message{context, {}, {}, {}};
+        } else if (xml.name() == u"source") {
+            current.source = xml.readElementText();
+        } else if (xml.name() == u"translation") {
+            current.type = xml.attributes().value(QStringLiteral("type")).toString();
+            QString text;
+            QStringList forms;
+            while (!xml.atEnd() && !(xml.readNext() == QXmlStreamReader::EndElement && xml.name() == u"translation")) {
+                if (xml.isCharacters())
+                    text += xml.text();
+                else if (xml.isStartElement() && xml.name() == u"numerusform")
+                    forms.append(xml.readElementText());
+            }
+            current.translations = forms.isEmpty() ? QStringList{text} : forms;
+            messages.append(current);
+        }
+    }
+    if (xml.hasError())
+        qWarning("%s: %s", qUtf8Printable(path), qUtf8Printable(xml.errorString()));
+    return messages;
+}
+
+// Plural forms a translation into the language must give for every text with %n (Qt's rules:
+// German has one and many); 0 where this test does not know the language's count.
+int pluralForms(const QString &language)
+{
+    return language.section(u'_', 0, 0) == u"de" ? 2 : 0;
+}
+
+} // namespace
+
+class tst_Translations : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanup();
+    void germanHost_data();
+    void germanHost();
+    void menusOfAGermanHost();
+    void languages_data();
+    void languages();
+    void translationFiles_data();
+    void translationFiles();
+
+private:
+    QTemporaryDir m_dir;
+};
+
+void tst_Translations::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QVERIFY(m_dir.isValid());
+    QVERIFY(TQTranslations::availableLanguages().contains(QStringLiteral("de")));
+}
+
+void tst_Translations::cleanup()
+{
+    TQTranslations::remove();
+    QLocale::setDefault(QLocale::c());
+}
+
+void tst_Translations::germanHost_data()
+{
+    QTest::addColumn<std::function<QString()>>("text");
+    QTest::addColumn<QString>("german");
+
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const auto timeLeft = [now](qint64 secondsDone) -> std::function<QString()> {
+        return [now, secondsDone] {
+            return TQDateUtilities::stringForTimeLeftWithPercentComplete(now.addSecs(-secondsDone), 0.5, nullptr,
+                                                                         now);
+        };
+    };
+    // A task half done after this long has as much left.
+    QTest::newRow("a fixed sentence under a minute") << timeLeft(15) << QStringLiteral("Noch etwa 15 Sekunden");
+    QTest::newRow("minutes") << timeLeft(125) << QStringLiteral("Noch 2 Minuten");
+    QTest::newRow("an hour and minutes") << timeLeft(3900) << QStringLiteral("Noch 1 Stunde und 5 Minuten");
+    QTest::newRow("days, hours and minutes")
+        << timeLeft(86400 + 2 * 3600 + 3 * 60) << QStringLiteral("Noch 1 Tag, 2 Stunden und 3 Minuten");
+
+    QTest::newRow("no bytes") << std::function<QString()>([] { return TQByteCountString(0); })
+                              << QStringLiteral("Null KB");
+    QTest::newRow("one byte") << std::function<QString()>([] { return TQByteCountString(1); })
+                              << QStringLiteral("1 Byte");
+    QTest::newRow("bytes") << std::function<QString()>([] { return TQByteCountString(500); })
+                           << QStringLiteral("500 Bytes");
+    QTest::newRow("megabytes, with the German decimal comma")
+        << std::function<QString()>([] { return TQByteCountString(1'500'000); }) << QStringLiteral("1,5 MB");
+
+    // Label names are looked up once per process: this is the first lookup of the test.
+    QTest::newRow("a label's name") << std::function<QString()>([] { return UWFinderLabels::nameForLabel(6); })
+                                    << QStringLiteral("Rot");
+    QTest::newRow("the no-label name") << std::function<QString()>([] { return UWFinderLabels::nameForLabel(0); })
+                                       << QStringLiteral("Kein Etikett");
+
+    QTest::newRow("the bookmarks' separator")
+        << std::function<QString()>([] { return TQBookmarksController().separatorString(); })
+        << QStringLiteral("–––– Trennlinie ––––");
+    QTest::newRow("the bookmarks' column") << std::function<QString()>([] {
+        TQBookmarksController controller;
+        return controller.model()->headerData(0, Qt::Horizontal, Qt::DisplayRole).toString();
+    }) << QStringLiteral("Lesezeichen");
+
+    // Kinds come from the system's MIME database, in the language of the default locale.
+    const QString jpeg = m_dir.filePath(QStringLiteral("photo.jpg"));
+    QImage(8, 8, QImage::Format_RGB32).save(jpeg, "JPEG");
+    QTest::newRow("a file's kind") << std::function<QString()>([jpeg] {
+        return TQFile::newFileForPath(jpeg)->kindString();
+    }) << QStringLiteral("JPEG-Bild");
+}
+
+// A host in a German locale installs the library's translations and everything it is shown
+// by the library comes out German.
+void tst_Translations::germanHost()
+{
+    QFETCH(std::function<QString()>, text);
+    QFETCH(QString, german);
+
+    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+    QVERIFY(TQTranslations::install());
+    QCOMPARE(text(), german);
+}
+
+// The menus are built by the widgets library, from texts lupdate finds in this folder's list.
+void tst_Translations::menusOfAGermanHost()
+{
+    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+    QVERIFY(TQTranslations::install());
+
+    const auto texts = [](const QMenu &menu) {
+        QStringList found;
+        for (const QAction *action : menu.actions())
+            found.append(action->text());
+        return found;
+    };
+
+    const TQFileRef file = TQFile::newFileForPath(m_dir.filePath(QStringLiteral("photo.jpg")));
+    const std::unique_ptr<QMenu> openWith = TQMenuUtilities::openWithMenuForFiles({file}, {});
+    QCOMPARE(openWith->title(), QStringLiteral("Öffnen mit"));
+    QCOMPARE(texts(*openWith).constLast(), QStringLiteral("Menü bearbeiten …"));
+
+    const TQFileRef folder = TQFile::newFileForPath(m_dir.path());
+    TQMenuUtilities::DropMenuOptions options;
+    options.recentDestinations = {folder};
+    const std::unique_ptr<QMenu> drop = TQMenuUtilities::dropMenuWithFolders({folder}, options);
+    QCOMPARE(drop->title(), QStringLiteral("Ablageorte"));
+    const QStringList dropTexts = texts(*drop);
+    for (const char *german : {"Verschieben nach:", "Kopieren nach:", "Alias erzeugen in:", "Letzte Ziele",
+                               "Neuer Ordner", "Anderer Ort …", "Menü bearbeiten …"})
+        QVERIFY2(dropTexts.contains(QString::fromUtf8(german)), german);
+}
+
+void tst_Translations::languages_data()
+{
+    QTest::addColumn<QLocale>("locale");
+    QTest::addColumn<bool>("found");
+    QTest::addColumn<QString>("timeLeft");
+    QTest::addColumn<QString>("labelName");
+
+    const QString english = QStringLiteral("About 30 seconds remaining");
+    const QString german = QStringLiteral("Noch etwa 30 Sekunden");
+    QTest::newRow("German") << QLocale(QLocale::German) << true << german << QStringLiteral("Grün");
+    QTest::newRow("German of Austria finds the German one")
+        << QLocale(QLocale::German, QLocale::Austria) << true << german << QStringLiteral("Grün");
+    QTest::newRow("Finnish has none and falls back to the English keys")
+        << QLocale(QLocale::Finnish) << false << english << QStringLiteral("Green");
+    QTest::newRow("Japanese has none either")
+        << QLocale(QLocale::Japanese, QLocale::Japan) << false << english << QStringLiteral("Green");
+    QTest::newRow("English needs no table") << QLocale(QLocale::English, QLocale::UnitedKingdom) << true
+                                            << english << QStringLiteral("Green");
+    QTest::newRow("the C locale reads English") << QLocale::c() << true << english << QStringLiteral("Green");
+}
+
+// Each language is installed over a German one: the German translator must go when the new
+// language has none of its own.
+void tst_Translations::languages()
+{
+    QFETCH(QLocale, locale);
+    QFETCH(bool, found);
+    QFETCH(QString, timeLeft);
+    QFETCH(QString, labelName);
+
+    QVERIFY(TQTranslations::install(QLocale(QLocale::German)));
+    QCOMPARE(TQTranslations::install(locale), found);
+
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    QCOMPARE(TQDateUtilities::stringForTimeLeftWithPercentComplete(now.addSecs(-30), 0.5, nullptr, now), timeLeft);
+    QCOMPARE(UWFinderLabels::defaultName(2), labelName);
+}
+
+void tst_Translations::translationFiles_data()
+{
+    QTest::addColumn<QString>("tsFile");
+    for (const QString &path : QStringLiteral(TQKIT_TS_FILES).split(u'|'))
+        QTest::newRow(qPrintable(QFileInfo(path).fileName())) << path;
+}
+
+// The file in the repository, and the same file with the texts collected again from today's
+// sources, have a finished translation for every text, keeping its placeholders.
+void tst_Translations::translationFiles()
+{
+    QFETCH(QString, tsFile);
+
+    const QString collected = m_dir.filePath(QFileInfo(tsFile).fileName());
+    QFile::remove(collected);
+    QVERIFY(QFile::copy(tsFile, collected));
+    QProcess lupdate;
+    lupdate.setWorkingDirectory(QStringLiteral(TQKIT_SOURCE_DIR));
+    lupdate.setProcessChannelMode(QProcess::MergedChannels);
+    QStringList arguments = QStringLiteral(TQKIT_LUPDATE_OPTIONS).split(u'|');
+    arguments += QStringLiteral(TQKIT_TRANSLATED_FOLDERS).split(u'|');
+    arguments << QStringLiteral("-silent") << QStringLiteral("-ts") << collected;
+    lupdate.start(QStringLiteral(TQKIT_LUPDATE), arguments);
+    QVERIFY(lupdate.waitForFinished(120000));
+    QVERIFY2(lupdate.exitCode() == 0, lupdate.readAll().constData());
+
+    for (const QString &path : {tsFile, collected}) {
+        QString language;
+        const QList<Message> messages = readTsFile(path, &language);
+        QVERIFY2(!messages.isEmpty(), qPrintable(path));
+        for (const Message &message : messages) {
+            const QByteArray where =
+                (path == tsFile ? "in the file: " : "collected from the sources: ") + message.context.toUtf8()
+                + " \"" + message.source.toUtf8() + '"';
+            QVERIFY2(message.type.isEmpty(), (where + " is " + message.type.toUtf8()).constData());
+            const bool plural = message.source.contains(QStringLiteral("%n"));
+            if (plural && pluralForms(language) > 0)
+                QVERIFY2(message.translations.size() == pluralForms(language), where.constData());
+            for (const QString &translation : message.translations) {
+                QVERIFY2(!translation.isEmpty(), (where + " has an empty translation").constData());
+                QVERIFY2(placeholders(translation) == placeholders(message.source),
+                         (where + " loses or adds a placeholder in \"" + translation.toUtf8() + '"').constData());
+            }
+        }
+    }
+}
+
+QTEST_MAIN(tst_Translations)
+#include "tst_translations.moc"
