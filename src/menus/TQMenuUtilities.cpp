@@ -2,18 +2,12 @@
 
 #include "TQAlternatesMenu.h"
 #include "TQApplications.h"
-#include "TQGioApplicationOrder_p.h"
 #include "TQResponderUtilities.h"
-#include "TQTypeRegistry.h"
-#include "TQUiLogging.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QMenu>
-#include <QSet>
 #include <QThreadPool>
 
 namespace {
@@ -50,85 +44,6 @@ void setShortcut(QAction *action, const QKeySequence &shortcut)
     action->setShortcutVisibleInContextMenu(true);
 }
 
-QString mimeTypeOf(const TQFileRef &file)
-{
-    const TQTypeRegistry &registry = TQTypeRegistry::shared();
-    const QString type = file->resolvedUTI();
-    if (type.isEmpty())
-        return {};
-    const QString mime = registry.preferredMimeType(type);
-    return mime.isEmpty() ? registry.mimeTypes(type).value(0) : mime;
-}
-
-// A broken entry stays broken until someone repairs it: one line per entry and process is
-// enough, not one per right click. Menus are built on the GUI thread only.
-void warnOnce(const QString &desktopFilePath, const char *what)
-{
-    static QSet<QString> warned;
-    if (warned.contains(desktopFilePath)) {
-        qCDebug(lcUi, "Open With: left out %s: %s", qUtf8Printable(desktopFilePath), what);
-        return;
-    }
-    warned.insert(desktopFilePath);
-    qCWarning(lcUi, "Open With: left out %s: %s", qUtf8Printable(desktopFilePath), what);
-}
-
-QString hostDesktopFileName()
-{
-    QString name = QGuiApplication::desktopFileName();
-    if (!name.isEmpty() && !name.endsWith(u".desktop"))
-        name += u".desktop";
-    return name;
-}
-
-bool containsObject(const QList<TQFileRef> &items, const TQFileRef &item)
-{
-    for (const TQFileRef &candidate : items) {
-        if (candidate.get() == item.get())
-            return true;
-    }
-    return false;
-}
-
-// The applications of the first file's type as items of their desktop entries, in GIO's
-// order. TQApplications decides which entries can be launched; GIO alone knows its order.
-QList<TQFileRef> systemApplications(const TQFileRef &file, const QString &mimeType)
-{
-    QList<TQFileRef> result;
-    if (mimeType.isEmpty())
-        return result;
-    const QList<TQApplicationInfo> applications = TQApplications::applicationsForMimeType(mimeType);
-    QSet<QString> launchable;
-    for (const TQApplicationInfo &app : applications)
-        launchable.insert(app.id);
-
-    QSet<QString> listed;
-    for (const TQGioApplicationOrder::Entry &entry : TQGioApplicationOrder::applicationsForMimeType(mimeType)) {
-        const QString path = QFile::decodeName(entry.desktopFilePath);
-        listed.insert(entry.id);
-        if (!launchable.contains(entry.id)) {
-            warnOnce(path, "the entry cannot be launched (deleted, or no program to run)");
-            continue;
-        }
-        if (!entry.hasName) {
-            warnOnce(path, "the entry has no Name");
-            continue;
-        }
-        if (TQFileRef item = TQFile::newFileForNativePath(entry.desktopFilePath))
-            result.append(item);
-    }
-    // GIO's default may be named only by a [Default Applications] group, outside its list.
-    // (GIO itself drops entries marked Hidden or whose program is missing, without a word.)
-    for (const TQApplicationInfo &app : applications) {
-        if (!listed.contains(app.id)) {
-            if (TQFileRef item = TQFile::newFileForPath(app.desktopFilePath))
-                result.append(item);
-        }
-    }
-    qCDebug(lcUi) << "Open With:" << result.size() << "applications for" << mimeType << "of" << file->path();
-    return result;
-}
-
 } // namespace
 
 namespace TQMenuUtilities {
@@ -143,53 +58,32 @@ int tag(const QAction *action)
 std::unique_ptr<QMenu> openWithMenuForFiles(const QList<TQFileRef> &files, const QList<TQFileRef> &includeItems,
                                             const OpenWithOptions &options)
 {
-    auto menu = std::make_unique<QMenu>(localized("Open With"));
-    const auto addApplication = [&menu](const TQFileRef &item) {
-        QAction *action = addItem(menu.get(), menuTitle(item->displayName()), QStringLiteral("openWithMenuAction:"));
-        action->setData(QVariant::fromValue(item));
-        action->setIcon(menuIcon(item));
-        return action;
-    };
+    return menuFromDescription(TQMenuDescriptions::openWithMenuForFiles(files, includeItems, options));
+}
 
-    bool first = true;
-    for (const TQFileRef &include : includeItems) {
-        if (!include)
-            continue;
-        QAction *action = addApplication(include);
-        if (first)
-            setShortcut(action, QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_O));
-        first = false;
-    }
-    if (!first)
-        menu->addSeparator();
-
-    const TQFileRef file = files.value(0);
-    if (file && !file->isPlaceholder() && !file->URL().isEmpty()) {
-        const QString mimeType = mimeTypeOf(file);
-        const QList<TQFileRef> applications = systemApplications(file, mimeType);
-        QString defaultPath;
-        if (options.markDefaultApplication)
-            defaultPath = TQApplications::defaultApplicationForMimeType(mimeType).desktopFilePath;
-        const QString host = options.excludeHostApplication ? hostDesktopFileName() : QString();
-        bool added = false;
-        for (const TQFileRef &application : applications) {
-            if (application->isPlaceholder() || containsObject(includeItems, application))
-                continue;
-            if (!host.isEmpty() && application->fileName() == host)
-                continue;
-            QAction *action = addApplication(application);
-            if (!defaultPath.isEmpty() && QDir::cleanPath(application->path()) == defaultPath) {
-                QFont font = action->font();
-                font.setBold(true);
-                action->setFont(font);
-            }
-            added = true;
-        }
-        if (added)
+std::unique_ptr<QMenu> menuFromDescription(const TQMenuDescription &description)
+{
+    auto menu = std::make_unique<QMenu>(description.title);
+    for (const TQMenuItemDescription &row : description.items) {
+        if (row.isSeparator) {
             menu->addSeparator();
+            continue;
+        }
+        QAction *action = addItem(menu.get(), menuTitle(row.title), row.actionName);
+        if (!row.keyEquivalent.isEmpty())
+            setShortcut(action, row.keyEquivalent);
+        if (row.representedObject) {
+            action->setData(QVariant::fromValue(row.representedObject));
+            action->setIcon(menuIcon(row.representedObject));
+        } else if (!row.iconName.isEmpty()) {
+            action->setIcon(QDir::isAbsolutePath(row.iconName) ? QIcon(row.iconName) : QIcon::fromTheme(row.iconName));
+        }
+        if (row.isDefault) {
+            QFont font = action->font();
+            font.setBold(true);
+            action->setFont(font);
+        }
     }
-
-    addItem(menu.get(), localized("Edit menu..."), QStringLiteral("addToOpenWithMenuAction:"));
     return menu;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TQFile.h"
+#include "TQMenuDescription.h"
 #include "tqkit_export.h"
 
 #include <QList>
@@ -42,8 +43,8 @@ class QMenu;
     keys itself (TQAlternatesMenu).
 
     \section Threads and cost
-    GUI thread only. The Open With menu asks GIO for the applications of the first file's type
-    and reads their desktop entries and icons; GIO scans the applications folders on the first
+    GUI thread only. The Open With menu asks GIO (through TQApplications) for the applications
+    of the first file's type and reads their desktop entries and icons; GIO scans the applications folders on the first
     look-up of the process, which warmUpApplications() can do ahead on another thread.
 */
 namespace TQMenuUtilities {
@@ -53,37 +54,26 @@ TQKIT_EXPORT extern const char *const TagProperty;
 //! The tag of \a action: 98 "New Folder", 99 "Other Location..." in the drop menu, else 0.
 TQKIT_EXPORT int tag(const QAction *action);
 
-/*!
-    Choices beyond the plain Open With menu, all off by default.
-*/
-struct TQKIT_EXPORT OpenWithOptions
-{
-    //! Shows the default application of the first file's type in bold.
-    bool markDefaultApplication = false;
-    /*!
-        Leaves the host's own desktop entry out of the system section: the entry whose file
-        name is QGuiApplication::desktopFileName() (with ".desktop" added when missing).
-    */
-    bool excludeHostApplication = false;
-};
+//! Choices beyond the plain Open With menu (the description's, shared with hosts without widgets).
+using OpenWithOptions = TQMenuDescriptions::OpenWithOptions;
 
 /*!
-    The Open With menu for \a files, titled "Open With":
-    1. one item per include item (applications the user put on the menu), its display name
-       and icon at 16×16, the first with the shortcut Ctrl+Alt+O; a separator after them;
-    2. the applications GIO names for the first file's type, in GIO's order (the default is
-       not moved), each as the file item of its desktop entry; an application that is an
-       include item (the same object) is not repeated, nor is a placeholder; a separator after
-       them when there is one;
-    3. "Edit menu..." with the action "addToOpenWithMenuAction:".
-    Application items send "openWithMenuAction:". Only the first file decides the
-    applications; without files, or when the first has no location, there are none. An entry
-    GIO names that cannot be launched or has no name is left out with one warning in
-    "tqkit.ui" naming its path.
+    The Open With menu for \a files: TQMenuDescriptions::openWithMenuForFiles() (which says
+    what it holds, in which order, and which broken entries it leaves out with a warning) built
+    by menuFromDescription(). Application items show their file item's icon at 16×16.
 */
 TQKIT_EXPORT std::unique_ptr<QMenu> openWithMenuForFiles(const QList<TQFileRef> &files,
                                                          const QList<TQFileRef> &includeItems,
                                                          const OpenWithOptions &options = {});
+
+/*!
+    A QMenu of \a description: its title, and per row an item with the title shown as it is
+    ("&" doubled), the action name (TQResponderUtilities::setAction()), the shortcut (shown in
+    the menu), the represented object as data() with its icon at 16×16 (or else the row's icon
+    name: an absolute path or a theme name), bold when it is the default; a separator row is a
+    separator.
+*/
+TQKIT_EXPORT std::unique_ptr<QMenu> menuFromDescription(const TQMenuDescription &description);
 
 /*!
     Choices beyond the plain drop menu, all off by default.

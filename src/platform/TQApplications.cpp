@@ -246,6 +246,30 @@ QList<TQApplicationInfo> applicationsForMimeType(const QString &mimeType)
     return result;
 }
 
+QList<TQApplicationInfo> applicationsInGioOrder(const QString &mimeType, QList<TQApplicationLeftOut> *leftOut)
+{
+    QList<TQApplicationInfo> result;
+    if (mimeType.isEmpty())
+        return result;
+    const GLibLogRoute route;
+    const GObjectList apps(g_app_info_get_all_for_type(mimeType.toUtf8().constData()));
+    for (GList *item = apps.get(); item; item = item->next) {
+        auto *app = static_cast<GAppInfo *>(item->data);
+        if (!G_IS_DESKTOP_APP_INFO(app))
+            continue;
+        GDesktopAppInfo *desktop = G_DESKTOP_APP_INFO(app);
+        QString reason;
+        if (isLaunchable(desktop, &reason) && !g_desktop_app_info_has_key(desktop, G_KEY_FILE_DESKTOP_KEY_NAME))
+            reason = QStringLiteral("the entry has no Name");
+        TQApplicationInfo info = infoFrom(desktop);
+        if (reason.isEmpty())
+            result.append(std::move(info));
+        else if (leftOut)
+            leftOut->append({info.id, info.desktopFilePath, reason});
+    }
+    return result;
+}
+
 QString mimeTypeForFile(const QString &path)
 {
     return mimeTypeForFile(QFile::encodeName(path));

@@ -41,6 +41,17 @@ TQKIT_EXPORT size_t qHash(const TQApplicationInfo &info, size_t seed = 0) noexce
 TQKIT_EXPORT QDebug operator<<(QDebug debug, const TQApplicationInfo &info);
 
 /*!
+    An entry GIO names for a type that applicationsInGioOrder() leaves out, and why, so that a
+    caller can tell the user once which entry to repair.
+*/
+struct TQKIT_EXPORT TQApplicationLeftOut
+{
+    QString id;              //!< The desktop file ID GIO gave it.
+    QString desktopFilePath; //!< The entry's absolute path.
+    QString reason;          //!< In words: "the entry has no Name", ...
+};
+
+/*!
     \namespace TQApplications
     \brief Which applications open a file type, and launching them (GIO's desktop app info).
 
@@ -93,6 +104,17 @@ TQKIT_EXPORT TQApplicationInfo defaultApplicationForMimeType(const QString &mime
     that a [Removed Associations] group takes away. No ID appears twice.
 */
 TQKIT_EXPORT QList<TQApplicationInfo> applicationsForMimeType(const QString &mimeType);
+
+/*!
+    The applications GIO names for \a mimeType in GIO's own order (g_app_info_get_all_for_type):
+    the type's associations first, in the order the mimeapps lists and mimeinfo caches name
+    them, then those of its MIME parents. Unlike applicationsForMimeType() the default is not
+    moved to the front, and one that only a [Default Applications] group names is not added.
+    Entries that cannot be launched and entries without a Name (GIO would show "Unnamed") are
+    left out and, when \a leftOut is given, appended to it.
+*/
+TQKIT_EXPORT QList<TQApplicationInfo> applicationsInGioOrder(const QString &mimeType,
+                                                             QList<TQApplicationLeftOut> *leftOut = nullptr);
 
 /*!
     The MIME type applications are chosen by for the file at \a path: the preferred MIME type

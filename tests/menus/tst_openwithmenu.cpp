@@ -46,6 +46,7 @@ private slots:
     void itemsHoldTheirApplicationAndA16PixelIcon();
     void options_data();
     void options();
+    void aDescriptionOfTheHostsOwnBecomesItsMenu();
     void itemOfMenuFindsTheItemThatOpensASubmenu();
     void tqinfoPrintsTheMenu();
 
@@ -233,6 +234,30 @@ void TestOpenWithMenu::options()
     }
     QTEST(titles, "titles");
     QCOMPARE(boldTitle, bold);
+}
+
+void TestOpenWithMenu::aDescriptionOfTheHostsOwnBecomesItsMenu()
+{
+    // Rows without a file item: the icon comes from the row's own path.
+    TQMenuDescription description{u"Mine"_s, {}};
+    TQMenuItemDescription row;
+    row.title = u"Salt & Pepper"_s;
+    row.iconName = path(u"paint.png"_s);
+    row.isDefault = true;
+    row.keyEquivalent = QKeySequence(Qt::CTRL | Qt::Key_K);
+    row.actionName = u"seasonAction:"_s;
+    description.items = {row, TQMenuItemDescription{true, {}, {}, {}, {}, false, {}, {}}, TQMenuItemDescription()};
+    description.items.last().title = u"Plain"_s;
+
+    const std::unique_ptr<QMenu> menu = TQMenuUtilities::menuFromDescription(description);
+    QCOMPARE(menu->title(), u"Mine"_s);
+    QCOMPARE(describe(*menu), (QStringList{u"Salt && Pepper [Ctrl+K] seasonAction:"_s, u"---"_s, u"Plain "_s}));
+    const QList<QAction *> actions = menu->actions();
+    QVERIFY(actions.at(0)->font().bold());
+    QVERIFY(!actions.at(2)->font().bold());
+    QCOMPARE(actions.at(0)->icon().pixmap(16, 16).toImage().pixelColor(8, 8), QColor(Qt::darkCyan));
+    QVERIFY(actions.at(2)->icon().isNull());
+    QVERIFY(!actions.at(0)->data().isValid());
 }
 
 void TestOpenWithMenu::itemOfMenuFindsTheItemThatOpensASubmenu()

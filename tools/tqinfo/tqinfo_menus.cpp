@@ -1,17 +1,12 @@
 #include "tqinfo_menus.h"
 
 #include "TQFile.h"
-#include "TQMenuUtilities.h"
-#include "TQResponderUtilities.h"
+#include "TQMenuDescription.h"
 
-#include <QAction>
-#include <QApplication>
 #include <QFile>
 #include <QKeySequence>
-#include <QMenu>
 
 #include <cstdio>
-#include <cstring>
 
 namespace TQInfo {
 
@@ -24,14 +19,7 @@ QCommandLineOption openWithOption()
 
 std::unique_ptr<QCoreApplication> makeApplication(int &argc, char **argv)
 {
-    bool menus = false;
-    for (int i = 1; i < argc; ++i)
-        menus = menus || std::strcmp(argv[i], "--open-with") == 0;
-    if (!menus)
-        return std::make_unique<QCoreApplication>(argc, argv);
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    return std::make_unique<QApplication>(argc, argv);
+    return std::make_unique<QCoreApplication>(argc, argv);
 }
 
 int printOpenWithMenu(const QList<QByteArray> &paths, QString *usageError)
@@ -51,18 +39,16 @@ int printOpenWithMenu(const QList<QByteArray> &paths, QString *usageError)
         return 1;
     }
 
-    const std::unique_ptr<QMenu> menu = TQMenuUtilities::openWithMenuForFiles(files, {});
+    const TQMenuDescription menu = TQMenuDescriptions::openWithMenuForFiles(files, {});
     QByteArray out;
-    for (const QAction *action : menu->actions()) {
-        if (action->isSeparator()) {
+    for (const TQMenuItemDescription &item : menu.items) {
+        if (item.isSeparator) {
             out += "-\n";
             continue;
         }
-        const UWStandardFileRef application = TQFile::itemFromValue(action->data());
-        const QString line = QString(action->text()).replace(QStringLiteral("&&"), QStringLiteral("&")) + u'\t'
-                           + action->shortcut().toString(QKeySequence::PortableText) + u'\t'
-                           + TQResponderUtilities::action(action) + u'\t'
-                           + (application ? application->path() : QString());
+        const QString line = item.title + u'\t' + item.keyEquivalent.toString(QKeySequence::PortableText) + u'\t'
+                           + item.actionName + u'\t'
+                           + (item.representedObject ? item.representedObject->path() : QString());
         out += line.toUtf8() + '\n';
     }
     std::fwrite(out.constData(), 1, size_t(out.size()), stdout);

@@ -15,10 +15,8 @@ namespace TQInfo {
 QCommandLineOption openWithOption();
 
 /*!
-    The program's application object. Menus are widgets, which need a QApplication; when the
-    arguments ask for one (--open-with) that is what is made, on the offscreen platform unless
-    QT_QPA_PLATFORM names another, so that it runs without a display. Otherwise a
-    QCoreApplication, as before.
+    The program's application object: a QCoreApplication, also for --open-with, whose menu is
+    a description computed without widgets (TQMenuDescriptions).
 */
 std::unique_ptr<QCoreApplication> makeApplication(int &argc, char **argv);
 
