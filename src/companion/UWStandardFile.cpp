@@ -5,17 +5,17 @@
 #include "TQTypeRegistry.h"
 #include "UWCompanionLogging.h"
 #include "UWFileFactory_p.h"
+#include "UWRecordCache_p.h"
 #include "UWFinderLabels.h"
 #include "UWStatInfo_p.h"
 #include "UWVolumes_p.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QHash>
 #include <QFile>
 #include <QFileInfo>
 #include <QMimeDatabase>
-#include <QMutex>
-#include <QReadWriteLock>
 #include <QSet>
 
 #include <fcntl.h>
@@ -25,8 +25,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
 #include <array>
 #include <atomic>
+#include <mutex>
+#include <shared_mutex>
 #include <optional>
 #include <vector>
 
@@ -78,10 +81,11 @@ namespace {
 // globals would be constructed) finds its storage ready.
 struct FactoryState
 {
-    QReadWriteLock lock;
+    // Standard locks: ThreadSanitizer sees them (Qt's slow paths are not instrumented).
+    std::shared_mutex lock;
     UWFileFactory::Factory factory; // guarded by lock
     std::atomic<TQTypeRegistry::Detection> detection{TQTypeRegistry::Detection::ContentAndName};
-    QMutex placeholderLock;
+    std::mutex placeholderLock;
     std::vector<std::weak_ptr<UWStandardFile>> placeholders; // guarded by placeholderLock
 };
 
@@ -93,7 +97,7 @@ FactoryState &state()
 
 UWStandardFileRef newItem()
 {
-    QReadLocker locker(&state().lock);
+    std::shared_lock locker(state().lock);
     UWStandardFileRef item = state().factory ? state().factory() : nullptr;
     return item ? item : UWFileFactoryAccess::makeBase();
 }
@@ -104,13 +108,13 @@ namespace UWFileFactory {
 
 void setFactory(Factory factory)
 {
-    QWriteLocker locker(&state().lock);
+    std::unique_lock locker(state().lock);
     state().factory = std::move(factory);
 }
 
 Factory factory()
 {
-    QReadLocker locker(&state().lock);
+    std::shared_lock locker(state().lock);
     return state().factory;
 }
 
@@ -142,14 +146,14 @@ TQTypeRegistry::Detection typeDetection()
 
 void rememberPlaceholder(const UWStandardFileRef &placeholder)
 {
-    QMutexLocker locker(&state().placeholderLock);
+    std::lock_guard locker(state().placeholderLock);
     std::erase_if(state().placeholders, [](const std::weak_ptr<UWStandardFile> &p) { return p.expired(); });
     state().placeholders.push_back(placeholder);
 }
 
 QList<UWStandardFileRef> livePlaceholders()
 {
-    QMutexLocker locker(&state().placeholderLock);
+    std::lock_guard locker(state().placeholderLock);
     QList<UWStandardFileRef> alive;
     for (const std::weak_ptr<UWStandardFile> &weak : state().placeholders) {
         if (UWStandardFileRef item = weak.lock(); item && item->isPlaceholder())
@@ -256,104 +260,140 @@ bool mayAccess(const QByteArray &path, int how, mode_t anyoneMask)
 
 } // namespace
 
-namespace {
-
-// Announces \a keys will-change in order, runs \a change, then did-change in reverse order.
-template<typename Change>
-void announcing(UWStandardFile &file, std::initializer_list<QStringView> keys, Change change)
-{
-    for (QStringView key : keys)
-        file.willChangeValueForKey(key);
-    change();
-    for (auto key = std::rbegin(keys); key != std::rend(keys); ++key)
-        file.didChangeValueForKey(*key);
-}
-
-} // namespace
-
 // ---- The item ------------------------------------------------------------------------------
 
-struct UWStandardFile::Private
+namespace {
+
+// What an item that is not at its path any more keeps of what it was.
+struct Placeholder
 {
+    QString name;
+    QVariantMap archive;
+};
+
+// One record of what the file system said about the item, and what was derived from it. The
+// facts are fixed once the record is published; the derived slots are filled on first request
+// (see UWRecordCache). An event, a rename or a change of placeholder state publishes a new
+// record.
+struct Record
+{
+    // Facts.
     QByteArray path; // absolute and clean, the file system's bytes; empty for a placeholder
     UWStatInfo stat;
     bool exists = false;
     bool lost = false; // currentURL() found the file nowhere: no location until it is back
+    std::shared_ptr<const Placeholder> placeholder;
 
-    // Rarely used state, kept out of line so that an item of a big listing stays small.
-    struct Extra
-    {
-        QString placeholderName;
-        QVariantMap placeholderArchive;
-        std::optional<TQApplicationInfo> application; // for a desktop entry, once read
-        std::vector<UWFileObserver *> observers;
-    };
-    std::unique_ptr<Extra> extra;
+    // Derived values.
+    std::optional<QByteArray> resolvedPath;
+    std::optional<QString> uti;
+    std::optional<QString> resolvedUTI;
+    std::optional<QString> kindString;
+    std::optional<QString> nameType; // the resolved file's type by its name alone
+    std::optional<bool> isInvisible;
+    std::optional<int> finderLabel;
+    std::optional<std::shared_ptr<const TQApplicationInfo>> application; // of a desktop entry
+    // The type fileIcon() drew from before the content was known; once the content type
+    // differs, its change is announced once.
+    std::optional<QString> iconType;
+    bool iconChangeAnnounced = false;
 
-    mutable std::optional<QByteArray> resolvedPath;
-    mutable std::optional<QString> uti;
-    mutable std::optional<QString> resolvedUTI;
-    mutable std::optional<QString> kindString;
-    mutable std::optional<bool> isInvisible;
-    mutable std::optional<int> finderLabel;
-
-    Extra &ensureExtra()
-    {
-        if (!extra)
-            extra = std::make_unique<Extra>();
-        return *extra;
-    }
     bool isPlaceholder() const { return path.isEmpty(); }
     bool isLink() const { return exists && S_ISLNK(stat.mode); }
     bool isDirectory() const { return exists && S_ISDIR(stat.mode); }
-    const QByteArray &resolved() const;
     QString text() const { return QFile::decodeName(path); }
+    QByteArray location() const { return lost ? QByteArray() : path; }
     void forgetTypes()
     {
         resolvedPath.reset();
         uti.reset();
         resolvedUTI.reset();
         kindString.reset();
+        nameType.reset();
+        iconType.reset();
+        iconChangeAnnounced = false;
+    }
+    void forgetPlace()
+    {
+        forgetTypes();
+        isInvisible.reset();
+        finderLabel.reset();
+        application.reset();
     }
 };
 
-const QByteArray &UWStandardFile::Private::resolved() const
+// Where the links of \a record lead: the end of the chain, or the item itself.
+QByteArray resolvePath(const Record &record)
 {
-    if (resolvedPath)
-        return *resolvedPath;
+    const QByteArray &path = record.path;
     QByteArray current = path;
-    if (isLink()) {
-        // Follow the chain one link at a time, so that a loop or a dangling end resolves to
-        // the link itself instead of failing somewhere in between.
-        QSet<QByteArray> visited{current};
-        for (int depth = 0; depth < maxLinkDepth; ++depth) {
-            const std::optional<QByteArray> target = readLink(current);
-            if (!target)
-                break;
-            if (visited.contains(*target)) {
-                qCDebug(lcCompanion) << "link loop at" << text();
-                current = path;
-                break;
-            }
-            visited.insert(*target);
-            current = *target;
+    if (!record.isLink())
+        return current;
+    // Follow the chain one link at a time, so that a loop or a dangling end resolves to the
+    // link itself instead of failing somewhere in between.
+    QSet<QByteArray> visited{current};
+    for (int depth = 0; depth < maxLinkDepth; ++depth) {
+        const std::optional<QByteArray> target = readLink(current);
+        if (!target)
+            break;
+        if (visited.contains(*target)) {
+            qCDebug(lcCompanion) << "link loop at" << record.text();
+            return path;
         }
-        struct stat end;
-        if (current != path
-            && (::lstat(current.constData(), &end) != 0 || S_ISLNK(end.st_mode))) {
-            qCDebug(lcCompanion) << "link" << text() << "leads nowhere";
-            current = path;
-        }
+        visited.insert(*target);
+        current = *target;
     }
-    resolvedPath = current;
-    return *resolvedPath;
+    struct stat end;
+    if (current != path && (::lstat(current.constData(), &end) != 0 || S_ISLNK(end.st_mode))) {
+        qCDebug(lcCompanion) << "link" << record.text() << "leads nowhere";
+        return path;
+    }
+    return current;
 }
+
+} // namespace
+
+namespace {
+
+bool looksLikeDesktopEntry(const Record &record)
+{
+    return !record.isPlaceholder() && !record.isDirectory() && record.path.endsWith(".desktop");
+}
+
+// Only a regular file is worth reading as a desktop entry; a FIFO under such a name would
+// block the reader for ever.
+bool isRegularFile(const QByteArray &path)
+{
+    struct stat target;
+    return ::stat(path.constData(), &target) == 0 && S_ISREG(target.st_mode);
+}
+
+QString nameOfApplication(const std::shared_ptr<const TQApplicationInfo> &application, const QString &fileName)
+{
+    return application->isValid() && !application->name.isEmpty() ? application->name : fileName;
+}
+
+} // namespace
+
+struct UWStandardFile::Private
+{
+    UWRecordCache<Record> cache;
+
+    // Observers live on the main thread, as announcements do; kept out of line so that an
+    // item of a big listing stays small.
+    std::unique_ptr<std::vector<UWFileObserver *>> observers;
+
+    std::shared_ptr<Record> record() const { return cache.record(); }
+    QByteArray resolved() const
+    {
+        return cache.value(&Record::resolvedPath, [](const Record &r) { return resolvePath(r); });
+    }
+};
 
 UWStandardFile::UWStandardFile()
     : d(std::make_unique<Private>())
 {
 }
-
 UWStandardFile::~UWStandardFile() = default;
 
 UWFileObserver::~UWFileObserver() = default;
@@ -423,6 +463,263 @@ QList<UWStandardFileRef> UWStandardFile::arrayOfFilesForPaths(const QStringList 
     return files;
 }
 
+// ---- Keys ----------------------------------------------------------------------------------
+
+namespace {
+
+using Announcement = UWStandardFile::Announcement;
+
+QVariant dateValue(const QDateTime &date)
+{
+    return date.isValid() ? QVariant(date) : QVariant();
+}
+
+QVariant urlValue(const QUrl &url)
+{
+    return url.isEmpty() ? QVariant() : QVariant(url);
+}
+
+constexpr quint16 operator|(Announcement a, Announcement b)
+{
+    return quint16(a) | quint16(b);
+}
+constexpr quint16 operator|(quint16 a, Announcement b)
+{
+    return a | quint16(b);
+}
+
+} // namespace
+
+// The one table of the item's keys. Every list of keys is read from it: the keys valueForKey()
+// answers and keys() lists, what a peek can answer, and which announcement names a key. The
+// rows stand in the order the announcements name their keys: an announcement's keys are the
+// rows that carry it, in table order.
+struct UWStandardFileKeys
+{
+    using Value = QVariant (*)(const UWStandardFile &);
+    // What a peek answers: nothing while the value would need the file system.
+    using Peek = std::optional<QVariant> (*)(const UWStandardFile &);
+
+    QStringView name;
+    Value value;
+    Peek peek;           // nullptr: the value is at hand whenever asked (the status record)
+    quint16 announcedBy; // Announcement flags
+    bool listed = true;  // false: answered but not listed (an alias sorting asks for)
+    bool summary = false; // one of the few keys a one-line summary of the item shows
+
+    static const Record &record(const UWStandardFile &file, std::shared_ptr<Record> &holder)
+    {
+        holder = file.d->record();
+        return *holder;
+    }
+    template <class T>
+    static std::optional<QVariant> peekSlot(const UWStandardFile &file, std::optional<T> Record::*slot)
+    {
+        const std::optional<T> value = file.d->cache.peek(slot);
+        return value ? std::optional<QVariant>(QVariant::fromValue(*value)) : std::nullopt;
+    }
+    static std::optional<QVariant> peekDisplayName(const UWStandardFile &file)
+    {
+        std::shared_ptr<Record> holder;
+        if (!looksLikeDesktopEntry(record(file, holder)))
+            return QVariant(file.fileName());
+        const auto application = file.d->cache.peek(&Record::application);
+        return application ? std::optional<QVariant>(nameOfApplication(*application, file.fileName())) : std::nullopt;
+    }
+    static std::optional<QVariant> peekResolvedURL(const UWStandardFile &file)
+    {
+        std::shared_ptr<Record> holder;
+        const Record &r = record(file, holder);
+        if (r.location().isEmpty())
+            return QVariant();
+        if (!r.isLink())
+            return urlValue(UWStandardFile::URLForNativePath(r.path));
+        const std::optional<QByteArray> resolved = file.d->cache.peek(&Record::resolvedPath);
+        return resolved ? std::optional<QVariant>(urlValue(UWStandardFile::URLForNativePath(*resolved))) : std::nullopt;
+    }
+    static std::optional<QVariant> peekUti(const UWStandardFile &file)
+    {
+        std::shared_ptr<Record> holder;
+        const Record &r = record(file, holder);
+        if (!r.exists)
+            return QVariant(QString());
+        if (r.isLink())
+            return QVariant(QStringLiteral("public.symlink"));
+        return peekSlot(file, &Record::uti);
+    }
+    static std::optional<QVariant> peekResolvedUTI(const UWStandardFile &file)
+    {
+        if (std::optional<QVariant> resolved = peekSlot(file, &Record::resolvedUTI))
+            return resolved;
+        // What is not a link resolves to its own type.
+        return file.d->cache.read([](const Record &r) { return r.isLink(); }) ? std::nullopt : peekUti(file);
+    }
+    static std::optional<QVariant> peekInvisible(const UWStandardFile &file)
+    {
+        if (file.fileName().startsWith(QLatin1Char('.')))
+            return QVariant(true);
+        return peekSlot(file, &Record::isInvisible);
+    }
+    static std::optional<QVariant> peekLabelTitle(const UWStandardFile &file)
+    {
+        const std::optional<int> label = file.d->cache.peek(&Record::finderLabel);
+        if (!label)
+            return std::nullopt;
+        return QVariant(*label == 0 ? QString() : UWFinderLabels::nameForLabel(*label));
+    }
+
+    static const std::array<UWStandardFileKeys, 24> &table();
+    static const UWStandardFileKeys *find(QStringView key);
+};
+
+const std::array<UWStandardFileKeys, 24> &UWStandardFileKeys::table()
+{
+    using K = UWStandardFileKeys;
+    using F = const UWStandardFile &;
+    constexpr quint16 none = 0;
+    static const std::array<UWStandardFileKeys, 24> rows = {{
+        {u"isPlaceholder", [](F f) { return QVariant(f.isPlaceholder()); }, nullptr, quint16(Announcement::PlaceholderChanged)},
+        {u"exists", [](F f) { return QVariant(f.exists()); }, nullptr, quint16(Announcement::Removed)},
+        {u"URL", [](F f) { return urlValue(f.URL()); }, nullptr,
+         Announcement::Moved | Announcement::PlaceholderChanged | Announcement::Lost},
+        {u"path", [](F f) { return f.path().isEmpty() ? QVariant() : QVariant(f.path()); }, nullptr,
+         Announcement::Moved | Announcement::PlaceholderChanged | Announcement::Lost},
+        {u"displayName", [](F f) { return QVariant(f.displayName()); }, &K::peekDisplayName, quint16(Announcement::Moved), true, true},
+        {u"fileName", [](F f) { return QVariant(f.fileName()); }, nullptr, none},
+        {u"resolvedURL", [](F f) { return urlValue(f.resolvedURL()); }, &K::peekResolvedURL, none},
+        {u"modificationDate", [](F f) { return dateValue(f.modificationDate()); }, nullptr,
+         Announcement::Removed | Announcement::StatusRead, true, true},
+        {u"creationDate", [](F f) { return dateValue(f.creationDate()); }, nullptr, quint16(Announcement::StatusRead)},
+        {u"accessDate", [](F f) { return dateValue(f.accessDate()); }, nullptr, quint16(Announcement::StatusRead)},
+        {u"dateAdded", [](F f) { return dateValue(f.dateAdded()); }, nullptr, quint16(Announcement::StatusRead)},
+        // Sorting asks for the date added under this name.
+        {u"addedDate", [](F f) { return dateValue(f.dateAdded()); }, nullptr, quint16(Announcement::StatusRead), false},
+        {u"finderLabel", [](F f) { return QVariant(f.finderLabel()); },
+         [](F f) { return peekSlot(f, &Record::finderLabel); }, quint16(Announcement::LabelChanged)},
+        {u"finderLabelTitle", [](F f) { return QVariant(f.finderLabelTitle()); }, &K::peekLabelTitle,
+         quint16(Announcement::LabelChanged)},
+        {u"uti", [](F f) { return QVariant(f.uti()); }, &K::peekUti,
+         Announcement::TypesReset | Announcement::ContentTypeResolved, true, true},
+        {u"resolvedUTI", [](F f) { return QVariant(f.resolvedUTI()); }, &K::peekResolvedUTI,
+         Announcement::TypesReset | Announcement::ContentTypeResolved},
+        {u"kindString", [](F f) { return QVariant(f.kindString()); },
+         [](F f) { return peekSlot(f, &Record::kindString); },
+         Announcement::TypesReset | Announcement::ContentTypeResolved, true, true},
+        // Never reads the file: it is answered whenever asked.
+        {u"fileIcon", [](F f) { return QVariant(f.fileIcon()); }, nullptr, quint16(Announcement::ContentTypeResolved)},
+        {u"isDirectory", [](F f) { return QVariant(f.isDirectory()); }, nullptr, none, true, true},
+        {u"isBasicDirectory", [](F f) { return QVariant(f.isBasicDirectory()); }, nullptr, none},
+        {u"isInvisible", [](F f) { return QVariant(f.isInvisible()); }, &K::peekInvisible, none, true, true},
+        {u"isRealFile", [](F f) { return QVariant(f.isRealFile()); }, nullptr, none},
+        // access() each time: never at hand.
+        {u"isReadable", [](F f) { return QVariant(f.isReadable()); }, [](F) { return std::optional<QVariant>(); }, none},
+        {u"isWritable", [](F f) { return QVariant(f.isWritable()); }, [](F) { return std::optional<QVariant>(); }, none},
+    }};
+    return rows;
+}
+
+const UWStandardFileKeys *UWStandardFileKeys::find(QStringView key)
+{
+    // Sorting asks every item of a folder for a key: one hash look-up, not a scan.
+    static const QHash<QStringView, const UWStandardFileKeys *> byName = [] {
+        QHash<QStringView, const UWStandardFileKeys *> index;
+        for (const UWStandardFileKeys &row : table())
+            index.insert(row.name, &row);
+        return index;
+    }();
+    return byName.value(key);
+}
+
+namespace {
+
+// Announces the keys of \a announcement will-change in order, runs \a change, then did-change
+// in reverse order.
+template <typename Change>
+void announcing(UWStandardFile &file, Announcement announcement, Change change)
+{
+    static const auto keysOf = [] {
+        std::array<std::vector<QStringView>, 8> lists;
+        for (const UWStandardFileKeys &row : UWStandardFileKeys::table()) {
+            for (size_t bit = 0; bit < lists.size(); ++bit) {
+                if (row.announcedBy & (1u << bit))
+                    lists[bit].push_back(row.name);
+            }
+        }
+        return lists;
+    }();
+    const std::vector<QStringView> &keys = keysOf[size_t(std::countr_zero(quint16(announcement)))];
+    for (QStringView key : keys)
+        file.willChangeValueForKey(key);
+    change();
+    for (auto key = keys.rbegin(); key != keys.rend(); ++key)
+        file.didChangeValueForKey(*key);
+}
+
+} // namespace
+
+QStringList UWStandardFile::keysAnnouncedBy(Announcement announcement)
+{
+    QStringList keys;
+    for (const UWStandardFileKeys &row : UWStandardFileKeys::table()) {
+        if (row.announcedBy & quint16(announcement))
+            keys.append(row.name.toString());
+    }
+    return keys;
+}
+
+// Key paths through rows that hold items ("file.displayName") pass through this type.
+static void registerFileReferences()
+{
+    TQKeyValueCoding::registerReferenceType<UWStandardFile>();
+}
+Q_CONSTRUCTOR_FUNCTION(registerFileReferences)
+
+QVariant UWStandardFile::valueForKey(QStringView key) const
+{
+    const UWStandardFileKeys *row = UWStandardFileKeys::find(key);
+    return row ? row->value(*this) : QVariant();
+}
+
+std::optional<QVariant> UWStandardFile::cachedValueForKey(QStringView key) const
+{
+    const UWStandardFileKeys *row = UWStandardFileKeys::find(key);
+    if (!row)
+        return std::nullopt;
+    return row->peek ? row->peek(*this) : std::optional<QVariant>(row->value(*this));
+}
+
+bool UWStandardFile::isValueCached(QStringView key) const
+{
+    return cachedValueForKey(key).has_value();
+}
+
+void UWStandardFile::prefetchValueForKey(QStringView key) const
+{
+    Q_UNUSED(key);
+    // Sorted columns are mostly dates and names: the record behind the cache.
+    __builtin_prefetch(d.get());
+}
+
+QStringList UWStandardFile::summaryKeys()
+{
+    QStringList keys;
+    for (const UWStandardFileKeys &row : UWStandardFileKeys::table()) {
+        if (row.summary)
+            keys.append(row.name.toString());
+    }
+    return keys;
+}
+
+QStringList UWStandardFile::keys()
+{
+    QStringList all;
+    for (const UWStandardFileKeys &row : UWStandardFileKeys::table()) {
+        if (row.listed)
+            all.append(row.name.toString());
+    }
+    return all;
+}
+
 bool UWStandardFile::initWithURL(const QUrl &url, const QByteArray &pathRep, const UWStatInfo *statInfo)
 {
     if (!url.isLocalFile())
@@ -431,29 +728,25 @@ bool UWStandardFile::initWithURL(const QUrl &url, const QByteArray &pathRep, con
     const QByteArray path = cleanNativePath(pathRep.isEmpty() ? nativePathForURL(url) : pathRep);
     if (path.isEmpty() || !path.startsWith('/') || path.contains('\0'))
         return false;
-    d->path = path;
-    d->lost = false;
+    Record record;
+    record.path = path;
     if (statInfo) {
-        d->stat = *statInfo;
-        d->exists = true;
+        record.stat = *statInfo;
+        record.exists = true;
     } else {
-        d->exists = d->stat.read(path.constData());
+        record.exists = record.stat.read(path.constData());
     }
+    // No other thread knows the item yet: its first record is filled in place.
+    d->cache.fill([&](Record &current) { current = std::move(record); });
     return true;
 }
 
 void UWStandardFile::becomePlaceholder(const QString &displayName, const QVariantMap &archive)
 {
-    d->path.clear();
-    d->lost = false;
-    d->exists = false;
-    d->stat = {};
-    d->forgetTypes();
-    d->isInvisible.reset();
-    d->finderLabel.reset();
-    Private::Extra &extra = d->ensureExtra();
-    extra.placeholderName = displayName;
-    extra.placeholderArchive = archive;
+    d->cache.reset([&](Record &next) {
+        next = Record();
+        next.placeholder = std::make_shared<const Placeholder>(Placeholder{displayName, archive});
+    });
 }
 
 bool UWStandardFile::adoptPath(const QByteArray &path)
@@ -461,51 +754,50 @@ bool UWStandardFile::adoptPath(const QByteArray &path)
     UWStatInfo stat;
     if (!stat.read(path.constData()))
         return false;
-    if (d->extra)
-        d->extra->application.reset();
-    d->path = path;
-    d->stat = stat;
-    d->exists = true;
-    d->lost = false;
-    d->forgetTypes();
-    d->isInvisible.reset();
-    d->finderLabel.reset();
+    d->cache.reset([&](Record &next) {
+        next.path = path;
+        next.stat = stat;
+        next.exists = true;
+        next.lost = false;
+        next.forgetPlace();
+    });
     return true;
 }
 
 QByteArray UWStandardFile::nativeFileName() const
 {
-    return d->isPlaceholder() ? QByteArray() : lastNativeComponent(d->path);
+    return d->cache.read([](const Record &r) { return r.isPlaceholder() ? QByteArray() : lastNativeComponent(r.path); });
 }
 
-const UWStatInfo &UWStandardFile::statInfo() const
+UWStatInfo UWStandardFile::statInfo() const
 {
-    return d->stat;
+    return d->cache.read([](const Record &r) { return r.stat; });
 }
 
 // ---- Archives ------------------------------------------------------------------------------
 
 QVariantMap UWStandardFile::archiveDictionary() const
 {
-    if (d->isPlaceholder())
-        return d->extra ? d->extra->placeholderArchive : QVariantMap();
-    if (!d->exists || d->lost)
+    const std::shared_ptr<const Record> r = d->record();
+    if (r->isPlaceholder())
+        return r->placeholder ? r->placeholder->archive : QVariantMap();
+    if (!r->exists || r->lost)
         return {};
     const QList<UWVolumes::Mount> mounts = UWVolumes::mounts();
-    const UWVolumes::Mount mount = UWVolumes::mountForPath(mounts, d->path, d->stat.device);
-    const QString text = d->text();
+    const UWVolumes::Mount mount = UWVolumes::mountForPath(mounts, r->path, r->stat.device);
+    const QString text = r->text();
     QVariantMap archive{
         {archiveVersionKey, archiveVersion},
         {archivePathKey, text},
-        {archiveNameKey, fileName()},
-        {archiveInodeKey, qulonglong(d->stat.inode)},
-        {archiveDirectoryKey, d->isDirectory()},
+        {archiveNameKey, QFile::decodeName(lastNativeComponent(r->path))},
+        {archiveInodeKey, qulonglong(r->stat.inode)},
+        {archiveDirectoryKey, r->isDirectory()},
     };
-    const bool textKeepsBytes = QFile::encodeName(text) == d->path;
+    const bool textKeepsBytes = QFile::encodeName(text) == r->path;
     if (!textKeepsBytes)
-        archive.insert(archiveNativePathKey, d->path);
+        archive.insert(archiveNativePathKey, r->path);
     if (!mount.mountPoint.isEmpty()) {
-        const QByteArray relative = UWVolumes::volumeRelativePath(mount, d->path);
+        const QByteArray relative = UWVolumes::volumeRelativePath(mount, r->path);
         archive.insert(archiveVolumeKey, mount.identity);
         archive.insert(archiveMountPointKey, mount.mountPoint);
         archive.insert(archiveRelativeKey, QFile::decodeName(relative));
@@ -624,34 +916,39 @@ QByteArray findOnRemountedVolume(const QByteArray &oldPath, dev_t device, ino_t 
 
 QUrl UWStandardFile::currentURL()
 {
-    if (!d->isPlaceholder()) {
+    const std::shared_ptr<const Record> r = d->record();
+    if (!r->isPlaceholder()) {
         UWStatInfo now;
-        if (now.read(d->path.constData())) {
+        if (now.read(r->path.constData())) {
             // The same entry, or one that replaced it: either way the path names the file.
-            if (d->lost) {
-                announcing(*this, {u"URL", u"path"}, [&] { adoptPath(d->path); });
+            if (r->lost) {
+                announcing(*this, Announcement::Lost, [&] { adoptPath(r->path); });
                 return URL();
             }
-            d->exists = true;
-            d->stat = now;
+            d->cache.reset([&](Record &next) {
+                next.exists = true;
+                next.stat = now;
+            });
             return URL();
         }
-        const QByteArray moved = d->exists && !d->lost
-            ? findOnRemountedVolume(d->path, d->stat.device, d->stat.inode) : QByteArray();
+        const QByteArray moved = r->exists && !r->lost
+            ? findOnRemountedVolume(r->path, r->stat.device, r->stat.inode) : QByteArray();
         if (moved.isEmpty()) {
             // Keeping the old location would tell whoever holds the item (a bookmark's menu
             // item) that the file is still there; without one, they look for it again.
-            if (!d->lost) {
-                announcing(*this, {u"URL", u"path"}, [&] {
-                    d->exists = false;
-                    d->lost = true;
-                    d->forgetTypes();
-                    d->finderLabel.reset();
+            if (!r->lost) {
+                announcing(*this, Announcement::Lost, [&] {
+                    d->cache.reset([](Record &next) {
+                        next.exists = false;
+                        next.lost = true;
+                        next.forgetTypes();
+                        next.finderLabel.reset();
+                    });
                 });
             }
             return {};
         }
-        announcing(*this, {u"URL", u"path", u"displayName"}, [&] { adoptPath(moved); });
+        announcing(*this, Announcement::Moved, [&] { adoptPath(moved); });
         return URL();
     }
     QByteArray found;
@@ -666,124 +963,130 @@ QUrl UWStandardFile::currentURL()
 
 QUrl UWStandardFile::URL() const
 {
-    return d->path.isEmpty() || d->lost ? QUrl() : URLForNativePath(d->path);
+    const QByteArray location = nativePath();
+    return location.isEmpty() ? QUrl() : URLForNativePath(location);
 }
 
 QString UWStandardFile::path() const
 {
-    return d->lost ? QString() : d->text();
+    return QFile::decodeName(nativePath());
 }
 
 QByteArray UWStandardFile::nativePath() const
 {
-    return d->lost ? QByteArray() : d->path;
+    return d->cache.read([](const Record &r) { return r.location(); });
 }
 
 QUrl UWStandardFile::resolvedURL() const
 {
-    return d->path.isEmpty() || d->lost ? QUrl() : URLForNativePath(d->resolved());
+    if (nativePath().isEmpty())
+        return {};
+    return URLForNativePath(d->resolved());
 }
 
 UWStandardFileRef UWStandardFile::resolvedFileItem() const
 {
     auto self = std::const_pointer_cast<UWStandardFile>(shared_from_this());
-    if (!d->isLink() || d->resolved() == d->path)
+    const std::shared_ptr<const Record> r = d->record();
+    if (!r->isLink())
         return self;
-    UWStandardFileRef target = newFileForNativePath(d->resolved());
+    const QByteArray resolved = d->resolved();
+    if (resolved == r->path)
+        return self;
+    UWStandardFileRef target = newFileForNativePath(resolved);
     return target ? target : self;
 }
 
 UWStandardFileRef UWStandardFile::parentItem() const
 {
-    if (d->isPlaceholder() || d->lost || d->path == "/")
+    const QByteArray location = nativePath();
+    if (location.isEmpty() || location == "/")
         return nullptr;
-    return newFileForNativePath(parentNativePath(d->path));
+    return newFileForNativePath(parentNativePath(location));
 }
 
 QString UWStandardFile::fileName() const
 {
-    if (d->isPlaceholder())
-        return d->extra ? d->extra->placeholderName : QString();
-    return QFile::decodeName(lastNativeComponent(d->path));
+    return d->cache.read([](const Record &r) {
+        if (r.isPlaceholder())
+            return r.placeholder ? r.placeholder->name : QString();
+        return QFile::decodeName(lastNativeComponent(r.path));
+    });
 }
 
-namespace {
-
-bool looksLikeDesktopEntry(const QByteArray &path)
-{
-    return path.endsWith(".desktop");
-}
-
-// Only a regular file is worth reading as a desktop entry; a FIFO under such a name would
-// block the reader for ever.
-bool isRegularFile(const QByteArray &path)
-{
-    struct stat target;
-    return ::stat(path.constData(), &target) == 0 && S_ISREG(target.st_mode);
-}
-
-} // namespace
 
 QString UWStandardFile::displayName() const
 {
-    if (!d->isPlaceholder() && looksLikeDesktopEntry(d->path) && !d->isDirectory()) {
-        Private::Extra &extra = d->ensureExtra();
-        if (!extra.application) {
-            extra.application = isRegularFile(d->resolved())
-                ? TQApplications::applicationForDesktopFile(QFile::decodeName(d->resolved()))
-                : TQApplicationInfo();
-        }
-        if (extra.application->isValid() && !extra.application->name.isEmpty())
-            return extra.application->name;
-    }
-    return fileName();
+    const std::shared_ptr<const Record> r = d->record();
+    if (!looksLikeDesktopEntry(*r))
+        return fileName();
+    const QByteArray resolved = d->resolved();
+    const auto application = d->cache.value(&Record::application, [&resolved](const Record &) {
+        return std::make_shared<const TQApplicationInfo>(
+            isRegularFile(resolved) ? TQApplications::applicationForDesktopFile(QFile::decodeName(resolved))
+                                    : TQApplicationInfo());
+    });
+    return nameOfApplication(application, fileName());
 }
 
 QString UWStandardFile::uti() const
 {
-    if (!d->uti) {
-        if (!d->exists)
-            d->uti = QString();
-        else if (d->isLink())
-            d->uti = QStringLiteral("public.symlink");
-        else
-            d->uti = TQTypeRegistry::shared().typeForFile(d->path, UWFileFactory::typeDetection());
-    }
-    return *d->uti;
+    QString type = d->cache.value(&Record::uti, [](const Record &r) {
+        if (!r.exists)
+            return QString();
+        if (r.isLink())
+            return QStringLiteral("public.symlink");
+        return TQTypeRegistry::shared().typeForFile(r.path, UWFileFactory::typeDetection());
+    });
+    return type;
 }
 
 QString UWStandardFile::resolvedUTI() const
 {
-    if (!d->resolvedUTI) {
-        const QByteArray &target = d->resolved();
-        d->resolvedUTI = target == d->path
-            ? uti() : TQTypeRegistry::shared().typeForFile(target, UWFileFactory::typeDetection());
-    }
-    return *d->resolvedUTI;
+    const QByteArray resolved = d->resolved();
+    const QString type = d->cache.value(&Record::resolvedUTI, [this, &resolved](const Record &r) {
+        return resolved == r.path ? uti() : TQTypeRegistry::shared().typeForFile(resolved, UWFileFactory::typeDetection());
+    });
+    announceIconChangeIfNeeded(type);
+    return type;
+}
+
+void UWStandardFile::resolveContentType() const
+{
+    resolvedUTI();
+}
+
+void UWStandardFile::announceIconChangeIfNeeded(const QString &contentType) const
+{
+    const bool announce = d->cache.fill([&contentType](Record &r) {
+        if (!r.iconType || r.iconChangeAnnounced || *r.iconType == contentType)
+            return false;
+        r.iconChangeAnnounced = true;
+        return true;
+    });
+    QCoreApplication *application = QCoreApplication::instance();
+    if (!announce || !application)
+        return;
+    // Announcements belong to the main thread, whichever thread resolved the type.
+    const std::weak_ptr<UWStandardFile> weak = std::const_pointer_cast<UWStandardFile>(shared_from_this());
+    QMetaObject::invokeMethod(application, [weak] {
+        if (const UWStandardFileRef item = weak.lock())
+            announcing(*item, Announcement::ContentTypeResolved, [] {});
+    }, Qt::QueuedConnection);
 }
 
 QString UWStandardFile::kindString() const
 {
-    if (!d->kindString)
-        d->kindString = TQTypeRegistry::shared().localizedDescription(resolvedUTI());
-    return *d->kindString;
+    const QString type = resolvedUTI();
+    return d->cache.value(&Record::kindString,
+                          [&type](const Record &) { return TQTypeRegistry::shared().localizedDescription(type); });
 }
 
-QIcon UWStandardFile::fileIcon() const
+namespace {
+
+QIcon iconForType(const QString &type)
 {
-    if (d->isPlaceholder())
-        return {};
-    if (looksLikeDesktopEntry(d->path)) {
-        displayName(); // reads the entry
-        if (d->extra && d->extra->application && !d->extra->application->iconName.isEmpty()) {
-            const QString icon = d->extra->application->iconName;
-            const QIcon themed = QDir::isAbsolutePath(icon) ? QIcon(icon) : QIcon::fromTheme(icon);
-            if (!themed.isNull())
-                return themed;
-        }
-    }
     const TQTypeRegistry &registry = TQTypeRegistry::shared();
-    const QString type = resolvedUTI();
     if (registry.conformsTo(type, QStringLiteral("public.folder")))
         return QIcon::fromTheme(QStringLiteral("folder"));
     static const QMimeDatabase mimeDatabase;
@@ -797,99 +1100,150 @@ QIcon UWStandardFile::fileIcon() const
                 return icon;
         }
     }
-    return QIcon::fromTheme(QStringLiteral("text-x-generic"),
-                            QIcon::fromTheme(QStringLiteral("unknown")));
+    return QIcon::fromTheme(QStringLiteral("text-x-generic"), QIcon::fromTheme(QStringLiteral("unknown")));
+}
+
+} // namespace
+
+QIcon UWStandardFile::fileIcon() const
+{
+    const std::shared_ptr<const Record> r = d->record();
+    if (r->isPlaceholder())
+        return {};
+    // Only what is known: an icon is asked for while a row is painted, and the content may
+    // sit on a slow disk. A desktop entry's own icon once the entry was read for its name.
+    if (looksLikeDesktopEntry(*r)) {
+        if (const auto application = d->cache.peek(&Record::application);
+            application && !(*application)->iconName.isEmpty()) {
+            const QString icon = (*application)->iconName;
+            const QIcon themed = QDir::isAbsolutePath(icon) ? QIcon(icon) : QIcon::fromTheme(icon);
+            if (!themed.isNull())
+                return themed;
+        }
+    }
+    if (const std::optional<QString> type = d->cache.peek(&Record::resolvedUTI))
+        return iconForType(*type);
+    const QByteArray resolved = d->resolved();
+    const QString guess = d->cache.value(&Record::nameType, [&resolved](const Record &r) {
+        if (!r.exists)
+            return QString();
+        struct stat target;
+        if (::lstat(resolved.constData(), &target) == 0 && S_ISDIR(target.st_mode))
+            return QStringLiteral("public.folder");
+        return TQTypeRegistry::shared().typeForFile(resolved, TQTypeRegistry::Detection::NameOnly);
+    });
+    d->cache.fill([&guess](Record &record) {
+        if (!record.iconType)
+            record.iconType = guess;
+    });
+    // The content may have been resolved meanwhile, before the guess was noted.
+    if (const std::optional<QString> type = d->cache.peek(&Record::resolvedUTI))
+        announceIconChangeIfNeeded(*type);
+    return iconForType(guess);
 }
 
 bool UWStandardFile::isPlaceholder() const
 {
-    return d->isPlaceholder();
+    return d->cache.read([](const Record &r) { return r.isPlaceholder(); });
 }
 
 bool UWStandardFile::isEqual(const UWStandardFile &other) const
 {
     if (this == &other)
         return true;
-    if (d->isPlaceholder() || other.d->isPlaceholder()) {
-        return d->isPlaceholder() && other.d->isPlaceholder() && d->extra && other.d->extra
-            && d->extra->placeholderArchive == other.d->extra->placeholderArchive;
+    const std::shared_ptr<const Record> mine = d->record();
+    const std::shared_ptr<const Record> theirs = other.d->record();
+    if (mine->isPlaceholder() || theirs->isPlaceholder()) {
+        return mine->isPlaceholder() && theirs->isPlaceholder() && mine->placeholder && theirs->placeholder
+            && mine->placeholder->archive == theirs->placeholder->archive;
     }
-    return d->path == other.d->path;
+    return mine->path == theirs->path;
 }
 
 bool UWStandardFile::isDirectory() const
 {
-    return d->isDirectory();
+    return d->cache.read([](const Record &r) { return r.isDirectory(); });
 }
 
 bool UWStandardFile::isBasicDirectory() const
 {
-    return d->isDirectory();
+    return isDirectory();
 }
 
 bool UWStandardFile::isInvisible() const
 {
-    if (!d->isInvisible) {
-        const QString name = fileName();
-        d->isInvisible = name.startsWith(QLatin1Char('.'))
-            || (!d->isPlaceholder() && d->path != "/"
-                && isListedInHiddenFile(parentNativePath(d->path), lastNativeComponent(d->path)));
-    }
-    return *d->isInvisible;
+    return d->cache.value(&Record::isInvisible, [](const Record &r) {
+        const QString name = r.isPlaceholder() ? (r.placeholder ? r.placeholder->name : QString())
+                                               : QFile::decodeName(lastNativeComponent(r.path));
+        return name.startsWith(QLatin1Char('.'))
+            || (!r.isPlaceholder() && r.path != "/"
+                && isListedInHiddenFile(parentNativePath(r.path), lastNativeComponent(r.path)));
+    });
 }
 
 bool UWStandardFile::isRealFile() const
 {
-    return d->exists && !d->isLink();
+    return d->cache.read([](const Record &r) { return r.exists && !r.isLink(); });
 }
 
 bool UWStandardFile::exists() const
 {
-    return d->exists;
+    return d->cache.read([](const Record &r) { return r.exists; });
 }
 
 bool UWStandardFile::isReadable() const
 {
-    return d->exists && mayAccess(d->resolved(), R_OK, S_IRUSR | S_IRGRP | S_IROTH);
+    return exists() && mayAccess(d->resolved(), R_OK, S_IRUSR | S_IRGRP | S_IROTH);
 }
 
 bool UWStandardFile::isWritable() const
 {
-    return d->exists && mayAccess(d->resolved(), W_OK, S_IWUSR | S_IWGRP | S_IWOTH);
+    return exists() && mayAccess(d->resolved(), W_OK, S_IWUSR | S_IWGRP | S_IWOTH);
 }
 
 qint64 UWStandardFile::byteSize() const
 {
-    return d->exists ? d->stat.size : -1;
+    return d->cache.read([](const Record &r) { return r.exists ? r.stat.size : -1; });
 }
+
+namespace {
+
+// One of the status record's times; a missing file has none.
+QDateTime statusDate(const UWRecordCache<Record> &cache, qint64 (*pick)(const UWStatInfo &))
+{
+    const std::optional<qint64> nsecs = cache.read([pick](const Record &r) {
+        return r.exists ? std::optional<qint64>(pick(r.stat)) : std::nullopt;
+    });
+    return nsecs ? dateFromNSecs(*nsecs) : QDateTime();
+}
+
+} // namespace
 
 QDateTime UWStandardFile::modificationDate() const
 {
-    return d->exists ? dateFromNSecs(d->stat.modifiedNSecs) : QDateTime();
+    return statusDate(d->cache, [](const UWStatInfo &s) { return s.modifiedNSecs; });
 }
 
 QDateTime UWStandardFile::creationDate() const
 {
-    if (!d->exists)
-        return {};
-    return dateFromNSecs(d->stat.hasBirthTime ? d->stat.bornNSecs : d->stat.statusChangedNSecs);
+    return statusDate(d->cache, [](const UWStatInfo &s) { return s.hasBirthTime ? s.bornNSecs : s.statusChangedNSecs; });
 }
 
 QDateTime UWStandardFile::accessDate() const
 {
-    return d->exists ? dateFromNSecs(d->stat.accessedNSecs) : QDateTime();
+    return statusDate(d->cache, [](const UWStatInfo &s) { return s.accessedNSecs; });
 }
 
 QDateTime UWStandardFile::dateAdded() const
 {
-    return d->exists ? dateFromNSecs(d->stat.statusChangedNSecs) : QDateTime();
+    return statusDate(d->cache, [](const UWStatInfo &s) { return s.statusChangedNSecs; });
 }
 
 int UWStandardFile::finderLabel() const
 {
-    if (!d->finderLabel)
-        d->finderLabel = d->exists ? UWFinderLabels::labelForNativePath(d->path) : 0;
-    return *d->finderLabel;
+    return d->cache.value(&Record::finderLabel, [](const Record &r) {
+        return r.exists ? UWFinderLabels::labelForNativePath(r.path) : 0;
+    });
 }
 
 bool UWStandardFile::setFinderLabel(int label, QString *error)
@@ -901,9 +1255,9 @@ bool UWStandardFile::setFinderLabel(int label, QString *error)
         return false;
     }
     bool set = false;
-    announcing(*this, {u"finderLabel", u"finderLabelTitle"}, [&] {
+    announcing(*this, Announcement::LabelChanged, [&] {
         set = UWFinderLabels::setLabelForNativePath(path, label, error);
-        d->finderLabel.reset();
+        d->cache.reset([](Record &next) { next.finderLabel.reset(); });
     });
     return set;
 }
@@ -918,31 +1272,34 @@ QString UWStandardFile::finderLabelTitle() const
 
 void UWStandardFile::addObserver(UWFileObserver *observer)
 {
-    if (observer)
-        d->ensureExtra().observers.push_back(observer);
+    if (!observer)
+        return;
+    if (!d->observers)
+        d->observers = std::make_unique<std::vector<UWFileObserver *>>();
+    d->observers->push_back(observer);
 }
 
 void UWStandardFile::removeObserver(UWFileObserver *observer)
 {
-    if (d->extra)
-        std::erase(d->extra->observers, observer);
+    if (d->observers)
+        std::erase(*d->observers, observer);
 }
 
 void UWStandardFile::willChangeValueForKey(QStringView key)
 {
-    if (!d->extra)
+    if (!d->observers)
         return;
     // A copy: an observer may unsubscribe while it is told.
-    const std::vector<UWFileObserver *> observers = d->extra->observers;
+    const std::vector<UWFileObserver *> observers = *d->observers;
     for (UWFileObserver *observer : observers)
         observer->fileWillChangeValueForKey(this, key);
 }
 
 void UWStandardFile::didChangeValueForKey(QStringView key)
 {
-    if (!d->extra)
+    if (!d->observers)
         return;
-    const std::vector<UWFileObserver *> observers = d->extra->observers;
+    const std::vector<UWFileObserver *> observers = *d->observers;
     for (UWFileObserver *observer : observers)
         observer->fileDidChangeValueForKey(this, key);
 }
@@ -961,34 +1318,43 @@ void UWStandardFile::updateForEvent(const UWFileEvent &event)
             event.newNativePath.isEmpty() ? QFile::encodeName(event.newPath) : event.newNativePath);
         if (!newPath.startsWith('/') || newPath.contains('\0'))
             return;
-        announcing(*this, {u"URL", u"path", u"displayName"}, [&] {
-            if (!adoptPath(newPath))
-                d->path = newPath;
+        announcing(*this, Announcement::Moved, [&] {
+            if (!adoptPath(newPath)) {
+                d->cache.reset([&](Record &next) { next.path = newPath; });
+            }
         });
         return;
     }
     case UWFileEvent::Removed:
-        announcing(*this, {u"exists", u"modificationDate"}, [&] {
-            d->exists = false;
-            d->forgetTypes();
-            d->finderLabel.reset();
+        announcing(*this, Announcement::Removed, [&] {
+            d->cache.reset([](Record &next) {
+                next.exists = false;
+                next.forgetTypes();
+                next.finderLabel.reset();
+            });
         });
         return;
     case UWFileEvent::ContentChanged:
     case UWFileEvent::AttributesChanged:
     case UWFileEvent::CreatedOrReplaced:
-        announcing(*this, {u"modificationDate", u"creationDate", u"accessDate", u"dateAdded", u"addedDate"}, [&] {
+        announcing(*this, Announcement::StatusRead, [&] {
             UWStatInfo now;
-            d->exists = now.read(d->path.constData());
-            d->stat = d->exists ? now : UWStatInfo{};
-            if (d->exists)
-                d->lost = false;
+            const QByteArray path = d->cache.read([](const Record &r) { return r.path; });
+            const bool exists = now.read(path.constData());
+            d->cache.reset([&](Record &next) {
+                next.exists = exists;
+                next.stat = exists ? now : UWStatInfo{};
+                if (exists)
+                    next.lost = false;
+            });
         });
         if (event.type != UWFileEvent::ContentChanged) {
-            announcing(*this, {u"finderLabel", u"finderLabelTitle"}, [&] { d->finderLabel.reset(); });
+            announcing(*this, Announcement::LabelChanged,
+                       [&] { d->cache.reset([](Record &next) { next.finderLabel.reset(); }); });
         }
         if (event.type != UWFileEvent::AttributesChanged) {
-            announcing(*this, {u"uti", u"resolvedUTI", u"kindString"}, [&] { d->forgetTypes(); });
+            announcing(*this, Announcement::TypesReset,
+                       [&] { d->cache.reset([](Record &next) { next.forgetTypes(); }); });
         }
         return;
     default:
@@ -998,94 +1364,5 @@ void UWStandardFile::updateForEvent(const UWFileEvent &event)
 
 void UWStandardFile::placeholderStatusChanged()
 {
-    announcing(*this, {u"isPlaceholder", u"URL", u"path"}, [] {});
-}
-
-// ---- Keys ----------------------------------------------------------------------------------
-
-namespace {
-
-using Getter = QVariant (*)(const UWStandardFile &);
-
-QVariant dateValue(const QDateTime &date)
-{
-    return date.isValid() ? QVariant(date) : QVariant();
-}
-
-QVariant urlValue(const QUrl &url)
-{
-    return url.isEmpty() ? QVariant() : QVariant(url);
-}
-
-struct KeyGetter
-{
-    QStringView key;
-    Getter get;
-};
-
-// One table for the keys: valueForKey() and keys() both read it, so they cannot disagree.
-const std::array keyGetters = {
-    KeyGetter{u"displayName", [](const UWStandardFile &f) { return QVariant(f.displayName()); }},
-    KeyGetter{u"fileName", [](const UWStandardFile &f) { return QVariant(f.fileName()); }},
-    KeyGetter{u"path", [](const UWStandardFile &f) { return f.path().isEmpty() ? QVariant() : QVariant(f.path()); }},
-    KeyGetter{u"URL", [](const UWStandardFile &f) { return urlValue(f.URL()); }},
-    KeyGetter{u"resolvedURL", [](const UWStandardFile &f) { return urlValue(f.resolvedURL()); }},
-    KeyGetter{u"uti", [](const UWStandardFile &f) { return QVariant(f.uti()); }},
-    KeyGetter{u"resolvedUTI", [](const UWStandardFile &f) { return QVariant(f.resolvedUTI()); }},
-    KeyGetter{u"kindString", [](const UWStandardFile &f) { return QVariant(f.kindString()); }},
-    KeyGetter{u"isDirectory", [](const UWStandardFile &f) { return QVariant(f.isDirectory()); }},
-    KeyGetter{u"isBasicDirectory", [](const UWStandardFile &f) { return QVariant(f.isBasicDirectory()); }},
-    KeyGetter{u"isInvisible", [](const UWStandardFile &f) { return QVariant(f.isInvisible()); }},
-    KeyGetter{u"isPlaceholder", [](const UWStandardFile &f) { return QVariant(f.isPlaceholder()); }},
-    KeyGetter{u"isRealFile", [](const UWStandardFile &f) { return QVariant(f.isRealFile()); }},
-    KeyGetter{u"isReadable", [](const UWStandardFile &f) { return QVariant(f.isReadable()); }},
-    KeyGetter{u"isWritable", [](const UWStandardFile &f) { return QVariant(f.isWritable()); }},
-    KeyGetter{u"modificationDate", [](const UWStandardFile &f) { return dateValue(f.modificationDate()); }},
-    KeyGetter{u"creationDate", [](const UWStandardFile &f) { return dateValue(f.creationDate()); }},
-    KeyGetter{u"accessDate", [](const UWStandardFile &f) { return dateValue(f.accessDate()); }},
-    KeyGetter{u"dateAdded", [](const UWStandardFile &f) { return dateValue(f.dateAdded()); }},
-    KeyGetter{u"finderLabel", [](const UWStandardFile &f) { return QVariant(f.finderLabel()); }},
-    KeyGetter{u"finderLabelTitle", [](const UWStandardFile &f) { return QVariant(f.finderLabelTitle()); }},
-    KeyGetter{u"fileIcon", [](const UWStandardFile &f) { return QVariant(f.fileIcon()); }},
-};
-
-} // namespace
-
-// Key paths through rows that hold items ("file.displayName") pass through this type.
-static void registerFileReferences()
-{
-    TQKeyValueCoding::registerReferenceType<UWStandardFile>();
-}
-Q_CONSTRUCTOR_FUNCTION(registerFileReferences)
-
-QVariant UWStandardFile::valueForKey(QStringView key) const
-{
-    // Sorting asks for the date added under this name.
-    if (key == u"addedDate")
-        return dateValue(dateAdded());
-    // Sorting asks every item of a folder for a key: one hash look-up, not a scan.
-    static const QHash<QStringView, Getter> byKey = [] {
-        QHash<QStringView, Getter> table;
-        for (const KeyGetter &getter : keyGetters)
-            table.insert(getter.key, getter.get);
-        return table;
-    }();
-    const Getter get = byKey.value(key);
-    return get ? get(*this) : QVariant();
-}
-
-void UWStandardFile::prefetchValueForKey(QStringView key) const
-{
-    Q_UNUSED(key);
-    // Sorted columns are mostly dates and names: the status record and the path.
-    __builtin_prefetch(d.get());
-    __builtin_prefetch(&d->stat.modifiedNSecs);
-}
-
-QStringList UWStandardFile::keys()
-{
-    QStringList all;
-    for (const KeyGetter &getter : keyGetters)
-        all.append(getter.key.toString());
-    return all;
+    announcing(*this, Announcement::PlaceholderChanged, [] {});
 }

@@ -14,6 +14,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class UWStandardFile;
 class UWFileObserver;
@@ -86,15 +87,37 @@ struct UWFileEvent
     owns what it is handed.
 
     \section Threads
-    An item has no lock. Use it from one thread at a time (the user interface, or one
-    background operation); two threads filling the same cache may both compute it. Events
-    and change announcements arrive on the main thread.
+    Every getter (and valueForKey(), cachedValueForKey(), resolveContentType()) may be called
+    from any thread at any time, also while the main thread applies an event. The item holds
+    one immutable record of what the file system said (location, status, placeholder state)
+    with the values derived from it; a reset (updateForEvent(), a change of placeholder state,
+    setFinderLabel(), currentURL()) publishes a new record, so a reader sees the values of the
+    old record or of the new one, never a half-emptied mix. A value is computed outside any
+    lock, on the thread that asks first; two threads may compute the same value, and the first
+    to store it wins. fileIcon() alone belongs to the main thread, as QIcon does.
+
+    Events, resets, observers and change announcements belong to the main thread.
+
+    \section Keys
+    One table in the implementation lists every key: the value valueForKey() answers, what
+    cachedValueForKey() can answer without the file system, and which announcement names it,
+    in which order (keysAnnouncedBy()). keys() and every announcement are read from it.
+
+    \section Asking without reading
+    A view that paints many rows asks cachedValueForKey() (or isValueCached()): it answers what
+    is at hand (the status record's facts, and values computed before) and nothing for what
+    would need the file system, so that the view draws a placeholder and queues the work, for
+    example resolveContentType() on a worker thread. fileIcon() never reads the file: until the
+    content type is known it draws from the type the name gives; when the content type turns
+    out different, "uti", "resolvedUTI", "kindString" and "fileIcon" are announced on the main
+    thread (queued from whichever thread resolved it).
 
     \section Cost
     Making an item for a path does one statx; a listing hands its own statx on. uti(),
     resolvedUTI() and kindString() may read the start of the file to recognise its content
     (see UWFileManager::setTypeDetection()); isInvisible() reads the folder's ".hidden" file;
-    finderLabel() reads extended attributes; the other values are cheap.
+    finderLabel() reads extended attributes; the other values are cheap. Each getter takes one
+    short uncontended lock.
 */
 class TQKIT_EXPORT UWStandardFile : public std::enable_shared_from_this<UWStandardFile>,
                                     public TQKeyValueCoding
@@ -181,9 +204,19 @@ public:
     QString resolvedUTI() const;
     //! The localised description of the resolved type ("JPEG image", "folder").
     QString kindString() const;
-    //! The icon-theme icon of the resolved type, with generic fallbacks (an application's own
-    //! icon for its desktop entry); null for a placeholder.
+    /*!
+        The icon-theme icon of the resolved type, with generic fallbacks; null for a
+        placeholder. Never reads the file (see "Asking without reading"): the type the name
+        gives until the content type is known, and an application's own icon once its desktop
+        entry was read (displayName()). Main thread only.
+    */
     QIcon fileIcon() const;
+    /*!
+        Recognises the content type now (what resolvedUTI() does on first request), so that a
+        view need not do it while painting. Any thread; blocks for the read. When the type
+        differs from the one fileIcon() drew from, the change is announced on the main thread.
+    */
+    void resolveContentType() const;
 
     //! True while the item stands for a file that is not available (see Placeholders).
     bool isPlaceholder() const;
@@ -254,8 +287,38 @@ public:
     */
     QVariant valueForKey(QStringView key) const override;
     void prefetchValueForKey(QStringView key) const override;
-    //! The keys valueForKey() answers, in a stable order.
+    /*!
+        The value of \a key when it is at hand without touching the file system: a fact of the
+        status record, or a value computed before and not reset since. Nothing when the value
+        would have to be read or computed (the content type before it was recognised, the
+        label before it was read; isReadable and isWritable, which ask the system each time),
+        and for a key valueForKey() does not answer. Never blocks for I/O; any thread.
+    */
+    virtual std::optional<QVariant> cachedValueForKey(QStringView key) const;
+    //! Whether cachedValueForKey() has an answer for \a key.
+    bool isValueCached(QStringView key) const;
+    //! The keys valueForKey() answers, in a stable order ("addedDate", an alias of
+    //! "dateAdded" that sorting asks for, is answered but not listed).
     static QStringList keys();
+    //! The few keys a one-line summary of an item shows (a table of files), in keys() order.
+    static QStringList summaryKeys();
+
+    /*!
+        The announcements the item makes, each a list of keys announced will-change in order,
+        then did-change in reverse order, around one change of the record.
+    */
+    enum class Announcement : quint16 {
+        Moved = 0x01,               //!< a rename, or currentURL() found the file elsewhere
+        Removed = 0x02,             //!< event type 5
+        StatusRead = 0x04,          //!< types 1, 2 and 4 read the status again
+        LabelChanged = 0x08,        //!< types 2 and 4, and setFinderLabel()
+        TypesReset = 0x10,          //!< types 1 and 4
+        PlaceholderChanged = 0x20,  //!< placeholderStatusChanged()
+        Lost = 0x40,                //!< currentURL() lost the file, or found it again at its path
+        ContentTypeResolved = 0x80, //!< the content type differs from the one fileIcon() drew from
+    };
+    //! The keys \a announcement names, in the order of their will-change announcements.
+    static QStringList keysAnnouncedBy(Announcement announcement);
 
     /*!
         The file system reported \a event for this item. The base empties the caches the
@@ -296,9 +359,11 @@ protected:
 private:
     friend class UWFileManagerPrivate;
     friend struct UWFileFactoryAccess;
+    friend struct UWStandardFileKeys;
     void becomePlaceholder(const QString &displayName, const QVariantMap &archive);
     bool adoptPath(const QByteArray &nativePath);
-    const UWStatInfo &statInfo() const;
+    UWStatInfo statInfo() const;
+    void announceIconChangeIfNeeded(const QString &contentType) const;
 
     struct Private;
     std::unique_ptr<Private> d;

@@ -1,0 +1,140 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <optional>
+
+// The values of one file item, computed on first request by whichever thread asks, held in a
+// record that is replaced whole, never emptied in place: a reset copies the record, changes the
+// copy and publishes it, so a reader holds either the old record or the new one.
+//
+// A value is computed outside the lock (it may read the file) and published under it; two
+// threads may compute the same value, and the first to publish wins. A value is published only
+// into the record it was computed from while that record is current: work begun before a
+// reset never lands in the record that follows it.
+//
+// std::mutex rather than QMutex: ThreadSanitizer sees its locking (Qt's slow path is not
+// instrumented), and an uncontended lock costs the same.
+template <class Values>
+class UWRecordCache
+{
+public:
+    UWRecordCache()
+        : m_values(std::make_shared<Values>())
+    {
+    }
+    explicit UWRecordCache(Values initial)
+        : m_values(std::make_shared<Values>(std::move(initial)))
+    {
+    }
+
+    //! The current record. Its slots may still be filled by other threads: read them through
+    //! value() or read() only.
+    std::shared_ptr<Values> record() const
+    {
+        std::lock_guard locker(m_lock);
+        return m_values;
+    }
+
+    //! Runs \a read on the current record under the lock: for a few fields read together.
+    template <class Read>
+    auto read(Read read) const
+    {
+        std::lock_guard locker(m_lock);
+        return read(std::as_const(*m_values));
+    }
+
+    //! The slot's value if it was computed for the current record; nothing otherwise.
+    template <class T>
+    std::optional<T> peek(std::optional<T> Values::*slot) const
+    {
+        std::lock_guard locker(m_lock);
+        return (*m_values).*slot;
+    }
+
+    //! The slot's value: cached, or \a compute(record) published into that record. \a compute
+    //! reads only the record's facts, which never change once it is published.
+    template <class T, class Compute>
+    T value(std::optional<T> Values::*slot, Compute compute) const
+    {
+        std::shared_ptr<Values> from;
+        if (std::optional<T> cached = lookUp(slot, &from))
+            return *std::move(cached);
+        return publish(slot, from, compute(std::as_const(*from)));
+    }
+
+    //! The slot's value if it is cached; otherwise nothing, and \a from receives the record a
+    //! value computed now must be published into.
+    template <class T>
+    std::optional<T> lookUp(std::optional<T> Values::*slot, std::shared_ptr<Values> *from) const
+    {
+        std::lock_guard locker(m_lock);
+        if (const std::optional<T> &cached = (*m_values).*slot)
+            return cached;
+        *from = m_values;
+        return std::nullopt;
+    }
+
+    //! Stores \a computed into \a from's slot unless that record was replaced, a reset is
+    //! running, or another thread stored first; answers what the slot holds then (or
+    //! \a computed when nothing was stored).
+    template <class T>
+    T publish(std::optional<T> Values::*slot, const std::shared_ptr<Values> &from, T computed) const
+    {
+        std::lock_guard locker(m_lock);
+        if (m_values != from || m_resetting > 0)
+            return computed;
+        std::optional<T> &cached = (*from).*slot;
+        if (!cached)
+            cached = std::move(computed);
+        return *cached;
+    }
+
+    //! Replaces the record by a copy that \a edit changed. Returns what \a edit returns.
+    template <class Edit>
+    auto reset(Edit edit)
+    {
+        std::lock_guard locker(m_lock);
+        auto next = std::make_shared<Values>(*m_values);
+        struct Publish
+        {
+            UWRecordCache *cache;
+            std::shared_ptr<Values> &next;
+            ~Publish() { cache->m_values = std::move(next); }
+        } publish{this, next};
+        return edit(*next);
+    }
+
+    //! Runs \a fill on the current record's slots under the lock, without replacing it: for a
+    //! value that is published but not reset (a flag saying a change was already announced).
+    template <class Fill>
+    auto fill(Fill fill) const
+    {
+        std::lock_guard locker(m_lock);
+        return fill(*m_values);
+    }
+
+    /*!
+        Between beginResets() and endResets() nothing is published: a subclass's values
+        derive from the base's record, which its reset replaces only after the subclass's own
+        resets, so a value computed in between would be computed from facts about to change.
+        endResets() replaces the record once more, so that work begun in between publishes
+        nowhere either. Calls nest.
+    */
+    void beginResets()
+    {
+        std::lock_guard locker(m_lock);
+        ++m_resetting;
+    }
+    void endResets()
+    {
+        std::lock_guard locker(m_lock);
+        if (--m_resetting == 0)
+            m_values = std::make_shared<Values>(*m_values);
+    }
+
+private:
+    mutable std::mutex m_lock;
+    std::shared_ptr<Values> m_values; // guarded by m_lock; the slots of *m_values too
+    int m_resetting = 0;              // guarded by m_lock
+};
