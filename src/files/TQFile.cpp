@@ -11,30 +11,21 @@
 #include "TQInvalidParameterException.h"
 #include "UWFileLoadOperation.h"
 #include "UWFileManager.h"
+#include "UWRecordCache_p.h"
 
 #include <QHash>
 #include <QLocale>
-#include <QMutex>
-#include <QMutexLocker>
 #include <QRandomGenerator>
 #include <QSet>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
+#include <bit>
+#include <mutex>
 #include <optional>
 
 Q_LOGGING_CATEGORY(lcFiles, "tqkit.files", QtWarningMsg)
-
-namespace {
-
-// The form of every boolean cache: 0 no, 1 yes, 255 not yet known.
-constexpr quint8 unknown = 255;
-
-quint8 tri(bool value)
-{
-    return value ? 1 : 0;
-}
-
-} // namespace
 
 // Every item of the process is a TQFile: the factory goes in as the library loads.
 struct TQFileFactory
@@ -50,54 +41,61 @@ static void installFileFactory()
 }
 Q_CONSTRUCTOR_FUNCTION(installFileFactory)
 
+namespace {
+
+// The values an image's property dictionary gives, all derived at once when it is read.
+struct ImageValues
+{
+    QVariantMap properties;
+    int orientation = 1;
+    TQImageDimensions dimensions;
+    TQImageValue focalLength, iso, exposureTime, fNumber;
+    QDateTime exifDate;
+    QString exifDateString;
+    QString imageDepthString, iccProfileString, resolutionString, cameraModelString;
+};
+
+// One record of the item's own values (see UWRecordCache): each slot is filled on first
+// request and emptied only by the resets that announce it.
+struct Values
+{
+    struct Size
+    {
+        qint64 bytes = 0;
+        QString text;
+    };
+    std::optional<QString> modificationDateString, creationDateString, dateAddedString, accessDateString;
+    std::optional<Size> size;
+    std::optional<bool> isImage, isText, isMovie, isMusic;
+    // The trash state: a host's business; the library never fills it, so no reset announces it.
+    std::optional<bool> isInTrash;
+    std::optional<bool> imageMetadataEditable;
+    // Made on the first request of an image value, so that a listing of thousands of
+    // non-images does not pay for it.
+    std::optional<std::shared_ptr<const ImageValues>> image;
+};
+
+// The name's sort key, made when the item is first sorted by name; valid while the name and
+// the default locale are the ones it was made for.
+struct NameKey
+{
+    TQStringUtilities::FinderStyleSortKey key;
+    QLocale locale;
+    QByteArray path;
+};
+
+} // namespace
+
 struct TQFile::Caches
 {
-    QString modificationDateString;
-    QString creationDateString;
-    QString dateAddedString;
-    QString accessDateString;
-    std::optional<QString> fileSizeString;
-    std::optional<qint64> fileSize;
-    quint8 isImage = unknown;
-    quint8 isText = unknown;
-    quint8 isMovie = unknown;
-    quint8 isMusic = unknown;
-    quint8 isInTrash = unknown;
-    int imageOrientation = -1;
-    quint8 imageMetadataEditable = unknown;
+    UWRecordCache<Values> cache;
+    std::atomic<int> imageOrientation{-1};
 
-    // Image metadata: kept out of line, made on the first request, so that a listing of
-    // thousands of non-images does not pay for it.
-    struct Image
-    {
-        std::optional<QVariantMap> properties;
-        std::optional<int> orientation;
-        std::optional<TQImageDimensions> dimensions;
-        std::optional<TQImageValue> focalLength, iso, exposureTime, fNumber;
-        std::optional<QDateTime> exifDate;
-        QString exifDateString;
-        std::optional<QString> imageDepthString, iccProfileString, resolutionString, cameraModelString;
-    };
-    std::unique_ptr<Image> image;
-    Image &ensureImage()
-    {
-        if (!image)
-            image = std::make_unique<Image>();
-        return *image;
-    }
-
-    mutable QMutex marksLock;
-    QVariantMap marks; // guarded by marksLock
-
-    // The name's sort key, made when the item is first sorted by name; valid while the name
-    // and the default locale are the ones it was made for.
-    struct NameKey
-    {
-        TQStringUtilities::FinderStyleSortKey key;
-        QLocale locale;
-        QByteArray path;
-    };
-    std::optional<NameKey> nameKey;
+    mutable std::mutex lock;
+    QVariantMap marks; // guarded by lock
+    // Every key handed out stays until the item goes: a sort on another thread may still read
+    // one that a rename or a new locale replaced. Guarded by lock.
+    std::vector<std::unique_ptr<const NameKey>> nameKeys;
 };
 
 TQMarkableItemProtocol::~TQMarkableItemProtocol() = default;
@@ -113,8 +111,9 @@ bool TQFile::initWithURL(const QUrl &url, const QByteArray &pathRep, const UWSta
 {
     if (!UWStandardFile::initWithURL(url, pathRep, statInfo))
         return false;
-    d->isInTrash = d->imageMetadataEditable = d->isMusic = d->isMovie = d->isText = d->isImage = unknown;
+    // The values start unknown: a new item's record is empty.
     d->imageOrientation = -1;
+    std::lock_guard locker(d->lock);
     d->marks.clear();
     return true;
 }
@@ -164,40 +163,35 @@ QStringList TQFile::movieTypes()
 
 bool TQFile::isImage() const
 {
-    if (d->isImage != unknown)
-        return d->isImage;
-    const QString type = resolvedUTI();
-    if (!isPlaceholder() && !URL().isEmpty() && TQUTTypeConformsToArray(type, imageTypes())) {
-        d->isImage = 1;
-        return true;
-    }
-    qCDebug(lcFiles).noquote() << QStringLiteral("UTI %1 for %2 not an image").arg(type, displayName());
-    d->isImage = 0;
-    return false;
+    return d->cache.value(&Values::isImage, [this](const Values &) {
+        const QString type = resolvedUTI();
+        if (!isPlaceholder() && !URL().isEmpty() && TQUTTypeConformsToArray(type, imageTypes()))
+            return true;
+        qCDebug(lcFiles).noquote() << QStringLiteral("UTI %1 for %2 not an image").arg(type, displayName());
+        return false;
+    });
 }
 
 bool TQFile::isMusic() const
 {
-    if (d->isMusic == unknown)
-        d->isMusic = tri(!isPlaceholder() && !URL().isEmpty()
-                         && TQUTTypeConformsTo(resolvedUTI(), QStringLiteral("public.audio")));
-    return d->isMusic;
+    return d->cache.value(&Values::isMusic, [this](const Values &) {
+        return !isPlaceholder() && !URL().isEmpty() && TQUTTypeConformsTo(resolvedUTI(), QStringLiteral("public.audio"));
+    });
 }
 
 bool TQFile::isText() const
 {
-    if (d->isText == unknown)
-        d->isText = tri(!isPlaceholder() && !URL().isEmpty()
-                        && TQUTTypeConformsTo(resolvedUTI(), QStringLiteral("public.text")));
-    return d->isText;
+    return d->cache.value(&Values::isText, [this](const Values &) {
+        return !isPlaceholder() && !URL().isEmpty() && TQUTTypeConformsTo(resolvedUTI(), QStringLiteral("public.text"));
+    });
 }
 
 bool TQFile::isMovie() const
 {
     // The item's own type, not the resolved one: a link to a film is not itself a film here.
-    if (d->isMovie == unknown)
-        d->isMovie = tri(!isPlaceholder() && !URL().isEmpty() && TQUTTypeConformsToArray(uti(), movieTypes()));
-    return d->isMovie;
+    return d->cache.value(&Values::isMovie, [this](const Values &) {
+        return !isPlaceholder() && !URL().isEmpty() && TQUTTypeConformsToArray(uti(), movieTypes());
+    });
 }
 
 bool TQFile::isPreviewable() const
@@ -220,67 +214,340 @@ bool TQFile::isMedia() const
 
 // ---- Size and dates ------------------------------------------------------------------------
 
+namespace {
+
+Values::Size sizeOf(const TQFile &file)
+{
+    if (file.isPlaceholder() || file.isBasicDirectory() || file.URL().isEmpty())
+        return {0, QString()};
+    qint64 size = file.byteSize();
+    if (size < 0) {
+        qCInfo(lcFiles).noquote() << QStringLiteral("Error getting file size for file %1").arg(file.path());
+        size = 0;
+    }
+    return {size, TQByteCountString(size)};
+}
+
+} // namespace
+
 qint64 TQFile::fileSize() const
 {
-    if (d->fileSize)
-        return *d->fileSize;
-    if (!isPlaceholder() && !isBasicDirectory() && !URL().isEmpty()) {
-        const qint64 size = byteSize();
-        if (size < 0) {
-            qCInfo(lcFiles).noquote() << QStringLiteral("Error getting file size for file %1").arg(path());
-            d->fileSize = 0;
-        } else {
-            d->fileSize = size;
-        }
-        d->fileSizeString = TQByteCountString(*d->fileSize);
-    } else {
-        d->fileSize = 0;
-        d->fileSizeString = QString();
-    }
-    return *d->fileSize;
+    return d->cache.value(&Values::size, [this](const Values &) { return sizeOf(*this); }).bytes;
 }
 
 QString TQFile::fileSizeString() const
 {
-    if (!d->fileSizeString)
-        fileSize();
-    return d->fileSizeString.value_or(QString());
+    return d->cache.value(&Values::size, [this](const Values &) { return sizeOf(*this); }).text;
 }
 
 namespace {
 
-void fillDateText(QString &cache, bool placeholder, const QDateTime &date)
+QString dateText(const TQFile &file, const QDateTime &date)
 {
-    if (!cache.isEmpty())
-        return;
-    cache = placeholder ? QString() : TQMediumDateShortTimeString(date);
+    return file.isPlaceholder() ? QString() : TQMediumDateShortTimeString(date);
 }
 
 } // namespace
 
 QString TQFile::modificationDateString() const
 {
-    fillDateText(d->modificationDateString, isPlaceholder(), modificationDate());
-    return d->modificationDateString;
+    return d->cache.value(&Values::modificationDateString, [this](const Values &) { return dateText(*this, modificationDate()); });
 }
 
 QString TQFile::creationDateString() const
 {
-    fillDateText(d->creationDateString, isPlaceholder(), creationDate());
-    return d->creationDateString;
+    return d->cache.value(&Values::creationDateString, [this](const Values &) { return dateText(*this, creationDate()); });
 }
 
 QString TQFile::dateAddedString() const
 {
-    fillDateText(d->dateAddedString, isPlaceholder(), dateAdded());
-    return d->dateAddedString;
+    return d->cache.value(&Values::dateAddedString, [this](const Values &) { return dateText(*this, dateAdded()); });
 }
 
 QString TQFile::accessDateString() const
 {
-    fillDateText(d->accessDateString, isPlaceholder(), accessDate());
-    return d->creationDateString;
+    d->cache.value(&Values::accessDateString, [this](const Values &) { return dateText(*this, accessDate()); });
+    return d->cache.peek(&Values::creationDateString).value_or(QString());
 }
+
+// ---- Keys ----------------------------------------------------------------------------------
+
+namespace {
+
+using Reset = TQFile::Reset;
+constexpr quint8 operator|(Reset a, Reset b) { return quint8(quint8(a) | quint8(b)); }
+
+QVariant itemValue(const TQFileRef &item)
+{
+    return item ? QVariant::fromValue(UWStandardFileRef(item)) : QVariant();
+}
+
+enum class Source : quint8 {
+    Own,        // the row's getter answers
+    Inherited,  // the base answers; the row adds what this class says of the key
+    Unanswered, // announced by hand, never answered
+};
+
+enum class Order : quint8 { None, Natural, Name };
+
+} // namespace
+
+// The one table of the keys this class adds or says something of. Every list is read from it:
+// the keys valueForKey() answers and keys() lists, what a peek answers, the keys announced by
+// hand, each reset's announcements (the rows that carry the reset, in table order; consecutive
+// nested rows are announced as one change, will in order and did in reverse), and the sort
+// columns. The rows stand in the order the resets name them.
+struct TQFileKeys
+{
+    using F = const TQFile &;
+    using Value = QVariant (*)(F);
+    using Peek = std::optional<QVariant> (*)(F);
+
+    QStringView name;
+    Source source;
+    Value value = nullptr;
+    Peek peek = nullptr; // nullptr for an own key: always at hand
+    bool byHand = false;
+    quint8 resets = 0;   // Reset flags
+    bool nested = false;
+    TQSortType sortType = TQSortType(-1);
+    Order order = Order::None;
+
+    static const ImageValues &image(F file) { return *imageValues(file); }
+    static std::shared_ptr<const ImageValues> imageValues(F file);
+
+    template <class T>
+    static std::optional<QVariant> peekSlot(F file, std::optional<T> Values::*slot)
+    {
+        const std::optional<T> value = file.d->cache.peek(slot);
+        return value ? std::optional<QVariant>(QVariant::fromValue(*value)) : std::nullopt;
+    }
+    // The image rows: known once the dictionary was read, and then all together.
+    template <class Pick>
+    static std::optional<QVariant> peekImage(F file, Pick pick)
+    {
+        const auto values = file.d->cache.peek(&Values::image);
+        return values ? std::optional<QVariant>(pick(**values)) : std::nullopt;
+    }
+    static std::optional<QVariant> peekSize(F file, bool text)
+    {
+        const std::optional<Values::Size> size = file.d->cache.peek(&Values::size);
+        if (!size)
+            return std::nullopt;
+        return text ? QVariant(size->text) : QVariant(size->bytes);
+    }
+    // A value computed afresh from the kinds: known when they are.
+    static std::optional<QVariant> peekFromKinds(F file, QStringView key)
+    {
+        if (file.isBasicDirectory())
+            return QVariant(false);
+        const std::optional<bool> image = file.d->cache.peek(&Values::isImage);
+        if (key == u"isPreviewable") {
+            if (image && *image)
+                return QVariant(true);
+            const std::optional<QVariant> type = file.UWStandardFile::cachedValueForKey(u"resolvedUTI");
+            if (!type)
+                return std::nullopt;
+            return QVariant(file.isPreviewable());
+        }
+        const std::optional<bool> kinds[] = {image, file.d->cache.peek(&Values::isMovie),
+                                             file.d->cache.peek(&Values::isMusic), file.d->cache.peek(&Values::isText)};
+        for (const std::optional<bool> &kind : kinds) {
+            if (!kind)
+                return std::nullopt;
+            if (*kind)
+                return QVariant(true);
+        }
+        return QVariant(false);
+    }
+
+    static const std::vector<TQFileKeys> &table();
+    static const TQFileKeys *find(QStringView key);
+};
+
+#define TQ_IMAGE_ROW(key, expression, sort, sortOrder)                                                         \
+    TQFileKeys{u"" #key, Source::Own, [](F f) { return QVariant(f.key()); },                                  \
+               [](F f) { return peekImage(f, [](const ImageValues &v) { return QVariant(expression); }); },   \
+               true, quint8(Reset::ImageProperties), true, sort, sortOrder}
+
+const std::vector<TQFileKeys> &TQFileKeys::table()
+{
+    constexpr TQSortType none = TQSortType(-1);
+    constexpr quint8 cachedValue = Reset::ContentChange | Reset::PlaceholderChange;
+    static const std::vector<TQFileKeys> rows = {
+        {u"modificationDateString", Source::Own, [](F f) { return QVariant(f.modificationDateString()); },
+         [](F f) { return peekSlot(f, &Values::modificationDateString); }, true, quint8(Reset::EveryEvent)},
+
+        // The image values, as one change; "dimensionsHeight" is emptied with them, unannounced.
+        TQ_IMAGE_ROW(imageProperties, v.properties, none, Order::None),
+        TQ_IMAGE_ROW(orientation, v.orientation, none, Order::None),
+        TQ_IMAGE_ROW(EXIFDateString, v.exifDateString, none, Order::None),
+        TQ_IMAGE_ROW(dimensionsWidth, v.dimensions.dimensions.width(), TQSortType::Width, Order::Natural),
+        TQ_IMAGE_ROW(megapixels, v.dimensions.megapixels, TQSortType::Megapixels, Order::Natural),
+        TQ_IMAGE_ROW(ISO, v.iso.value, TQSortType::ISO, Order::Natural),
+        TQ_IMAGE_ROW(exposureTime, v.exposureTime.value, TQSortType::ExposureTime, Order::Natural),
+        TQ_IMAGE_ROW(fNumber, v.fNumber.value, TQSortType::FNumber, Order::Natural),
+        TQ_IMAGE_ROW(generalOrientation, v.dimensions.generalOrientation, TQSortType::GeneralOrientation, Order::Natural),
+        TQ_IMAGE_ROW(focalLength, v.focalLength.value, TQSortType::FocalLength, Order::Natural),
+        TQ_IMAGE_ROW(trueDimensions, v.dimensions.trueDimensions, none, Order::None),
+        TQ_IMAGE_ROW(dimensions, v.dimensions.dimensions, none, Order::None),
+        TQ_IMAGE_ROW(dimensionsString, v.dimensions.dimensionsString, none, Order::None),
+        TQ_IMAGE_ROW(megapixelString, v.dimensions.megapixelString, none, Order::None),
+        TQ_IMAGE_ROW(imageDepthString, v.imageDepthString, TQSortType::ImageDepth, Order::Name),
+        TQ_IMAGE_ROW(ICCProfileString, v.iccProfileString, TQSortType::ColorProfile, Order::Name),
+        TQ_IMAGE_ROW(ISOString, v.iso.text, none, Order::None),
+        TQ_IMAGE_ROW(exposureTimeString, v.exposureTime.text, none, Order::None),
+        TQ_IMAGE_ROW(fNumberString, v.fNumber.text, none, Order::None),
+        TQ_IMAGE_ROW(resolutionString, v.resolutionString, none, Order::None),
+        TQ_IMAGE_ROW(generalOrientationString, v.dimensions.generalOrientationString, none, Order::None),
+        TQ_IMAGE_ROW(focalLengthString, v.focalLength.text, none, Order::None),
+        TQ_IMAGE_ROW(cameraModelString, v.cameraModelString, TQSortType::CameraModel, Order::Name),
+        TQ_IMAGE_ROW(EXIFDate, v.exifDate, TQSortType::ExifDate, Order::Natural),
+        {u"dimensionsHeight", Source::Own, [](F f) { return QVariant(f.dimensionsHeight()); },
+         [](F f) { return peekImage(f, [](const ImageValues &v) { return QVariant(v.dimensions.dimensions.height()); }); },
+         false, 0, false, TQSortType::Height, Order::Natural},
+
+        // What a change of content, attributes or placeholder state empties when it is filled.
+        {u"creationDateString", Source::Own, [](F f) { return QVariant(f.creationDateString()); },
+         [](F f) { return peekSlot(f, &Values::creationDateString); }, true, cachedValue},
+        {u"dateAddedString", Source::Own, [](F f) { return QVariant(f.dateAddedString()); },
+         [](F f) { return peekSlot(f, &Values::dateAddedString); }, true, cachedValue},
+        // The getter answers the creation-date text; the peek says what it would answer.
+        {u"accessDateString", Source::Own, [](F f) { return QVariant(f.accessDateString()); },
+         [](F f) { return f.d->cache.peek(&Values::accessDateString)
+                       ? std::optional<QVariant>(f.d->cache.peek(&Values::creationDateString).value_or(QString()))
+                       : std::nullopt; },
+         true, cachedValue},
+        {u"fileSizeString", Source::Own, [](F f) { return QVariant(f.fileSizeString()); },
+         [](F f) { return peekSize(f, true); }, true, cachedValue, true},
+        {u"fileSize", Source::Own, [](F f) { return QVariant(f.fileSize()); }, [](F f) { return peekSize(f, false); },
+         true, cachedValue, true, TQSortType::FileSize, Order::Natural},
+        {u"isImage", Source::Own, [](F f) { return QVariant(f.isImage()); },
+         [](F f) { return peekSlot(f, &Values::isImage); }, true, cachedValue},
+        {u"isMusic", Source::Own, [](F f) { return QVariant(f.isMusic()); },
+         [](F f) { return peekSlot(f, &Values::isMusic); }, true, cachedValue},
+        {u"isText", Source::Own, [](F f) { return QVariant(f.isText()); },
+         [](F f) { return peekSlot(f, &Values::isText); }, true, cachedValue},
+        {u"isMovie", Source::Own, [](F f) { return QVariant(f.isMovie()); },
+         [](F f) { return peekSlot(f, &Values::isMovie); }, true, cachedValue},
+        // Reset on file-system events only, and only when known: the library never fills it.
+        {u"isInTrash", Source::Unanswered, nullptr, nullptr, true, quint8(Reset::ContentChange)},
+
+        // Computed afresh from the kinds each time: observers of these watch the kinds.
+        {u"isMedia", Source::Own, [](F f) { return QVariant(f.isMedia()); },
+         [](F f) { return peekFromKinds(f, u"isMedia"); }, true},
+        {u"isPreviewable", Source::Own, [](F f) { return QVariant(f.isPreviewable()); },
+         [](F f) { return peekFromKinds(f, u"isPreviewable"); }, true},
+
+        // Keys of the base that this class announces by hand or sorts by.
+        {u"creationDate", Source::Inherited, nullptr, nullptr, true, 0, false, TQSortType::CreationDate, Order::Natural},
+        {u"displayName", Source::Inherited, nullptr, nullptr, false, 0, false, TQSortType::Name, Order::Name},
+        {u"kindString", Source::Inherited, nullptr, nullptr, false, 0, false, TQSortType::Kind, Order::Name},
+        {u"modificationDate", Source::Inherited, nullptr, nullptr, false, 0, false, TQSortType::ModificationDate, Order::Natural},
+        {u"addedDate", Source::Inherited, nullptr, nullptr, false, 0, false, TQSortType::DateAdded, Order::Natural},
+
+        {u"finderLabelSortValue", Source::Own, [](F f) { return QVariant(f.finderLabelSortValue()); },
+         [](F f) -> std::optional<QVariant> {
+             const std::optional<QVariant> title = f.UWStandardFile::cachedValueForKey(u"finderLabelTitle");
+             return title ? std::optional<QVariant>(QVariant(title->toString().isEmpty() ? QStringLiteral("") : title->toString()))
+                          : std::nullopt;
+         },
+         false, quint8(Reset::LabelChange), false, TQSortType::Label, Order::Name},
+        {u"hasEditableImageMetadata", Source::Own, [](F f) { return QVariant(f.hasEditableImageMetadata()); },
+         [](F f) { return peekSlot(f, &Values::imageMetadataEditable); }},
+        // Asked of the desktop each time: never at hand.
+        {u"preferredApplication", Source::Own, [](F f) { return itemValue(f.preferredApplication()); },
+         [](F) { return std::optional<QVariant>(); }},
+        {u"editorApplication", Source::Own, [](F f) { return itemValue(f.editorApplication()); },
+         [](F) { return std::optional<QVariant>(); }},
+        {u"marks", Source::Own, [](F f) { return QVariant(f.marks()); }},
+    };
+    return rows;
+}
+
+#undef TQ_IMAGE_ROW
+
+const TQFileKeys *TQFileKeys::find(QStringView key)
+{
+    // Sorting asks every item of a folder for a key: one hash look-up, not a scan.
+    static const QHash<QStringView, const TQFileKeys *> byName = [] {
+        QHash<QStringView, const TQFileKeys *> index;
+        for (const TQFileKeys &row : table())
+            index.insert(row.name, &row);
+        return index;
+    }();
+    return byName.value(key);
+}
+
+// ---- Image metadata ------------------------------------------------------------------------
+
+namespace {
+
+std::shared_ptr<const ImageValues> imageValuesOf(const QVariantMap &properties)
+{
+    auto values = std::make_shared<ImageValues>();
+    values->properties = properties;
+    values->orientation = TQImageMetadata::orientation(properties);
+    values->dimensions = TQImageMetadata::dimensions(properties, values->orientation);
+    values->focalLength = TQImageMetadata::focalLength(properties);
+    values->iso = TQImageMetadata::iso(properties);
+    values->exposureTime = TQImageMetadata::exposureTime(properties);
+    values->fNumber = TQImageMetadata::fNumber(properties);
+    values->exifDate = TQImageMetadata::exifDate(properties, &values->exifDateString);
+    values->imageDepthString = TQImageMetadata::imageDepthString(properties);
+    values->iccProfileString = TQImageMetadata::iccProfileString(properties);
+    values->resolutionString = TQImageMetadata::resolutionString(properties);
+    values->cameraModelString = TQImageMetadata::cameraModelString(properties);
+    return values;
+}
+
+} // namespace
+
+std::shared_ptr<const ImageValues> TQFileKeys::imageValues(F file)
+{
+    using Image = std::shared_ptr<const ImageValues>;
+    std::shared_ptr<Values> from;
+    if (std::optional<Image> cached = file.d->cache.lookUp(&Values::image, &from))
+        return *cached;
+    if (file.isPlaceholder() || !file.isImage())
+        return file.d->cache.publish(&Values::image, from, imageValuesOf({}));
+    const QVariantMap properties = TQImageProperties::propertiesOfFile(
+        UWStandardFile::nativePathForURL(file.resolvedURL()), file.resolvedUTI());
+    const Image values = imageValuesOf(properties);
+    // A file that opened but gave nothing is asked again next time.
+    return properties.isEmpty() ? values : file.d->cache.publish(&Values::image, from, values);
+}
+
+bool TQFile::findAllImageInfo() const
+{
+    return !TQFileKeys::image(*this).properties.isEmpty();
+}
+
+QVariantMap TQFile::imageProperties() const { return TQFileKeys::image(*this).properties; }
+int TQFile::orientation() const { return TQFileKeys::image(*this).orientation; }
+double TQFile::megapixels() const { return TQFileKeys::image(*this).dimensions.megapixels; }
+QSizeF TQFile::trueDimensions() const { return TQFileKeys::image(*this).dimensions.trueDimensions; }
+QSizeF TQFile::dimensions() const { return TQFileKeys::image(*this).dimensions.dimensions; }
+double TQFile::dimensionsWidth() const { return TQFileKeys::image(*this).dimensions.dimensions.width(); }
+double TQFile::dimensionsHeight() const { return TQFileKeys::image(*this).dimensions.dimensions.height(); }
+QString TQFile::dimensionsString() const { return TQFileKeys::image(*this).dimensions.dimensionsString; }
+QString TQFile::megapixelString() const { return TQFileKeys::image(*this).dimensions.megapixelString; }
+uint TQFile::generalOrientation() const { return TQFileKeys::image(*this).dimensions.generalOrientation; }
+QString TQFile::generalOrientationString() const { return TQFileKeys::image(*this).dimensions.generalOrientationString; }
+double TQFile::focalLength() const { return TQFileKeys::image(*this).focalLength.value; }
+QString TQFile::focalLengthString() const { return TQFileKeys::image(*this).focalLength.text; }
+double TQFile::ISO() const { return TQFileKeys::image(*this).iso.value; }
+QString TQFile::ISOString() const { return TQFileKeys::image(*this).iso.text; }
+double TQFile::exposureTime() const { return TQFileKeys::image(*this).exposureTime.value; }
+QString TQFile::exposureTimeString() const { return TQFileKeys::image(*this).exposureTime.text; }
+double TQFile::fNumber() const { return TQFileKeys::image(*this).fNumber.value; }
+QString TQFile::fNumberString() const { return TQFileKeys::image(*this).fNumber.text; }
+QDateTime TQFile::EXIFDate() const { return TQFileKeys::image(*this).exifDate; }
+QString TQFile::EXIFDateString() const { return TQFileKeys::image(*this).exifDateString; }
+QString TQFile::imageDepthString() const { return TQFileKeys::image(*this).imageDepthString; }
+QString TQFile::ICCProfileString() const { return TQFileKeys::image(*this).iccProfileString; }
+QString TQFile::resolutionString() const { return TQFileKeys::image(*this).resolutionString; }
+QString TQFile::cameraModelString() const { return TQFileKeys::image(*this).cameraModelString; }
 
 // ---- Applications and writing --------------------------------------------------------------
 
@@ -318,11 +585,9 @@ TQFileRef TQFile::editorApplication() const
 
 bool TQFile::hasEditableImageMetadata() const
 {
-    if (d->imageMetadataEditable != unknown)
-        return d->imageMetadataEditable;
-    d->imageMetadataEditable = tri(!isPlaceholder() && isWritable()
-                                   && TQUTTypeConformsToArray(uti(), TQEditableMetadataImageTypes()));
-    return d->imageMetadataEditable;
+    return d->cache.value(&Values::imageMetadataEditable, [this](const Values &) {
+        return !isPlaceholder() && isWritable() && TQUTTypeConformsToArray(uti(), TQEditableMetadataImageTypes());
+    });
 }
 
 bool TQFile::setImageOrientation(int orientation)
@@ -371,205 +636,17 @@ bool TQFile::setImageOrientation(int orientation, QString *reason)
 
 int TQFile::imageOrientation() const
 {
-    return d->imageOrientation;
+    return d->imageOrientation.load(std::memory_order_relaxed);
 }
 
 void TQFile::setImageOrientationValue(int orientation)
 {
-    d->imageOrientation = orientation;
-}
-
-// ---- Image metadata ------------------------------------------------------------------------
-
-bool TQFile::findAllImageInfo() const
-{
-    Caches::Image &image = d->ensureImage();
-    if (image.properties)
-        return true;
-    if (!isPlaceholder() && isImage()) {
-        const QVariantMap properties = TQImageProperties::propertiesOfFile(resolvedNativePath(*this), resolvedUTI());
-        // A file that opened but gave nothing is asked again next time.
-        if (!properties.isEmpty()) {
-            image.properties = properties;
-            return true;
-        }
-        return false;
-    }
-    image.properties = QVariantMap();
-    return false;
-}
-
-QVariantMap TQFile::imageProperties() const
-{
-    findAllImageInfo();
-    return d->ensureImage().properties.value_or(QVariantMap());
-}
-
-int TQFile::orientation() const
-{
-    Caches::Image &image = d->ensureImage();
-    if (!image.orientation)
-        image.orientation = TQImageMetadata::orientation(imageProperties());
-    return *image.orientation;
-}
-
-namespace {
-
-template<typename T, typename Fill>
-const T &filled(std::optional<T> &cache, Fill fill)
-{
-    if (!cache)
-        cache = fill();
-    return *cache;
-}
-
-} // namespace
-
-double TQFile::megapixels() const
-{
-    return filled(d->ensureImage().dimensions, [this] {
-               return TQImageMetadata::dimensions(imageProperties(), orientation());
-           }).megapixels;
-}
-
-QSizeF TQFile::trueDimensions() const { megapixels(); return d->image->dimensions->trueDimensions; }
-QSizeF TQFile::dimensions() const { megapixels(); return d->image->dimensions->dimensions; }
-double TQFile::dimensionsWidth() const { megapixels(); return d->image->dimensions->dimensions.width(); }
-double TQFile::dimensionsHeight() const { megapixels(); return d->image->dimensions->dimensions.height(); }
-QString TQFile::dimensionsString() const { megapixels(); return d->image->dimensions->dimensionsString; }
-QString TQFile::megapixelString() const { megapixels(); return d->image->dimensions->megapixelString; }
-uint TQFile::generalOrientation() const { megapixels(); return d->image->dimensions->generalOrientation; }
-QString TQFile::generalOrientationString() const { megapixels(); return d->image->dimensions->generalOrientationString; }
-
-double TQFile::focalLength() const
-{
-    return filled(d->ensureImage().focalLength, [this] { return TQImageMetadata::focalLength(imageProperties()); }).value;
-}
-
-QString TQFile::focalLengthString() const
-{
-    focalLength();
-    return d->image->focalLength->text;
-}
-
-double TQFile::ISO() const
-{
-    return filled(d->ensureImage().iso, [this] { return TQImageMetadata::iso(imageProperties()); }).value;
-}
-
-QString TQFile::ISOString() const
-{
-    ISO();
-    return d->image->iso->text;
-}
-
-double TQFile::exposureTime() const
-{
-    return filled(d->ensureImage().exposureTime, [this] { return TQImageMetadata::exposureTime(imageProperties()); }).value;
-}
-
-QString TQFile::exposureTimeString() const
-{
-    exposureTime();
-    return d->image->exposureTime->text;
-}
-
-double TQFile::fNumber() const
-{
-    return filled(d->ensureImage().fNumber, [this] { return TQImageMetadata::fNumber(imageProperties()); }).value;
-}
-
-QString TQFile::fNumberString() const
-{
-    fNumber();
-    return d->image->fNumber->text;
-}
-
-QDateTime TQFile::EXIFDate() const
-{
-    Caches::Image &image = d->ensureImage();
-    if (!image.exifDate)
-        image.exifDate = TQImageMetadata::exifDate(imageProperties(), &image.exifDateString);
-    return *image.exifDate;
-}
-
-QString TQFile::EXIFDateString() const
-{
-    EXIFDate();
-    return d->image->exifDateString;
-}
-
-QString TQFile::imageDepthString() const
-{
-    return filled(d->ensureImage().imageDepthString, [this] { return TQImageMetadata::imageDepthString(imageProperties()); });
-}
-
-QString TQFile::ICCProfileString() const
-{
-    return filled(d->ensureImage().iccProfileString, [this] { return TQImageMetadata::iccProfileString(imageProperties()); });
-}
-
-QString TQFile::resolutionString() const
-{
-    return filled(d->ensureImage().resolutionString, [this] { return TQImageMetadata::resolutionString(imageProperties()); });
-}
-
-QString TQFile::cameraModelString() const
-{
-    return filled(d->ensureImage().cameraModelString, [this] { return TQImageMetadata::cameraModelString(imageProperties()); });
-}
-
-void TQFile::_resetImageProperties()
-{
-    d->imageMetadataEditable = unknown;
-    // The order hosts observe; "dimensionsHeight" is emptied without an announcement of its own.
-    static constexpr std::array<QStringView, 24> keys = {
-        u"imageProperties", u"orientation", u"EXIFDateString", u"dimensionsWidth", u"megapixels",
-        u"ISO", u"exposureTime", u"fNumber", u"generalOrientation", u"focalLength",
-        u"trueDimensions", u"dimensions", u"dimensionsString", u"megapixelString",
-        u"imageDepthString", u"ICCProfileString", u"ISOString", u"exposureTimeString",
-        u"fNumberString", u"resolutionString", u"generalOrientationString", u"focalLengthString",
-        u"cameraModelString", u"EXIFDate"};
-    for (QStringView key : keys)
-        willChangeValueForKey(key);
-    d->image.reset();
-    for (auto key = keys.rbegin(); key != keys.rend(); ++key)
-        didChangeValueForKey(*key);
+    d->imageOrientation.store(orientation, std::memory_order_relaxed);
 }
 
 // ---- Sorting and filtering -----------------------------------------------------------------
 
 namespace {
-
-enum class Order { Natural, Name };
-
-struct SortColumn
-{
-    int type;
-    QStringView key;
-    Order order;
-};
-
-constexpr std::array sortColumns = {
-    SortColumn{1, u"fileSize", Order::Natural},
-    SortColumn{3, u"kindString", Order::Name},
-    SortColumn{4, u"megapixels", Order::Natural},
-    SortColumn{5, u"imageDepthString", Order::Name},
-    SortColumn{6, u"modificationDate", Order::Natural},
-    SortColumn{8, u"ICCProfileString", Order::Name},
-    SortColumn{9, u"creationDate", Order::Natural},
-    SortColumn{13, u"finderLabelSortValue", Order::Name},
-    SortColumn{14, u"dimensionsHeight", Order::Natural},
-    SortColumn{15, u"dimensionsWidth", Order::Natural},
-    SortColumn{16, u"EXIFDate", Order::Natural},
-    SortColumn{17, u"generalOrientation", Order::Natural},
-    SortColumn{18, u"exposureTime", Order::Natural},
-    SortColumn{19, u"fNumber", Order::Natural},
-    SortColumn{20, u"ISO", Order::Natural},
-    SortColumn{21, u"focalLength", Order::Natural},
-    SortColumn{22, u"cameraModelString", Order::Name},
-    SortColumn{23, u"addedDate", Order::Natural},
-};
 
 constexpr int foldersFirst = 10;
 constexpr int foldersLast = 11;
@@ -579,6 +656,16 @@ constexpr int randomOrder = 7;
 int randomComparison(const QVariant &, const QVariant &)
 {
     return int(QRandomGenerator::global()->generate() & 1) * 2 - 1;
+}
+
+} // namespace
+
+namespace {
+
+const QList<TQSortColumn> &columns()
+{
+    static const QList<TQSortColumn> all = TQFile::sortColumns();
+    return all;
 }
 
 } // namespace
@@ -597,11 +684,12 @@ QList<TQSortDescriptor> TQFile::sortDescriptorsForSortType(int sortType, int fol
     if (sortType == randomOrder) {
         descriptors.append(TQSortDescriptor(path(u"displayName"), ascending, &randomComparison));
     } else {
-        for (const SortColumn &column : sortColumns) {
-            if (column.type == sortType) {
+        // The name column is the name descriptor itself, not repeated.
+        for (const TQSortColumn &column : columns()) {
+            if (int(column.type) == sortType && column.type != TQSortType::Name) {
                 descriptors.append(TQSortDescriptor(path(column.key), ascending,
-                                                    column.order == Order::Name ? TQSortDescriptor::Comparison::NameOrder
-                                                                                : TQSortDescriptor::Comparison::Natural));
+                                                    column.nameOrder ? TQSortDescriptor::Comparison::NameOrder
+                                                                     : TQSortDescriptor::Comparison::Natural));
                 break;
             }
         }
@@ -647,33 +735,16 @@ std::optional<TQPredicate> TQFile::filterPredicateForFilterType(int filterType, 
         {*predicate, *TQPredicate::predicateWithFormat(QStringLiteral("%K == NO"), {path(u"isDirectory")})});
 }
 
-bool TQFile::automaticallyNotifiesObserversForKey(QStringView key)
-{
-    static const QSet<QStringView> announcedByHand = {
-        u"fileSizeString", u"fileSize", u"accessDateString", u"modificationDateString",
-        u"creationDateString", u"dateAddedString", u"creationDate", u"isImage", u"isMovie",
-        u"isText", u"isMusic", u"isMedia", u"isPreviewable", u"isInTrash", u"imageProperties",
-        u"orientation", u"EXIFDateString", u"dimensionsWidth", u"megapixels", u"ISO",
-        u"exposureTime", u"fNumber", u"generalOrientation", u"focalLength", u"trueDimensions",
-        u"dimensions", u"dimensionsString", u"megapixelString", u"imageDepthString",
-        u"ICCProfileString", u"ISOString", u"exposureTimeString", u"fNumberString",
-        u"resolutionString", u"generalOrientationString", u"focalLengthString",
-        u"cameraModelString", u"EXIFDate"};
-    if (announcedByHand.contains(key))
-        return false;
-    return UWStandardFile::automaticallyNotifiesObserversForKey(key);
-}
-
 QVariant TQFile::comparisonValueForType(int sortType) const
 {
     switch (sortType) {
     case randomOrder:
         return QVariant(QRandomGenerator::global()->generate());
-    case 23:
-        return valueForKey(u"dateAdded");
+    case int(TQSortType::DateAdded):
+        return QVariant::fromValue(dateAdded());
     default:
-        for (const SortColumn &column : sortColumns) {
-            if (column.type == sortType)
+        for (const TQSortColumn &column : columns()) {
+            if (int(column.type) == sortType)
                 return valueForKey(column.key);
         }
         return QVariant(displayName());
@@ -689,9 +760,12 @@ QString TQFile::finderLabelSortValue() const
 
 bool TQFile::setFinderLabel(int label, QString *error)
 {
-    willChangeValueForKey(u"finderLabelSortValue");
+    const QStringList around = keysResetBy(Reset::LabelChange);
+    for (const QString &key : around)
+        willChangeValueForKey(key);
     const bool set = UWStandardFile::setFinderLabel(label, error);
-    didChangeValueForKey(u"finderLabelSortValue");
+    for (auto key = around.rbegin(); key != around.rend(); ++key)
+        didChangeValueForKey(*key);
     return set;
 }
 
@@ -705,13 +779,19 @@ const TQStringUtilities::FinderStyleSortKey *TQFile::nameSortKeyForKey(QStringVi
     // reuses it.
     const QByteArray path = nativePath();
     const QLocale locale;
-    const bool valid = d->nameKey && d->nameKey->locale == locale
-        && (path.isEmpty() ? d->nameKey->key.string() == displayName() : path.constData() == d->nameKey->path.constData());
-    if (!valid) {
-        const QString name = displayName();
-        d->nameKey.emplace(Caches::NameKey{TQStringUtilities::finderStyleSortKey(name), locale, path});
+    const auto valid = [&](const NameKey &kept) {
+        return kept.locale == locale
+            && (path.isEmpty() ? kept.key.string() == displayName() : path.constData() == kept.path.constData());
+    };
+    {
+        std::lock_guard locker(d->lock);
+        if (!d->nameKeys.empty() && valid(*d->nameKeys.back()))
+            return &d->nameKeys.back()->key;
     }
-    return &d->nameKey->key;
+    auto made = std::make_unique<const NameKey>(NameKey{TQStringUtilities::finderStyleSortKey(displayName()), locale, path});
+    std::lock_guard locker(d->lock);
+    d->nameKeys.push_back(std::move(made));
+    return &d->nameKeys.back()->key;
 }
 
 // ---- Counting ------------------------------------------------------------------------------
@@ -764,179 +844,194 @@ bool TQFile::countOfFiles(uint *files, uint *folders, uint *total, UWFileSubscri
 
 QVariantMap TQFile::marks() const
 {
-    QMutexLocker locker(&d->marksLock);
+    std::lock_guard locker(d->lock);
     return d->marks;
 }
 
 void TQFile::setMarks(const QVariantMap &marks)
 {
-    QMutexLocker locker(&d->marksLock);
+    std::lock_guard locker(d->lock);
     d->marks = marks;
 }
 
-// ---- Change notification -------------------------------------------------------------------
 
 namespace {
 
-// Empties one text cache between its own announcements, if it was filled.
-void resetText(TQFile &file, QString &cache, QStringView key)
+// The slots behind the keys a reset empties: whether one is filled, and emptying it. The image
+// rows share one slot, emptied as a whole.
+struct SlotAccess
 {
-    if (cache.isEmpty())
-        return;
-    file.willChangeValueForKey(key);
-    cache.clear();
-    file.didChangeValueForKey(key);
+    bool (*filled)(const Values &);
+    void (*clear)(Values &);
+};
+
+#define TQ_SLOT(key, member) {u"" #key, {[](const Values &v) { return v.member.has_value(); }, [](Values &v) { v.member.reset(); }}}
+
+const SlotAccess *slotOf(QStringView key)
+{
+    static const QHash<QStringView, SlotAccess> byKey = {
+        TQ_SLOT(modificationDateString, modificationDateString),
+        TQ_SLOT(creationDateString, creationDateString),
+        TQ_SLOT(dateAddedString, dateAddedString),
+        TQ_SLOT(accessDateString, accessDateString),
+        TQ_SLOT(fileSizeString, size),
+        TQ_SLOT(fileSize, size),
+        TQ_SLOT(isImage, isImage),
+        TQ_SLOT(isMusic, isMusic),
+        TQ_SLOT(isText, isText),
+        TQ_SLOT(isMovie, isMovie),
+        TQ_SLOT(isInTrash, isInTrash),
+    };
+    static const SlotAccess image{[](const Values &v) { return v.image.has_value(); }, [](Values &v) { v.image.reset(); }};
+    if (const auto found = byKey.constFind(key); found != byKey.constEnd())
+        return &*found;
+    const TQFileKeys *row = TQFileKeys::find(key);
+    return row && (row->resets & quint8(Reset::ImageProperties)) ? &image : nullptr;
 }
 
-void resetKind(TQFile &file, quint8 &cache, QStringView key)
+#undef TQ_SLOT
+
+// The rows \a reset announces, in order, as groups announced as one change each.
+const std::vector<std::vector<const TQFileKeys *>> &groupsOf(Reset reset)
 {
-    if (cache == unknown)
-        return;
-    file.willChangeValueForKey(key);
-    cache = unknown;
-    file.didChangeValueForKey(key);
+    static const auto all = [] {
+        std::array<std::vector<std::vector<const TQFileKeys *>>, 8> groups;
+        for (size_t bit = 0; bit < groups.size(); ++bit) {
+            const TQFileKeys *previous = nullptr;
+            for (const TQFileKeys &row : TQFileKeys::table()) {
+                if (!(row.resets & (1u << bit)))
+                    continue;
+                if (previous && previous->nested && row.nested)
+                    groups[bit].back().push_back(&row);
+                else
+                    groups[bit].push_back({&row});
+                previous = &row;
+            }
+        }
+        return groups;
+    }();
+    return all[size_t(std::countr_zero(quint8(reset)))];
 }
 
 } // namespace
 
-namespace {
-
-// What a change of the file's content or attributes, or of its placeholder state, makes
-// stale, each reset between its own announcements in this order. The trash state is reset
-// only on file-system events, not when the placeholder state changes.
-void resetDerivedValues(TQFile &file, TQFile::Caches &caches, bool includingTrash)
+void TQFile::runReset(Reset reset, bool onlyFilled)
 {
-    resetText(file, caches.creationDateString, u"creationDateString");
-    resetText(file, caches.dateAddedString, u"dateAddedString");
-    resetText(file, caches.accessDateString, u"accessDateString");
-    if (caches.fileSize) {
-        file.willChangeValueForKey(u"fileSizeString");
-        file.willChangeValueForKey(u"fileSize");
-        caches.fileSize.reset();
-        caches.fileSizeString.reset();
-        file.didChangeValueForKey(u"fileSize");
-        file.didChangeValueForKey(u"fileSizeString");
+    for (const std::vector<const TQFileKeys *> &group : groupsOf(reset)) {
+        const SlotAccess *slot = slotOf(group.front()->name);
+        if (onlyFilled && (!slot || !d->cache.read([slot](const Values &v) { return slot->filled(v); })))
+            continue;
+        for (const TQFileKeys *row : group)
+            willChangeValueForKey(row->name);
+        d->cache.reset([&group](Values &next) {
+            for (const TQFileKeys *row : group) {
+                if (const SlotAccess *emptied = slotOf(row->name))
+                    emptied->clear(next);
+            }
+        });
+        for (auto row = group.rbegin(); row != group.rend(); ++row)
+            didChangeValueForKey((*row)->name);
     }
-    resetKind(file, caches.isImage, u"isImage");
-    resetKind(file, caches.isMusic, u"isMusic");
-    resetKind(file, caches.isText, u"isText");
-    resetKind(file, caches.isMovie, u"isMovie");
-    if (includingTrash)
-        resetKind(file, caches.isInTrash, u"isInTrash");
 }
 
-} // namespace
+void TQFile::_resetImageProperties()
+{
+    d->cache.reset([](Values &next) { next.imageMetadataEditable.reset(); });
+    runReset(Reset::ImageProperties, false);
+}
 
 void TQFile::updateForEvent(const UWFileEvent &event)
 {
-    willChangeValueForKey(u"modificationDateString");
-    d->modificationDateString.clear();
-    didChangeValueForKey(u"modificationDateString");
-
+    // Nothing computed from the base's old status lands in a record while it is replaced.
+    d->cache.beginResets();
+    runReset(Reset::EveryEvent, false);
     if (event.type == UWFileEvent::ContentChanged || event.type == UWFileEvent::AttributesChanged
         || event.type == UWFileEvent::CreatedOrReplaced) {
         _resetImageProperties();
-        resetDerivedValues(*this, *d, true);
+        runReset(Reset::ContentChange, true);
     }
     UWStandardFile::updateForEvent(event);
+    d->cache.endResets();
 }
 
 void TQFile::placeholderStatusChanged()
 {
+    d->cache.beginResets();
     UWStandardFile::placeholderStatusChanged();
     _resetImageProperties();
-    resetDerivedValues(*this, *d, false);
+    runReset(Reset::PlaceholderChange, true);
+    d->cache.endResets();
 }
 
-// ---- Keys ----------------------------------------------------------------------------------
-
-namespace {
-
-struct KeyGetter
+QStringList TQFile::keysResetBy(Reset reset)
 {
-    QStringView key;
-    QVariant (*get)(const TQFile &);
-};
-
-QVariant itemValue(const TQFileRef &item)
-{
-    return item ? QVariant::fromValue(UWStandardFileRef(item)) : QVariant();
+    QStringList keys;
+    for (const std::vector<const TQFileKeys *> &group : groupsOf(reset)) {
+        for (const TQFileKeys *row : group)
+            keys.append(row->name.toString());
+    }
+    return keys;
 }
 
-const std::array fileKeyGetters = {
-    KeyGetter{u"finderLabelSortValue", [](const TQFile &f) { return QVariant(f.finderLabelSortValue()); }},
-    KeyGetter{u"fileSize", [](const TQFile &f) { return QVariant(f.fileSize()); }},
-    KeyGetter{u"fileSizeString", [](const TQFile &f) { return QVariant(f.fileSizeString()); }},
-    KeyGetter{u"modificationDateString", [](const TQFile &f) { return QVariant(f.modificationDateString()); }},
-    KeyGetter{u"creationDateString", [](const TQFile &f) { return QVariant(f.creationDateString()); }},
-    KeyGetter{u"dateAddedString", [](const TQFile &f) { return QVariant(f.dateAddedString()); }},
-    KeyGetter{u"accessDateString", [](const TQFile &f) { return QVariant(f.accessDateString()); }},
-    KeyGetter{u"isImage", [](const TQFile &f) { return QVariant(f.isImage()); }},
-    KeyGetter{u"isMovie", [](const TQFile &f) { return QVariant(f.isMovie()); }},
-    KeyGetter{u"isText", [](const TQFile &f) { return QVariant(f.isText()); }},
-    KeyGetter{u"isMusic", [](const TQFile &f) { return QVariant(f.isMusic()); }},
-    KeyGetter{u"isMedia", [](const TQFile &f) { return QVariant(f.isMedia()); }},
-    KeyGetter{u"isPreviewable", [](const TQFile &f) { return QVariant(f.isPreviewable()); }},
-    KeyGetter{u"hasEditableImageMetadata", [](const TQFile &f) { return QVariant(f.hasEditableImageMetadata()); }},
-    KeyGetter{u"preferredApplication", [](const TQFile &f) { return itemValue(f.preferredApplication()); }},
-    KeyGetter{u"editorApplication", [](const TQFile &f) { return itemValue(f.editorApplication()); }},
-    KeyGetter{u"marks", [](const TQFile &f) { return QVariant(f.marks()); }},
-    KeyGetter{u"imageProperties", [](const TQFile &f) { return QVariant(f.imageProperties()); }},
-    KeyGetter{u"orientation", [](const TQFile &f) { return QVariant(f.orientation()); }},
-    KeyGetter{u"trueDimensions", [](const TQFile &f) { return QVariant(f.trueDimensions()); }},
-    KeyGetter{u"dimensions", [](const TQFile &f) { return QVariant(f.dimensions()); }},
-    KeyGetter{u"dimensionsWidth", [](const TQFile &f) { return QVariant(f.dimensionsWidth()); }},
-    KeyGetter{u"dimensionsHeight", [](const TQFile &f) { return QVariant(f.dimensionsHeight()); }},
-    KeyGetter{u"megapixels", [](const TQFile &f) { return QVariant(f.megapixels()); }},
-    KeyGetter{u"dimensionsString", [](const TQFile &f) { return QVariant(f.dimensionsString()); }},
-    KeyGetter{u"megapixelString", [](const TQFile &f) { return QVariant(f.megapixelString()); }},
-    KeyGetter{u"generalOrientation", [](const TQFile &f) { return QVariant(f.generalOrientation()); }},
-    KeyGetter{u"generalOrientationString", [](const TQFile &f) { return QVariant(f.generalOrientationString()); }},
-    KeyGetter{u"focalLength", [](const TQFile &f) { return QVariant(f.focalLength()); }},
-    KeyGetter{u"focalLengthString", [](const TQFile &f) { return QVariant(f.focalLengthString()); }},
-    KeyGetter{u"ISO", [](const TQFile &f) { return QVariant(f.ISO()); }},
-    KeyGetter{u"ISOString", [](const TQFile &f) { return QVariant(f.ISOString()); }},
-    KeyGetter{u"exposureTime", [](const TQFile &f) { return QVariant(f.exposureTime()); }},
-    KeyGetter{u"exposureTimeString", [](const TQFile &f) { return QVariant(f.exposureTimeString()); }},
-    KeyGetter{u"fNumber", [](const TQFile &f) { return QVariant(f.fNumber()); }},
-    KeyGetter{u"fNumberString", [](const TQFile &f) { return QVariant(f.fNumberString()); }},
-    KeyGetter{u"EXIFDate", [](const TQFile &f) { return QVariant(f.EXIFDate()); }},
-    KeyGetter{u"EXIFDateString", [](const TQFile &f) { return QVariant(f.EXIFDateString()); }},
-    KeyGetter{u"imageDepthString", [](const TQFile &f) { return QVariant(f.imageDepthString()); }},
-    KeyGetter{u"ICCProfileString", [](const TQFile &f) { return QVariant(f.ICCProfileString()); }},
-    KeyGetter{u"resolutionString", [](const TQFile &f) { return QVariant(f.resolutionString()); }},
-    KeyGetter{u"cameraModelString", [](const TQFile &f) { return QVariant(f.cameraModelString()); }},
-};
+QStringList TQFile::keysAnnouncedByHand()
+{
+    QStringList keys;
+    for (const TQFileKeys &row : TQFileKeys::table()) {
+        if (row.byHand)
+            keys.append(row.name.toString());
+    }
+    return keys;
+}
 
-} // namespace
+bool TQFile::automaticallyNotifiesObserversForKey(QStringView key)
+{
+    if (const TQFileKeys *row = TQFileKeys::find(key); row && row->byHand)
+        return false;
+    return UWStandardFile::automaticallyNotifiesObserversForKey(key);
+}
 
 QVariant TQFile::valueForKey(QStringView key) const
 {
-    // Sorting asks every item of a folder for a key: one hash look-up, not a scan.
-    using Getter = QVariant (*)(const TQFile &);
-    static const QHash<QStringView, Getter> byKey = [] {
-        QHash<QStringView, Getter> table;
-        for (const KeyGetter &getter : fileKeyGetters)
-            table.insert(getter.key, getter.get);
-        return table;
-    }();
-    if (const Getter get = byKey.value(key))
-        return get(*this);
+    if (const TQFileKeys *row = TQFileKeys::find(key); row && row->source == Source::Own)
+        return row->value(*this);
     return UWStandardFile::valueForKey(key);
+}
+
+std::optional<QVariant> TQFile::cachedValueForKey(QStringView key) const
+{
+    const TQFileKeys *row = TQFileKeys::find(key);
+    if (!row || row->source == Source::Inherited)
+        return UWStandardFile::cachedValueForKey(key);
+    if (row->source == Source::Unanswered)
+        return std::nullopt;
+    return row->peek ? row->peek(*this) : std::optional<QVariant>(row->value(*this));
 }
 
 void TQFile::prefetchValueForKey(QStringView key) const
 {
-    // Most keys need the storage side's record as well as the caches here.
+    // Most keys need the storage side's record as well as the values here.
     UWStandardFile::prefetchValueForKey(key);
     __builtin_prefetch(d.get());
-    __builtin_prefetch(&d->fileSize);
 }
 
 QStringList TQFile::keys()
 {
     QStringList all = UWStandardFile::keys();
-    for (const KeyGetter &getter : fileKeyGetters)
-        all.append(getter.key.toString());
+    for (const TQFileKeys &row : TQFileKeys::table()) {
+        if (row.source == Source::Own)
+            all.append(row.name.toString());
+    }
     return all;
+}
+
+QList<TQSortColumn> TQFile::sortColumns()
+{
+    QList<TQSortColumn> columns;
+    for (const TQFileKeys &row : TQFileKeys::table()) {
+        if (row.order != Order::None)
+            columns.append({row.sortType, row.name.toString(), row.order == Order::Name});
+    }
+    std::sort(columns.begin(), columns.end(),
+              [](const TQSortColumn &a, const TQSortColumn &b) { return int(a.type) < int(b.type); });
+    return columns;
 }

@@ -15,6 +15,61 @@
 class TQFile;
 class UWFileSubscription;
 
+/*!
+    The columns a browser sorts a folder by, for C++ callers of
+    TQFile::sortDescriptorsForSortType(); the numbers are the ones hosts store.
+*/
+enum class TQSortType : int {
+    Name = 0,
+    FileSize = 1,
+    Kind = 3,
+    Megapixels = 4,
+    ImageDepth = 5,
+    ModificationDate = 6,
+    Random = 7,
+    ColorProfile = 8,
+    CreationDate = 9,
+    Label = 13,
+    Height = 14,
+    Width = 15,
+    ExifDate = 16,
+    GeneralOrientation = 17,
+    ExposureTime = 18,
+    FNumber = 19,
+    ISO = 20,
+    FocalLength = 21,
+    CameraModel = 22,
+    DateAdded = 23,
+};
+
+//! Where folders go in a sorted folder.
+enum class TQFolderPriority : int {
+    Mixed = 0,         //!< among the files (any number but 10 and 11)
+    FoldersFirst = 10,
+    FoldersLast = 11,
+};
+
+//! The filter presets of TQFile::filterPredicateForFilterType().
+enum class TQFilterType : int {
+    Visible = 0,
+    Everything = 1,
+    VisibleImages = 2,
+    VisibleMedia = 3,
+    VisibleImagesAndFolders = 4,
+    VisibleMediaAndFolders = 5,
+    VisibleFolders = 6,
+    VisibleNonFolders = 7,
+};
+
+//! A sort column: the key it sorts by, and whether by name order (else by natural order).
+struct TQSortColumn
+{
+    TQSortType type;
+    QString key;
+    bool nameOrder = false;
+    bool operator==(const TQSortColumn &) const = default;
+};
+
 //! A file item of the browser, held shared like every item.
 using TQFileRef = std::shared_ptr<TQFile>;
 
@@ -45,8 +100,24 @@ public:
     Each value is computed on first request and cached; updateForEvent() and
     placeholderStatusChanged() empty the caches and announce the keys they reset.
 
+    \section Keys
+    One table in the implementation lists every key this class adds or announces: its getter,
+    its peek (cachedValueForKey()), whether it is announced by hand, which reset announces it
+    and in which order, and the column that sorts by it. keys(), valueForKey(),
+    automaticallyNotifiesObserversForKey(), keysResetBy(), sortColumns() and the descriptors
+    are read from it. "isMedia" and "isPreviewable" are announced by hand but cached by no
+    one: they follow from the kinds, and their observers watch the kinds. "isInTrash" is
+    announced by hand and emptied by events when known, but nothing in the library fills it:
+    valueForKey() does not answer it.
+
     \section Threads
-    No lock, like every item: one thread at a time. marks() and setMarks() alone are atomic.
+    Like the base class (see UWStandardFile, "Threads"): every getter, valueForKey() and
+    cachedValueForKey() may be called from any thread while the main thread applies events.
+    The item's own values live in one record that each reset replaces; a reset that runs in
+    steps (updateForEvent(): this class's resets, then the base's new status) stores nothing
+    that was computed before its last step. Resets, observers and announcements belong to the
+    main thread; marks() and setMarks() are atomic; a name sort key handed out stays valid
+    until the item goes (each one that a rename or a new locale replaced is kept).
 
     \section Log
     The category "tqkit.files" carries the item's diagnostic lines ("UTI %1 for %2 not an
@@ -175,7 +246,7 @@ public:
     //! The process-wide list of movie types: every audiovisual type.
     static QStringList movieTypes();
 
-    //! Unused by the library; -1 until a host sets it.
+    //! Unused by the library; -1 until a host sets it. Atomic.
     int imageOrientation() const;
     void setImageOrientationValue(int orientation);
 
@@ -205,6 +276,14 @@ public:
     */
     static QList<TQSortDescriptor> sortDescriptorsForSortType(int sortType, int folderPriority, bool ascending,
                                                               const QString &itemKeyPath = {});
+    //! The same for C++ callers.
+    static QList<TQSortDescriptor> sortDescriptorsForSortType(TQSortType sortType, TQFolderPriority folderPriority,
+                                                              bool ascending, const QString &itemKeyPath = {})
+    {
+        return sortDescriptorsForSortType(int(sortType), int(folderPriority), ascending, itemKeyPath);
+    }
+    //! The columns that sort by a key of their own, by type (not 7, which sorts at random).
+    static QList<TQSortColumn> sortColumns();
     /*!
         The filter of preset \a filterType:
         0 "%K == NO" on "isInvisible" (visible items);
@@ -222,12 +301,32 @@ public:
     */
     static std::optional<TQPredicate> filterPredicateForFilterType(int filterType, bool excludeFolders,
                                                                    const QString &itemKeyPath = {});
+    //! The same for C++ callers.
+    static std::optional<TQPredicate> filterPredicateForFilterType(TQFilterType filterType, bool excludeFolders,
+                                                                   const QString &itemKeyPath = {})
+    {
+        return filterPredicateForFilterType(int(filterType), excludeFolders, itemKeyPath);
+    }
     /*!
         False for the 38 keys whose changes the item announces itself (sizes, date texts,
         kinds, the image values: see _resetImageProperties() and updateForEvent()); the base
         class's answer for every other key. "dimensionsHeight" is announced automatically.
     */
     static bool automaticallyNotifiesObserversForKey(QStringView key);
+    //! The keys announced by hand (the ones automaticallyNotifiesObserversForKey() says no to).
+    static QStringList keysAnnouncedByHand();
+
+    //! The resets of the item's own values; each announces its keys in table order.
+    enum class Reset : quint8 {
+        EveryEvent = 0x01,        //!< updateForEvent(), whatever the event
+        ImageProperties = 0x02,   //!< _resetImageProperties(), as one change
+        ContentChange = 0x04,     //!< event types 1, 2 and 4: each filled cache, in turn
+        PlaceholderChange = 0x08, //!< placeholderStatusChanged(): the same but the trash state
+        LabelChange = 0x10,       //!< setFinderLabel(), around the base's announcement
+    };
+    //! The keys \a reset announces, in the order of their will-change announcements (a
+    //! cache-filling reset announces only those that are filled).
+    static QStringList keysResetBy(Reset reset);
     /*!
         The value the item sorts by under \a sortType (see sortDescriptorsForSortType()),
         except that type 7 gives a new random 32-bit number on every call and type 23 the
@@ -264,6 +363,7 @@ public:
     void setMarks(const QVariantMap &marks) override;
 
     QVariant valueForKey(QStringView key) const override;
+    std::optional<QVariant> cachedValueForKey(QStringView key) const override;
     void prefetchValueForKey(QStringView key) const override;
     //! Keeps the sort key of "displayName" until the name or the default locale changes.
     const TQStringUtilities::FinderStyleSortKey *nameSortKeyForKey(QStringView key) const override;
@@ -286,5 +386,7 @@ protected:
 
 private:
     friend struct TQFileFactory;
+    friend struct TQFileKeys;
+    void runReset(Reset reset, bool onlyFilled);
     std::unique_ptr<Caches> const d;
 };
