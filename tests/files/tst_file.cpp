@@ -12,6 +12,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <thread>
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -60,6 +62,10 @@ private slots:
     void rotationOfAVanishedFileWritesNothing();
     void nameThatIsNotUtf8_data();
     void nameThatIsNotUtf8();
+    void peeksAnswerOnlyWhatIsKnown_data();
+    void peeksAnswerOnlyWhatIsKnown();
+    void iconFollowsTheContentType_data();
+    void iconFollowsTheContentType();
 
 private:
     QTemporaryDir m_dir;
@@ -233,11 +239,7 @@ void TestFile::eventsResetAndAnnounce()
 
     item->updateForEvent({UWFileEvent::ContentChanged, {}});
     // The image metadata first, announced as one change ("dimensionsHeight" is emptied unannounced).
-    const QStringList imageKeys = QStringLiteral(
-        "imageProperties orientation EXIFDateString dimensionsWidth megapixels ISO exposureTime fNumber "
-        "generalOrientation focalLength trueDimensions dimensions dimensionsString megapixelString "
-        "imageDepthString ICCProfileString ISOString exposureTimeString fNumberString resolutionString "
-        "generalOrientationString focalLengthString cameraModelString EXIFDate").split(QLatin1Char(' '));
+    const QStringList imageKeys = TQFile::keysResetBy(TQFile::Reset::ImageProperties);
     QStringList expectedStart{QStringLiteral("will modificationDateString"), QStringLiteral("did modificationDateString")};
     for (const QString &key : imageKeys)
         expectedStart.append(QStringLiteral("will ") + key);
@@ -371,6 +373,93 @@ void TestFile::rotationOfAVanishedFileWritesNothing()
     QVERIFY(!QFileInfo::exists(path));
     // Nothing was left behind in the folder either.
     QVERIFY(QDir(sample("images")).entryList(QDir::Hidden | QDir::Files).filter(QStringLiteral("orientation-5")).isEmpty());
+}
+
+void TestFile::peeksAnswerOnlyWhatIsKnown_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("asked"); // the key asked for first; empty for none
+    QTest::addColumn<QString>("peeked");
+    QTest::addColumn<bool>("known");
+
+    QTest::newRow("the content type, before") << "images/photo.png" << "" << "resolvedUTI" << false;
+    QTest::newRow("the content type, once asked") << "images/photo.png" << "uti" << "resolvedUTI" << true;
+    QTest::newRow("the icon reads no content") << "images/photo.png" << "fileIcon" << "resolvedUTI" << false;
+    QTest::newRow("the status is always at hand") << "images/photo.png" << "" << "modificationDate" << true;
+    QTest::newRow("one size read gives both") << "empty.dat" << "fileSizeString" << "fileSize" << true;
+    QTest::newRow("image values, before") << "images/photo.png" << "" << "megapixels" << false;
+    QTest::newRow("image values come together") << "images/photo.png" << "dimensionsString" << "megapixels" << true;
+    QTest::newRow("media follows a known kind") << "images/photo.png" << "isImage" << "isMedia" << true;
+    QTest::newRow("media waits for the kinds") << "text/notes.txt" << "isImage" << "isMedia" << false;
+    QTest::newRow("readability is asked each time") << "images/photo.png" << "isReadable" << "isReadable" << false;
+    QTest::newRow("a hidden name needs no hidden list") << "text/.secret" << "" << "isInvisible" << true;
+}
+
+void TestFile::peeksAnswerOnlyWhatIsKnown()
+{
+    QFETCH(QString, file);
+    QFETCH(QString, asked);
+    QFETCH(QString, peeked);
+    QFETCH(bool, known);
+
+    const QString path = m_dir.filePath(file);
+    if (!QFileInfo::exists(path)) {
+        QFile created(path);
+        QVERIFY(created.open(QIODevice::WriteOnly));
+    }
+    const TQFileRef item = TQFile::newFileForPath(path);
+    if (!asked.isEmpty())
+        item->valueForKey(asked);
+    const std::optional<QVariant> peek = item->cachedValueForKey(peeked);
+    QCOMPARE(peek.has_value(), known);
+    QCOMPARE(item->isValueCached(peeked), known);
+    if (known)
+        QCOMPARE(*peek, item->valueForKey(peeked));
+    QVERIFY(!item->cachedValueForKey(u"noSuchKey"));
+}
+
+void TestFile::iconFollowsTheContentType_data()
+{
+    QTest::addColumn<QString>("copyOf");
+    QTest::addColumn<bool>("announced");
+
+    QTest::newRow("a picture named like text") << "images/photo.png" << true;
+    QTest::newRow("text named like text") << "text/notes.txt" << false;
+}
+
+void TestFile::iconFollowsTheContentType()
+{
+    QFETCH(QString, copyOf);
+    QFETCH(bool, announced);
+
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("named.txt"));
+    QVERIFY(QFile::copy(sample(copyOf.toUtf8().constData()), path));
+    const TQFileRef item = TQFile::newFileForPath(path);
+    Announcements announcements;
+    item->addObserver(&announcements);
+
+    item->fileIcon(); // null without an icon theme; drawn from the name either way
+    QVERIFY(!item->isValueCached(u"resolvedUTI"));
+    std::thread worker([&item] { item->resolveContentType(); });
+    worker.join();
+    QVERIFY(item->isValueCached(u"resolvedUTI"));
+    // Told on the main thread, once its events run; and only once.
+    QVERIFY(announcements.log.isEmpty());
+    QStringList expected;
+    if (announced) {
+        const QStringList keys = UWStandardFile::keysAnnouncedBy(UWStandardFile::Announcement::ContentTypeResolved);
+        for (const QString &key : keys)
+            expected.append(QStringLiteral("will ") + key);
+        for (auto key = keys.crbegin(); key != keys.crend(); ++key)
+            expected.append(QStringLiteral("did ") + *key);
+    }
+    QCoreApplication::processEvents();
+    item->resolveContentType();
+    item->fileIcon();
+    QCoreApplication::processEvents();
+    QCOMPARE(announcements.log, expected);
+    item->removeObserver(&announcements);
 }
 
 QTEST_MAIN(TestFile)

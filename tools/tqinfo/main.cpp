@@ -25,11 +25,9 @@ enum ExitStatus {
     UsageError = 2, // nothing was looked at
 };
 
-// Without --keys a table of every key is too wide to read; JSON is for programs and gets all.
-const QStringList tableKeys = {
-    QStringLiteral("displayName"), QStringLiteral("uti"),         QStringLiteral("kindString"),
-    QStringLiteral("isDirectory"), QStringLiteral("isInvisible"), QStringLiteral("modificationDate"),
-};
+// Without --keys a table of every key is too wide to read: it shows the items' summary keys.
+// JSON is for programs and gets all.
+const QStringList tableKeys = UWStandardFile::summaryKeys();
 
 const QString pathKey = QStringLiteral("path");
 
@@ -61,11 +59,7 @@ void dropMessages(QtMsgType type, const QMessageLogContext &, const QString &mes
 
 QStringList defaultKeys(bool json)
 {
-    QStringList keys = TQFile::keys();
-    if (!json) {
-        // Only keys the library still answers, so that a renamed key never breaks the table.
-        keys.removeIf([](const QString &key) { return !tableKeys.contains(key); });
-    }
+    QStringList keys = json ? TQFile::keys() : tableKeys;
     keys.removeAll(pathKey);
     return keys;
 }
