@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs the built library into a scratch prefix and builds a program against it, once
-# through the CMake package and once through pkg-config: what a user of TQKit would do.
+# Installs the built libraries into a scratch prefix and builds programs against them, through
+# the CMake package (per component) and through pkg-config: what a user of TQKit would do.
+# A command-line program that asks for Core must not need QtWidgets or TQKitWidgets.
 set -euo pipefail
 build=$1
 source_dir=$(cd "$(dirname "$0")" && pwd)
@@ -8,17 +9,53 @@ scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
 cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
-libdir=$(find "$scratch/prefix" -name 'libTQKit.so*' -printf '%h\n' | head -n 1)
+libdir=$(find "$scratch/prefix" -name 'libTQKitCore.so*' -printf '%h\n' | head -n 1)
+for library in TQKitCore TQKitWidgets; do
+    soname=$(readelf -d "$libdir/lib$library.so" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')
+    [ "$soname" = "lib$library.so.0" ] || { echo "lib$library.so has the SONAME '$soname'"; exit 1; }
+done
+sample="$source_dir/consumer/core.cpp"
 
-cmake -S "$source_dir/consumer" -B "$scratch/consumer" -G Ninja \
-    -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
-cmake --build "$scratch/consumer" >/dev/null
-answer=$(LD_LIBRARY_PATH="$libdir" "$scratch/consumer/consumer" "$source_dir/consumer/main.cpp")
-[ "$answer" = "public.c-plus-plus-source" ] || { echo "CMake consumer said: $answer"; exit 1; }
+# Prints the libraries a program needs, one per line.
+needed() { readelf -d "$1" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p'; }
+expect_answer() {
+    local what=$1 program=$2 answer
+    answer=$(LD_LIBRARY_PATH="$libdir" "$program" "$sample")
+    [ "$answer" = "public.c-plus-plus-source" ] || { echo "$what said: $answer"; exit 1; }
+}
+expect_no_widgets() {
+    local what=$1 program=$2
+    if needed "$program" | grep -q Widgets || LD_LIBRARY_PATH="$libdir" ldd "$program" | grep -q Widgets; then
+        echo "$what needs widgets:"; LD_LIBRARY_PATH="$libdir" ldd "$program"; exit 1
+    fi
+}
+
+for consumer in core widgets umbrella; do
+    cmake -S "$source_dir/consumer" -B "$scratch/$consumer" -G Ninja -DTQKIT_CONSUMER=$consumer \
+        -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
+    cmake --build "$scratch/$consumer" >/dev/null
+    expect_answer "CMake consumer ($consumer)" "$scratch/$consumer/consumer"
+done
+expect_no_widgets "CMake consumer (core)" "$scratch/core/consumer"
+needed "$scratch/widgets/consumer" | grep -qx 'libTQKitWidgets.so.0' \
+    || { echo "the widgets consumer does not link TQKitWidgets"; exit 1; }
+
+# An unknown component stops the configuration and says which one.
+if cmake -S "$source_dir/consumer" -B "$scratch/unknown" -G Ninja -DTQKIT_CONSUMER=unknown \
+        -DCMAKE_PREFIX_PATH="$scratch/prefix" >"$scratch/unknown.log" 2>&1; then
+    echo "an unknown component was accepted"; exit 1
+fi
+grep -q 'TQKit has no component "Gadgets"' "$scratch/unknown.log" \
+    || { echo "an unknown component failed without saying so:"; cat "$scratch/unknown.log"; exit 1; }
 
 export PKG_CONFIG_PATH="$libdir/pkgconfig"
-g++ -std=c++20 -fPIC "$source_dir/consumer/main.cpp" -o "$scratch/pkgconfig-consumer" \
-    $(pkg-config --cflags --libs TQKit)
-answer=$(LD_LIBRARY_PATH="$libdir" "$scratch/pkgconfig-consumer" "$source_dir/consumer/main.cpp")
-[ "$answer" = "public.c-plus-plus-source" ] || { echo "pkg-config consumer said: $answer"; exit 1; }
-echo "installed package builds and runs with CMake and pkg-config"
+g++ -std=c++20 -fPIC "$source_dir/consumer/core.cpp" -o "$scratch/pkgconfig-core" \
+    $(pkg-config --cflags --libs TQKitCore)
+expect_answer "pkg-config consumer (TQKitCore)" "$scratch/pkgconfig-core"
+expect_no_widgets "pkg-config consumer (TQKitCore)" "$scratch/pkgconfig-core"
+for pc in TQKitWidgets TQKit; do
+    g++ -std=c++20 -fPIC "$source_dir/consumer/widgets.cpp" -o "$scratch/pkgconfig-$pc" \
+        $(pkg-config --cflags --libs $pc)
+    expect_answer "pkg-config consumer ($pc)" "$scratch/pkgconfig-$pc"
+done
+echo "installed packages build and run with CMake (Core, Widgets, both) and pkg-config"

@@ -1,4 +1,5 @@
-// Built against an installed TQKit only: the headers, the CMake package and the library.
+// Built against an installed TQKit's widgets library (which brings the core along): the
+// headers, the CMake package and the libraries.
 #include <TQKit/TQIconAndFilenameCell.h>
 #include <TQKit/TQImageUtilities.h>
 #include <TQKit/TQTypeRegistry.h>
@@ -14,7 +15,7 @@ int main(int argc, char **argv)
     const UWStandardFileRef file = UWStandardFile::newFileForPath(QString::fromLocal8Bit(argv[1]));
     if (!file || !TQUTTypeConformsToArray(file->resolvedUTI(), {QStringLiteral("public.item")}))
         return 1;
-    // The library's images travel inside it, and its cells bring Qt Widgets along.
+    // The core's images reach a widgets host, and the cells bring Qt Widgets along.
     if (TQImageUtilities::aliasBadge().isNull())
         return 3;
     const TQIconAndFilenameCell cell;
