@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QHash>
 #include <QPointer>
+#include <QSet>
 #include <QSocketNotifier>
 #include <QThread>
 #include <QThreadPool>
@@ -19,11 +20,111 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <deque>
 
 namespace {
 
 constexpr uint32_t watchMask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY
     | IN_CLOSE_WRITE | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+
+// Reads of the event queue per wake-up: a program that writes without pause must not keep the
+// GUI thread in here forever; the notifier wakes us again for the rest. 1 MiB holds a full
+// queue of the kernel's default length (16384 events) with short names.
+constexpr int readsPerBatch = 64;
+constexpr size_t readSize = 16 * 1024;
+
+// Hears which keys an item announces while it takes in one event.
+class KeyRecorder final : public UWFileObserver
+{
+public:
+    explicit KeyRecorder(QStringList *keys)
+        : m_keys(keys)
+    {
+    }
+    void fileWillChangeValueForKey(UWStandardFile *, QStringView) override {}
+    void fileDidChangeValueForKey(UWStandardFile *, QStringView key) override
+    {
+        if (!m_keys->contains(key))
+            m_keys->append(key.toString());
+    }
+
+private:
+    QStringList *m_keys;
+};
+
+// What happened to the items of one folder in one batch, reduced to its net effect when told.
+class ChangeRecorder
+{
+public:
+    enum Kind { Added, Removed, Renamed, Changed };
+
+    void note(const UWStandardFileRef &file, Kind kind)
+    {
+        auto it = m_states.find(file.get());
+        if (it == m_states.end()) {
+            m_order.append(file);
+            it = m_states.insert(file.get(), State{kind != Added, true, false, false});
+        }
+        switch (kind) {
+        case Added:
+            if (!it->wasListed && !it->listed)
+                it->listed = true;
+            else if (!it->listed)
+                it->listed = it->renamed = true; // moved out and back: the same item elsewhere
+            break;
+        case Removed:
+            it->listed = false;
+            break;
+        case Renamed:
+            it->renamed = true;
+            break;
+        case Changed:
+            it->changed = true;
+            break;
+        }
+    }
+    // Tells \a file of \a event, recording the keys it announces.
+    void tell(const UWStandardFileRef &file, const UWFileEvent &event, Kind kind)
+    {
+        note(file, kind);
+        KeyRecorder recorder(&m_keys[file.get()]);
+        file->addObserver(&recorder);
+        file->updateForEvent(event);
+        file->removeObserver(&recorder);
+    }
+    UWFolderChanges take(const UWStandardFileRef &folder, const QByteArray &path)
+    {
+        UWFolderChanges changes;
+        changes.folder = folder;
+        changes.nativePath = path;
+        for (const UWStandardFileRef &file : std::as_const(m_order)) {
+            const State state = m_states.value(file.get());
+            if (!state.wasListed && !state.listed)
+                continue;
+            if (state.wasListed && !state.listed)
+                changes.removed.append(file);
+            else if (!state.wasListed)
+                changes.added.append(file);
+            if (state.wasListed && state.listed && state.renamed)
+                changes.renamed.append(file);
+            if (state.wasListed && state.listed && state.changed)
+                changes.changed.append(file);
+            if (const QStringList keys = m_keys.value(file.get()); !keys.isEmpty())
+                changes.keys.insert(file.get(), keys);
+        }
+        *this = {};
+        return changes;
+    }
+
+private:
+    struct State
+    {
+        bool wasListed = false, listed = false, renamed = false, changed = false;
+    };
+    QList<UWStandardFileRef> m_order;
+    QHash<const UWStandardFile *, State> m_states;
+    QHash<const UWStandardFile *, QStringList> m_keys;
+};
 
 } // namespace
 
@@ -32,20 +133,58 @@ constexpr uint32_t watchMask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_
 class UWFileSubscriptionPrivate
 {
 public:
+    std::weak_ptr<UWFileSubscription> self;
     UWStandardFileRef folder;
     QByteArray path; // the folder's resolved path, in the file system's bytes
     QList<UWStandardFileRef> files;
+    // Names are compared as bytes: two names that are not UTF-8 may show as the same text.
+    QHash<QByteArray, UWStandardFileRef> byName;
+    // Removed within the batch under way; taken out of files at its end, all at once.
+    QSet<const UWStandardFile *> leaving;
     bool loaded = false;
     int watch = -1;
+    dev_t device = 0; // the watched folder's identity, to tell whether it still is at path
+    ino_t inode = 0;
 
-    // Names are compared as bytes: two names that are not UTF-8 may show as the same text.
-    qsizetype indexOf(const QByteArray &name) const
+    // The listed item named \a name. An item renamed behind the manager's back (somebody told
+    // it of a rename) is found again by its new name.
+    UWStandardFileRef find(const QByteArray &name)
     {
-        for (qsizetype i = 0; i < files.size(); ++i) {
-            if (files.at(i)->nativeFileName() == name)
-                return i;
+        const auto it = byName.constFind(name);
+        if (it == byName.cend())
+            return nullptr;
+        if ((*it)->nativeFileName() == name)
+            return *it;
+        reindex();
+        return byName.value(name);
+    }
+    void reindex()
+    {
+        byName.clear();
+        byName.reserve(files.size());
+        for (const UWStandardFileRef &file : std::as_const(files)) {
+            if (!leaving.contains(file.get()))
+                byName.insert(file->nativeFileName(), file);
         }
-        return -1;
+    }
+    void append(const UWStandardFileRef &file)
+    {
+        // Moved out and back within one batch: still in files, at its old place.
+        if (!leaving.remove(file.get()))
+            files.append(file);
+        byName.insert(file->nativeFileName(), file);
+    }
+    void remove(const UWStandardFileRef &file, const QByteArray &name)
+    {
+        byName.remove(name);
+        leaving.insert(file.get());
+    }
+    void compact()
+    {
+        if (leaving.isEmpty())
+            return;
+        files.removeIf([this](const UWStandardFileRef &file) { return leaving.contains(file.get()); });
+        leaving.clear();
     }
     QByteArray childPath(const QByteArray &name) const
     {
@@ -56,6 +195,12 @@ public:
         UWFileEvent event{UWFileEvent::Renamed, {}, childPath(name)};
         event.newPath = QFile::decodeName(event.newNativePath);
         return event;
+    }
+    // Whether the folder at path is still the one the watch follows.
+    bool stillAtPath() const
+    {
+        struct stat info = {};
+        return ::stat(path.constData(), &info) == 0 && info.st_dev == device && info.st_ino == inode;
     }
 };
 
@@ -83,6 +228,38 @@ bool UWFileSubscription::isLoaded() const
 
 // ---- The manager ---------------------------------------------------------------------------
 
+// The folders one batch of events (or one relisting) changed, each kept alive until it was
+// told: a receiver may drop the last reference to a subscription while it hears of it.
+class UWFolderBatch
+{
+public:
+    struct Folder
+    {
+        std::shared_ptr<UWFileSubscription> guard;
+        ChangeRecorder changes;
+        bool relist = false;
+    };
+
+    ChangeRecorder &of(UWFileSubscription *subscription) { return folder(subscription).changes; }
+    void relistLater(UWFileSubscription *subscription) { folder(subscription).relist = true; }
+    std::deque<Folder> &folders() { return m_folders; }
+
+private:
+    Folder &folder(UWFileSubscription *subscription)
+    {
+        const auto it = m_index.constFind(subscription);
+        if (it != m_index.cend())
+            return m_folders[*it];
+        m_index.insert(subscription, m_folders.size());
+        m_folders.push_back({subscription->d->self.lock(), {}, false});
+        return m_folders.back();
+    }
+    // In the order they were first touched; a deque, so that a folder's changes stay where
+    // they are while another folder joins.
+    std::deque<Folder> m_folders;
+    QHash<UWFileSubscription *, size_t> m_index;
+};
+
 class UWFileManagerPrivate
 {
 public:
@@ -98,20 +275,36 @@ public:
             ::close(mountsFd);
     }
 
+    // The first half of a move, until the second half arrives.
+    struct Pending
+    {
+        std::weak_ptr<UWFileSubscription> subscription;
+        QByteArray name;
+    };
+
     UWFileManager *q;
     QThreadPool pool;
     int inotifyFd = -1;
     int mountsFd = -1;
     QSocketNotifier *inotifyNotifier = nullptr;
     QSocketNotifier *mountsNotifier = nullptr;
-    QHash<int, UWFileSubscription *> byWatch;
+    // A folder reached by two paths (a bind mount, or a renamed folder subscribed again under
+    // its new name before the old subscription went) has one watch for both.
+    QHash<int, QList<UWFileSubscription *>> byWatch;
     QHash<QByteArray, std::weak_ptr<UWFileSubscription>> byPath;
+    // Moves whose second half may be in the events not read yet, when a batch stopped early.
+    QMultiHash<uint32_t, Pending> movedAway;
 
     void startWatching();
+    void attach(UWFileSubscription *subscription);
+    void detach(UWFileSubscription *subscription);
     void load(UWFileSubscription *subscription);
-    void relist(UWFileSubscription *subscription);
+    void relist(UWFileSubscription *subscription, UWFolderBatch &batch);
+    void report(UWFolderBatch &batch);
     void forget(UWFileSubscription *subscription);
     void readEvents();
+    void apply(UWFileSubscription *subscription, const inotify_event *event, UWFolderBatch &batch);
+    void moveArrived(UWFileSubscription *subscription, uint32_t cookie, const QByteArray &name, UWFolderBatch &batch);
     void mountsChanged();
 };
 
@@ -146,11 +339,50 @@ void UWFileManagerPrivate::startWatching()
     }
 }
 
+void UWFileManagerPrivate::attach(UWFileSubscription *subscription)
+{
+    UWFileSubscriptionPrivate *s = subscription->d.get();
+    if (s->watch >= 0 || inotifyFd < 0 || QThread::currentThread() != q->thread())
+        return;
+    struct stat info = {};
+    const int watch = ::inotify_add_watch(inotifyFd, s->path.constData(), watchMask);
+    if (watch < 0 || ::stat(s->path.constData(), &info) != 0) {
+        qCDebug(lcCompanion).noquote() << "cannot watch" << QFile::decodeName(s->path) << "-" << ::strerror(errno);
+        return;
+    }
+    s->watch = watch;
+    s->device = info.st_dev;
+    s->inode = info.st_ino;
+    QList<UWFileSubscription *> &sharing = byWatch[watch];
+    if (!sharing.contains(subscription))
+        sharing.append(subscription);
+}
+
+void UWFileManagerPrivate::detach(UWFileSubscription *subscription)
+{
+    UWFileSubscriptionPrivate *s = subscription->d.get();
+    if (s->watch < 0)
+        return;
+    const auto it = byWatch.find(s->watch);
+    if (it != byWatch.end()) {
+        it->removeAll(subscription);
+        // The watch is the folder's, not the subscription's: it goes with the last one using it.
+        if (it->isEmpty()) {
+            byWatch.erase(it);
+            if (inotifyFd >= 0)
+                ::inotify_rm_watch(inotifyFd, s->watch);
+        }
+    }
+    s->watch = -1;
+}
+
 void UWFileManagerPrivate::load(UWFileSubscription *subscription)
 {
     UWFileSubscriptionPrivate *s = subscription->d.get();
     if (s->loaded) {
-        relist(subscription);
+        UWFolderBatch batch;
+        relist(subscription, batch);
+        report(batch);
         return;
     }
     QString error;
@@ -160,37 +392,42 @@ void UWFileManagerPrivate::load(UWFileSubscription *subscription)
     s->files.reserve(entries.size());
     for (const UWFolderListing::Entry &entry : entries)
         s->files.append(entry.file);
+    s->reindex();
     s->loaded = true;
-    if (inotifyFd >= 0 && QThread::currentThread() == q->thread()) {
-        s->watch = ::inotify_add_watch(inotifyFd, s->path.constData(), watchMask);
-        if (s->watch >= 0)
-            byWatch.insert(s->watch, subscription);
-    }
+    attach(subscription);
 }
 
-void UWFileManagerPrivate::relist(UWFileSubscription *subscription)
+void UWFileManagerPrivate::relist(UWFileSubscription *subscription, UWFolderBatch &batch)
 {
     UWFileSubscriptionPrivate *s = subscription->d.get();
+    ChangeRecorder &changes = batch.of(subscription);
+    s->compact();
+    attach(subscription); // a folder that has come to the path since the last watch went
     QString error;
     const QList<UWFolderListing::Entry> entries = UWFolderListing::list(s->path, &error);
     if (!error.isEmpty())
         qCInfo(lcCompanion).noquote() << "cannot list" << QFile::decodeName(s->path) << "-" << error;
 
     QHash<QByteArray, UWStandardFileRef> previous;
-    for (const UWStandardFileRef &file : std::as_const(s->files))
-        previous.insert(file->nativeFileName(), file);
     QHash<ino_t, UWStandardFileRef> previousByInode;
-    for (const UWStandardFileRef &file : std::as_const(s->files))
+    previous.reserve(s->files.size());
+    previousByInode.reserve(s->files.size());
+    for (const UWStandardFileRef &file : std::as_const(s->files)) {
+        previous.insert(file->nativeFileName(), file);
         previousByInode.insert(file->statInfo().inode, file);
+    }
+    QSet<QByteArray> listedNames;
+    listedNames.reserve(entries.size());
+    for (const UWFolderListing::Entry &entry : entries)
+        listedNames.insert(entry.name);
 
-    bool changed = false;
     QList<UWStandardFileRef> now;
     now.reserve(entries.size());
-    QSet<UWStandardFile *> kept;
+    QSet<const UWStandardFile *> kept;
     for (const UWFolderListing::Entry &entry : entries) {
-        const UWStatInfo &fresh = entry.file->statInfo();
+        const UWStatInfo fresh = entry.file->statInfo();
         if (const UWStandardFileRef old = previous.value(entry.name)) {
-            const UWStatInfo &was = old->statInfo();
+            const UWStatInfo was = old->statInfo();
             int type = 0;
             if (fresh.inode != was.inode || !old->exists())
                 type = UWFileEvent::CreatedOrReplaced;
@@ -198,10 +435,8 @@ void UWFileManagerPrivate::relist(UWFileSubscription *subscription)
                 type = UWFileEvent::ContentChanged;
             else if (fresh.statusChangedNSecs != was.statusChangedNSecs)
                 type = UWFileEvent::AttributesChanged;
-            if (type) {
-                old->updateForEvent({type, {}});
-                changed = true;
-            }
+            if (type)
+                changes.tell(old, {type, {}}, ChangeRecorder::Changed);
             kept.insert(old.get());
             now.append(old);
             continue;
@@ -211,38 +446,48 @@ void UWFileManagerPrivate::relist(UWFileSubscription *subscription)
         const UWStandardFileRef moved = previousByInode.value(fresh.inode);
         const bool sameFile = moved && moved->statInfo().modifiedNSecs == fresh.modifiedNSecs
             && moved->statInfo().bornNSecs == fresh.bornNSecs;
-        if (sameFile && !previous.contains(entry.name) && !kept.contains(moved.get())
-            && std::none_of(entries.cbegin(), entries.cend(),
-                            [&](const UWFolderListing::Entry &e) { return e.name == moved->nativeFileName(); })) {
-            moved->updateForEvent(s->renamedTo(entry.name));
+        if (sameFile && !kept.contains(moved.get()) && !listedNames.contains(moved->nativeFileName())) {
+            changes.tell(moved, s->renamedTo(entry.name), ChangeRecorder::Renamed);
             kept.insert(moved.get());
             now.append(moved);
         } else {
+            changes.note(entry.file, ChangeRecorder::Added);
             now.append(entry.file);
         }
-        changed = true;
     }
     for (const UWStandardFileRef &old : std::as_const(s->files)) {
-        if (!kept.contains(old.get())) {
-            old->updateForEvent({UWFileEvent::Removed, {}});
-            changed = true;
-        }
+        if (!kept.contains(old.get()))
+            changes.tell(old, {UWFileEvent::Removed, {}}, ChangeRecorder::Removed);
     }
-    s->files = now;
-    if (changed) {
-        Q_EMIT subscription->filesChanged();
-        Q_EMIT q->directoryChanged(QFile::decodeName(s->path));
+    s->files = std::move(now);
+    s->reindex();
+}
+
+void UWFileManagerPrivate::report(UWFolderBatch &batch)
+{
+    // Relisted last: whatever the events said, the listing is what is on disk now.
+    for (size_t i = 0; i < batch.folders().size(); ++i) {
+        if (batch.folders()[i].relist && batch.folders()[i].guard)
+            relist(batch.folders()[i].guard.get(), batch);
+    }
+    for (UWFolderBatch::Folder &folder : batch.folders()) {
+        UWFileSubscription *subscription = folder.guard.get();
+        if (!subscription)
+            continue;
+        subscription->d->compact();
+        const UWFolderChanges changes = folder.changes.take(subscription->d->folder, subscription->d->path);
+        if (changes.isEmpty())
+            continue;
+        const QString path = QFile::decodeName(changes.nativePath);
+        Q_EMIT subscription->filesChanged(changes);
+        Q_EMIT q->directoryChanged(path, changes);
     }
 }
 
 void UWFileManagerPrivate::forget(UWFileSubscription *subscription)
 {
     UWFileSubscriptionPrivate *s = subscription->d.get();
-    if (s->watch >= 0) {
-        byWatch.remove(s->watch);
-        if (inotifyFd >= 0)
-            ::inotify_rm_watch(inotifyFd, s->watch);
-    }
+    detach(subscription);
     const auto it = byPath.constFind(s->path);
     if (it != byPath.cend() && it->expired())
         byPath.erase(it);
@@ -250,20 +495,17 @@ void UWFileManagerPrivate::forget(UWFileSubscription *subscription)
 
 void UWFileManagerPrivate::readEvents()
 {
-    struct Pending
-    {
-        UWFileSubscription *subscription;
-        QByteArray name;
-    };
-    QHash<uint32_t, Pending> movedAway; // by cookie, until the other half arrives
-    QSet<UWFileSubscription *> touched;
+    UWFolderBatch batch;
     bool overflow = false;
+    bool drained = false;
 
-    alignas(inotify_event) char buffer[16 * 1024];
-    for (;;) {
+    alignas(inotify_event) char buffer[readSize];
+    for (int reads = 0; reads < readsPerBatch; ++reads) {
         const ssize_t length = ::read(inotifyFd, buffer, sizeof buffer);
-        if (length <= 0)
+        if (length <= 0) {
+            drained = true;
             break;
+        }
         for (ssize_t at = 0; at < length;) {
             const auto *event = reinterpret_cast<const inotify_event *>(buffer + at);
             at += ssize_t(sizeof(inotify_event) + event->len);
@@ -271,87 +513,137 @@ void UWFileManagerPrivate::readEvents()
                 overflow = true;
                 continue;
             }
-            UWFileSubscription *subscription = byWatch.value(event->wd);
-            if (!subscription)
-                continue;
-            if (event->mask & IN_IGNORED) {
-                byWatch.remove(event->wd);
-                subscription->d->watch = -1;
-                continue;
-            }
-            if (event->len == 0)
-                continue; // the folder itself; its own item hears of it from its parent
-            UWFileSubscriptionPrivate *s = subscription->d.get();
-            const QByteArray name(event->name);
-            const qsizetype index = s->indexOf(name);
-            const UWStandardFileRef existing = index >= 0 ? s->files.at(index) : nullptr;
-
-            if (event->mask & IN_MOVED_FROM) {
-                movedAway.insert(event->cookie, {subscription, name});
-                continue;
-            }
-            touched.insert(subscription);
-            if (event->mask & IN_MOVED_TO) {
-                const auto from = movedAway.constFind(event->cookie);
-                if (from != movedAway.cend()) {
-                    UWFileSubscriptionPrivate *source = from->subscription->d.get();
-                    const qsizetype sourceIndex = source->indexOf(from->name);
-                    touched.insert(from->subscription);
-                    movedAway.erase(from);
-                    if (sourceIndex >= 0) {
-                        const UWStandardFileRef moved = source->files.takeAt(sourceIndex);
-                        if (existing) {
-                            // Saving by writing a copy and renaming it over the original:
-                            // the item people look at is the original, now replaced.
-                            moved->updateForEvent({UWFileEvent::Removed, {}});
-                            existing->updateForEvent({UWFileEvent::CreatedOrReplaced, {}});
-                        } else {
-                            moved->updateForEvent(s->renamedTo(name));
-                            s->files.append(moved);
-                        }
-                        continue;
-                    }
-                }
-            }
-            if (event->mask & (IN_CREATE | IN_MOVED_TO)) {
-                if (existing) {
-                    existing->updateForEvent({UWFileEvent::CreatedOrReplaced, {}});
-                } else if (UWStandardFileRef file = UWStandardFile::newFileForNativePath(s->childPath(name));
-                           file && file->exists()) {
-                    s->files.append(file);
-                }
-            } else if (event->mask & IN_DELETE) {
-                if (existing) {
-                    existing->updateForEvent({UWFileEvent::Removed, {}});
-                    s->files.removeAt(index);
-                }
-            } else if (event->mask & (IN_MODIFY | IN_CLOSE_WRITE)) {
-                if (existing)
-                    existing->updateForEvent({UWFileEvent::ContentChanged, {}});
-            } else if (event->mask & IN_ATTRIB) {
-                if (existing)
-                    existing->updateForEvent({UWFileEvent::AttributesChanged, {}});
-            }
-        }
-    }
-    // A move whose other half never came left the watched folders.
-    for (const Pending &away : std::as_const(movedAway)) {
-        UWFileSubscriptionPrivate *s = away.subscription->d.get();
-        const qsizetype index = s->indexOf(away.name);
-        if (index >= 0) {
-            s->files.takeAt(index)->updateForEvent({UWFileEvent::Removed, {}});
-            touched.insert(away.subscription);
+            // A copy: telling items may make or drop subscriptions of this very watch.
+            const QList<UWFileSubscription *> sharing = byWatch.value(event->wd);
+            for (UWFileSubscription *subscription : sharing)
+                apply(subscription, event, batch);
         }
     }
     if (overflow) {
-        // The kernel dropped events: only a fresh listing tells what happened.
-        for (UWFileSubscription *subscription : std::as_const(byWatch))
-            relist(subscription);
+        // The kernel dropped events: only a fresh listing tells what happened, and it finds
+        // renames by their inodes; the halves of moves still waiting may never come.
+        movedAway.clear();
+        for (const QList<UWFileSubscription *> &sharing : std::as_const(byWatch)) {
+            for (UWFileSubscription *subscription : sharing)
+                batch.relistLater(subscription);
+        }
+    } else if (drained) {
+        // A move whose other half never came left the watched folders.
+        for (const Pending &away : std::as_const(movedAway)) {
+            const std::shared_ptr<UWFileSubscription> subscription = away.subscription.lock();
+            if (!subscription)
+                continue;
+            UWFileSubscriptionPrivate *s = subscription->d.get();
+            if (const UWStandardFileRef file = s->find(away.name)) {
+                s->remove(file, away.name);
+                batch.of(subscription.get()).tell(file, {UWFileEvent::Removed, {}}, ChangeRecorder::Removed);
+            }
+        }
+        movedAway.clear();
+    }
+    report(batch);
+}
+
+void UWFileManagerPrivate::apply(UWFileSubscription *subscription, const inotify_event *event, UWFolderBatch &batch)
+{
+    UWFileSubscriptionPrivate *s = subscription->d.get();
+    if (event->mask & IN_IGNORED) {
+        // The watch is gone (the folder was deleted, or its file system unmounted).
+        byWatch.remove(event->wd);
+        s->watch = -1;
+        batch.relistLater(subscription);
         return;
     }
-    for (UWFileSubscription *subscription : std::as_const(touched)) {
-        Q_EMIT subscription->filesChanged();
-        Q_EMIT q->directoryChanged(QFile::decodeName(subscription->d->path));
+    if (event->len == 0) {
+        // The folder itself; its own item hears of it from its parent. Gone from the path,
+        // it takes its listing along; the path may be another folder's now.
+        if ((event->mask & IN_DELETE_SELF) || ((event->mask & IN_MOVE_SELF) && !s->stillAtPath())) {
+            detach(subscription);
+            batch.relistLater(subscription);
+        }
+        return;
+    }
+    const QByteArray name(event->name);
+    if (event->mask & IN_MOVED_FROM) {
+        movedAway.insert(event->cookie, {s->self, name});
+        return;
+    }
+    ChangeRecorder &changes = batch.of(subscription);
+    if (event->mask & IN_MOVED_TO) {
+        moveArrived(subscription, event->cookie, name, batch);
+        return;
+    }
+    const UWStandardFileRef existing = s->find(name);
+    if (event->mask & IN_CREATE) {
+        if (existing) {
+            changes.tell(existing, {UWFileEvent::CreatedOrReplaced, {}}, ChangeRecorder::Changed);
+        } else if (UWStandardFileRef file = UWStandardFile::newFileForNativePath(s->childPath(name)); file && file->exists()) {
+            s->append(file);
+            changes.note(file, ChangeRecorder::Added);
+        }
+    } else if (event->mask & IN_DELETE) {
+        if (existing) {
+            s->remove(existing, name);
+            changes.tell(existing, {UWFileEvent::Removed, {}}, ChangeRecorder::Removed);
+        }
+    } else if (event->mask & (IN_MODIFY | IN_CLOSE_WRITE)) {
+        if (existing)
+            changes.tell(existing, {UWFileEvent::ContentChanged, {}}, ChangeRecorder::Changed);
+    } else if (event->mask & IN_ATTRIB) {
+        if (existing)
+            changes.tell(existing, {UWFileEvent::AttributesChanged, {}}, ChangeRecorder::Changed);
+    }
+}
+
+void UWFileManagerPrivate::moveArrived(UWFileSubscription *subscription, uint32_t cookie, const QByteArray &name,
+                                       UWFolderBatch &batch)
+{
+    UWFileSubscriptionPrivate *s = subscription->d.get();
+    ChangeRecorder &changes = batch.of(subscription);
+    const UWStandardFileRef existing = s->find(name);
+    // The first half heard by this same subscription wins (a folder watched under two paths
+    // hears both halves twice); otherwise the one whose folder lists the name.
+    auto from = movedAway.end();
+    for (auto it = movedAway.find(cookie); it != movedAway.end() && it.key() == cookie; ++it) {
+        if (it->subscription.lock().get() == subscription) {
+            from = it;
+            break;
+        }
+        if (from == movedAway.end())
+            from = it;
+    }
+    if (from != movedAway.end()) {
+        const std::shared_ptr<UWFileSubscription> source = from->subscription.lock();
+        const QByteArray oldName = from->name;
+        movedAway.erase(from);
+        const UWStandardFileRef moved = source ? source->d->find(oldName) : nullptr;
+        if (moved && moved == existing) {
+            return; // renamed onto itself (a hard link's other name): nothing moved
+        } else if (moved) {
+            ChangeRecorder &sourceChanges = batch.of(source.get());
+            source->d->remove(moved, oldName);
+            if (existing) {
+                // Saving by writing a copy and renaming it over the original: the item
+                // people look at is the original, now replaced.
+                sourceChanges.tell(moved, {UWFileEvent::Removed, {}}, ChangeRecorder::Removed);
+                changes.tell(existing, {UWFileEvent::CreatedOrReplaced, {}}, ChangeRecorder::Changed);
+            } else if (source.get() == subscription) {
+                changes.tell(moved, s->renamedTo(name), ChangeRecorder::Renamed);
+                s->leaving.remove(moved.get()); // renamed in place: it keeps its row
+                s->byName.insert(name, moved);
+            } else {
+                sourceChanges.note(moved, ChangeRecorder::Removed);
+                changes.tell(moved, s->renamedTo(name), ChangeRecorder::Added);
+                s->append(moved);
+            }
+            return;
+        }
+    }
+    if (existing) {
+        changes.tell(existing, {UWFileEvent::CreatedOrReplaced, {}}, ChangeRecorder::Changed);
+    } else if (UWStandardFileRef file = UWStandardFile::newFileForNativePath(s->childPath(name)); file && file->exists()) {
+        s->append(file);
+        changes.note(file, ChangeRecorder::Added);
     }
 }
 
@@ -415,6 +707,7 @@ std::shared_ptr<UWFileSubscription> UWFileManager::subscriptionForFile(const UWS
     if (std::shared_ptr<UWFileSubscription> existing = d->byPath.value(target->nativePath()).lock())
         return existing;
     std::shared_ptr<UWFileSubscription> subscription(new UWFileSubscription(folder));
+    subscription->d->self = subscription;
     d->byPath.insert(target->nativePath(), subscription);
     return subscription;
 }
@@ -425,8 +718,11 @@ void UWFileManager::changeHappenedInDirectory(const UWStandardFileRef &folder)
         return;
     const QByteArray path = folder->resolvedFileItem()->nativePath();
     if (std::shared_ptr<UWFileSubscription> subscription = d->byPath.value(path).lock();
-        subscription && subscription->isLoaded())
-        d->relist(subscription.get());
+        subscription && subscription->isLoaded()) {
+        UWFolderBatch batch;
+        d->relist(subscription.get(), batch);
+        d->report(batch);
+    }
 }
 
 QThreadPool *UWFileManager::utilityQueue() const

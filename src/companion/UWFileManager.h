@@ -4,7 +4,9 @@
 #include "UWStandardFile.h"
 #include "tqkit_export.h"
 
+#include <QHash>
 #include <QObject>
+#include <QStringList>
 
 #include <functional>
 #include <memory>
@@ -12,6 +14,43 @@
 class QThreadPool;
 class UWFileManagerPrivate;
 class UWFileSubscriptionPrivate;
+class UWFolderBatch;
+
+/*!
+    \class UWFolderChanges
+    \brief What one batch of file-system changes did to a subscribed folder's listing.
+
+    Each item stands in at most one of \c added and \c removed, and then in neither
+    \c renamed nor \c changed; \c renamed and \c changed may both hold an item. An item that
+    came and went within the batch is in none. Lists are in the order the changes were heard.
+    The items hold their new values already (their caches were emptied and their keys
+    announced before the signal).
+*/
+struct TQKIT_EXPORT UWFolderChanges
+{
+    UWStandardFileRef folder; //!< the subscribed folder's item
+    QByteArray nativePath;    //!< the listed folder's resolved path, in the file system's bytes
+    //! New in the listing: created, or moved in from another folder (then the same item as
+    //! before, under its new path).
+    QList<UWStandardFileRef> added;
+    //! Gone from the listing: deleted, or moved out of the folder.
+    QList<UWStandardFileRef> removed;
+    //! Still listed, under another name (renamed within the folder).
+    QList<UWStandardFileRef> renamed;
+    //! Still listed; written, given other attributes, or replaced by a new file of its name.
+    QList<UWStandardFileRef> changed;
+    /*!
+        The keys each item announced while the batch changed it (did-change announcements, in
+        their order, each once); items that announced nothing are absent. Keyed by the items
+        of the lists above, which keep them alive.
+    */
+    QHash<const UWStandardFile *, QStringList> keys;
+
+    bool isEmpty() const { return added.isEmpty() && removed.isEmpty() && renamed.isEmpty() && changed.isEmpty(); }
+    //! The keys \a file announced in this batch.
+    QStringList keysFor(const UWStandardFileRef &file) const { return keys.value(file.get()); }
+};
+Q_DECLARE_METATYPE(UWFolderChanges)
 
 /*!
     \class UWFileSubscription
@@ -21,8 +60,12 @@ class UWFileSubscriptionPrivate;
     the calling thread; from then on the file manager watches the folder (inotify) and keeps
     files() current: items that change get UWStandardFile::updateForEvent() with the event's
     type, new entries become new items, removed ones leave the list, and filesChanged() is
-    emitted once per batch of changes. The subscription lives on the main thread; it stops
-    watching when the last reference to it is dropped.
+    emitted once per batch of changes, naming them. The subscription lives on the main thread;
+    it stops watching when the last reference to it is dropped.
+
+    The subscription stands for its path: when the folder there is deleted or moved away, its
+    items leave the listing (they hear UWFileEvent::Removed) and a folder that takes the path
+    later is listed on the next loadImmediately().
 */
 class TQKIT_EXPORT UWFileSubscription : public QObject
 {
@@ -39,18 +82,28 @@ public:
         empty (the reason is logged in "tqkit.companion").
     */
     void loadImmediately();
-    //! The folder's items as of the last listing, in the order the folder returned them.
+    /*!
+        The folder's items as of the last reported change: in the order the folder listed
+        them, a renamed item in its place, new ones at the end.
+    */
     QList<UWStandardFileRef> files() const;
     //! True once loadImmediately() has run.
     bool isLoaded() const;
 
 Q_SIGNALS:
-    //! The folder's entries or an entry's values changed.
-    void filesChanged();
+    /*!
+        The folder's entries or an entry's values changed; \a changes names them and is never
+        empty. On the main thread, once per batch of events (or per relisting), after every
+        item of the batch heard its event and files() shows the result, and before the
+        manager's UWFileManager::directoryChanged() for the same batch. A receiver may drop
+        its reference to the subscription here.
+    */
+    void filesChanged(const UWFolderChanges &changes = {});
 
 private:
     friend class UWFileManager;
     friend class UWFileManagerPrivate;
+    friend class UWFolderBatch;
     explicit UWFileSubscription(const UWStandardFileRef &folder);
     std::unique_ptr<UWFileSubscriptionPrivate> const d;
 };
@@ -112,8 +165,12 @@ public:
     static TQTypeRegistry::Detection typeDetection();
 
 Q_SIGNALS:
-    //! A subscribed folder's listing changed.
-    void directoryChanged(const QString &path);
+    /*!
+        A subscribed folder's listing changed: \a path is the folder's resolved path as text,
+        \a changes what changed (as UWFileSubscription::filesChanged(), just emitted). Folders
+        changed by one batch of events are reported in the order they were first touched.
+    */
+    void directoryChanged(const QString &path, const UWFolderChanges &changes = {});
     //! Placeholders found their files again after a volume was mounted.
     void placeholdersResolved(const QList<UWStandardFileRef> &files);
 
