@@ -157,6 +157,13 @@ struct TQBookmarksController::Private
 
     Entry make(QVariantMap record) { return Entry{nextId++, std::move(record)}; }
 
+    // A row whose file item was replaced in place: its icon, tooltip and entry are new.
+    void fileReplacedAt(qsizetype row)
+    {
+        const QModelIndex index = model->index(int(row), 0);
+        Q_EMIT model->dataChanged(index, index, {Qt::DecorationRole, Qt::ToolTipRole, TQBookmarksModel::BookmarkDictRole});
+    }
+
     qsizetype indexOfId(quint64 id) const
     {
         for (qsizetype i = 0; i < list.size(); ++i) {
@@ -199,14 +206,14 @@ TQBookmarksController::TQBookmarksController(QObject *parent)
 
 TQBookmarksController::~TQBookmarksController() = default;
 
-// Every change of the list goes through here: the model is reset around it and the
-// notification follows.
+// Replacing the whole list is the one change a view hears as a reset; every other change
+// names its rows, so that selections and scroll positions survive it.
 template <class Change>
-void TQBookmarksController::changeList(Change &&change)
+void TQBookmarksController::replaceList(Change &&change)
 {
-    d->model->beginChange();
+    d->model->beginResetModel();
     change();
-    d->model->endChange();
+    d->model->endResetModel();
     Q_EMIT bookmarksChanged();
 }
 
@@ -226,7 +233,7 @@ qsizetype TQBookmarksController::bookmarksCount() const
 
 void TQBookmarksController::setBookmarks(const QVariantList &bookmarks)
 {
-    changeList([&] {
+    replaceList([&] {
         d->list.clear();
         for (qsizetype index = 0; index < bookmarks.size(); ++index) {
             const QVariant &value = bookmarks.at(index);
@@ -249,7 +256,8 @@ QVariantList TQBookmarksController::savableBookmarks()
 {
     QVariantList saved;
     saved.reserve(d->list.size());
-    for (Private::Entry &entry : d->list) {
+    for (qsizetype row = 0; row < d->list.size(); ++row) {
+        Private::Entry &entry = d->list[row];
         // Taken before the fresh archive below: the record carries the archive the entry
         // held until now, the fresh one goes out with the next save.
         QVariantMap copy = entry.record;
@@ -261,8 +269,11 @@ QVariantList TQBookmarksController::savableBookmarks()
         }
         if (item && !item->isPlaceholder() && !item->URL().isEmpty()) {
             const QVariantMap fresh = item->archiveDictionary();
-            if (!fresh.isEmpty())
+            if (!fresh.isEmpty() && entry.record.value(TQBookmarkArchiveKey) != fresh) {
                 entry.record.insert(TQBookmarkArchiveKey, fresh);
+                const QModelIndex index = d->model->index(int(row), 0);
+                Q_EMIT d->model->dataChanged(index, index, {TQBookmarksModel::BookmarkDictRole});
+            }
         }
         if (entry.record.contains(TQBookmarkArchiveKey)) {
             copy.remove(TQBookmarkFileKey);
@@ -274,7 +285,7 @@ QVariantList TQBookmarksController::savableBookmarks()
 
 void TQBookmarksController::setBookmarksFromSavableBookmarks(const QVariantList &savableBookmarks)
 {
-    changeList([&] {
+    replaceList([&] {
         d->list.clear();
         for (qsizetype index = 0; index < savableBookmarks.size(); ++index) {
             const QVariant &value = savableBookmarks.at(index);
@@ -342,7 +353,8 @@ void TQBookmarksController::setBookmarksFromSavableBookmarks(const QVariantList 
 
 void TQBookmarksController::refreshBookmarks()
 {
-    for (Private::Entry &entry : d->list) {
+    for (qsizetype row = 0; row < d->list.size(); ++row) {
+        Private::Entry &entry = d->list[row];
         UWStandardFileRef item = fileOf(entry.record);
         if (item)
             item->currentURL();
@@ -351,27 +363,44 @@ void TQBookmarksController::refreshBookmarks()
         const QVariant archive = entry.record.value(TQBookmarkArchiveKey);
         if (!isRecord(archive))
             continue;
-        if (const UWStandardFileRef found = UWStandardFile::newFileForArchive(archive.toMap(), true))
+        if (const UWStandardFileRef found = UWStandardFile::newFileForArchive(archive.toMap(), true)) {
             entry.record.insert(TQBookmarkFileKey, QVariant::fromValue(found));
+            d->fileReplacedAt(row);
+        }
     }
 }
 
 void TQBookmarksController::removeItems(const QVariantList &items)
 {
-    changeList([&] {
-        d->list.removeIf([&items](const Private::Entry &entry) {
-            return std::any_of(items.cbegin(), items.cend(), [&entry](const QVariant &item) {
-                return isRecord(item) && isEqualRecord(entry.record, item.toMap());
-            });
-        });
-    });
+    QList<qsizetype> doomed;
+    for (qsizetype row = 0; row < d->list.size(); ++row) {
+        const QVariantMap &record = d->list.at(row).record;
+        if (std::any_of(items.cbegin(), items.cend(),
+                        [&record](const QVariant &item) { return isRecord(item) && isEqualRecord(record, item.toMap()); }))
+            doomed.append(row);
+    }
+    // Each run of neighbouring rows goes at once, from the end, so the rows before it keep
+    // their numbers.
+    for (qsizetype k = doomed.size(); k > 0;) {
+        const qsizetype last = doomed.at(--k);
+        qsizetype first = last;
+        while (k > 0 && doomed.at(k - 1) == first - 1)
+            first = doomed.at(--k);
+        d->model->beginRemoveRows({}, int(first), int(last));
+        d->list.remove(first, last - first + 1);
+        d->model->endRemoveRows();
+    }
+    Q_EMIT bookmarksChanged();
 }
 
 void TQBookmarksController::removeItemAtIndex(qsizetype index)
 {
     if (index < 0 || index >= d->list.size())
         throw TQInvalidParameterException(QStringLiteral("index < bookmarksCount"), __FILE__, __LINE__);
-    changeList([&] { d->list.removeAt(index); });
+    d->model->beginRemoveRows({}, int(index), int(index));
+    d->list.removeAt(index);
+    d->model->endRemoveRows();
+    Q_EMIT bookmarksChanged();
 }
 
 void TQBookmarksController::addFiles(const QList<UWStandardFileRef> &files, qsizetype index)
@@ -380,16 +409,23 @@ void TQBookmarksController::addFiles(const QList<UWStandardFileRef> &files, qsiz
         index = d->list.size();
     if (index < 0 || index > d->list.size())
         throw TQInvalidParameterException(QStringLiteral("index <= bookmarksCount"), __FILE__, __LINE__);
-    changeList([&] {
-        for (const UWStandardFileRef &item : files) {
-            if (!item || item->URL().isEmpty() || !d->passesFilter(item))
-                continue;
-            const QVariantMap entry = newEntry(item, item->archiveDictionary());
-            if (d->indexOfEqual(entry) >= 0)
-                continue;
+    QList<QVariantMap> added;
+    for (const UWStandardFileRef &item : files) {
+        if (!item || item->URL().isEmpty() || !d->passesFilter(item))
+            continue;
+        const QVariantMap entry = newEntry(item, item->archiveDictionary());
+        if (d->indexOfEqual(entry) >= 0
+            || std::any_of(added.cbegin(), added.cend(), [&entry](const QVariantMap &other) { return isEqualRecord(entry, other); }))
+            continue;
+        added.append(entry);
+    }
+    if (!added.isEmpty()) {
+        d->model->beginInsertRows({}, int(index), int(index + added.size() - 1));
+        for (const QVariantMap &entry : std::as_const(added))
             d->list.insert(index++, d->make(entry));
-        }
-    });
+        d->model->endInsertRows();
+    }
+    Q_EMIT bookmarksChanged();
 }
 
 void TQBookmarksController::addSeparatorAtIndex(qsizetype index)
@@ -398,9 +434,10 @@ void TQBookmarksController::addSeparatorAtIndex(qsizetype index)
         index = d->list.size();
     if (index < 0 || index > d->list.size())
         throw TQInvalidParameterException(QStringLiteral("index <= bookmarksCount"), __FILE__, __LINE__);
-    changeList([&] {
-        d->list.insert(index, d->make({{TQBookmarkSeparatorKey, TQBookmarkSeparatorKey}}));
-    });
+    d->model->beginInsertRows({}, int(index), int(index));
+    d->list.insert(index, d->make({{TQBookmarkSeparatorKey, TQBookmarkSeparatorKey}}));
+    d->model->endInsertRows();
+    Q_EMIT bookmarksChanged();
 }
 
 QStringList TQBookmarksController::allowedUTIs() const
@@ -427,9 +464,14 @@ void TQBookmarksController::setSeparatorString(const QString &text)
         QMutexLocker locker(&d->propertyLock);
         d->separatorString = text;
     }
-    // Separator rows show the text.
-    if (!d->list.isEmpty())
-        Q_EMIT d->model->dataChanged(d->model->index(0, 0), d->model->index(int(d->list.size()) - 1, 0));
+    // Separator rows show the text; the others do not change.
+    for (qsizetype row = 0; row < d->list.size(); ++row) {
+        const QVariantMap &record = d->list.at(row).record;
+        if (record.contains(TQBookmarkSeparatorKey) && !record.contains(TQBookmarkFileKey)) {
+            const QModelIndex index = d->model->index(int(row), 0);
+            Q_EMIT d->model->dataChanged(index, index, {Qt::DisplayRole, TQBookmarksModel::BookmarkDictRole});
+        }
+    }
 }
 
 bool TQBookmarksController::isEqualRecord(const QVariantMap &a, const QVariantMap &b)
@@ -497,8 +539,10 @@ bool TQBookmarksController::validateMenuItem(QAction *item)
                 entry.insert(TQBookmarkFileKey, QVariant::fromValue(found));
                 item->setData(entry);
                 const qsizetype index = d->indexOfId(item->property(entryIdProperty).toULongLong());
-                if (index >= 0)
+                if (index >= 0) {
                     d->list[index].record.insert(TQBookmarkFileKey, QVariant::fromValue(found));
+                    d->fileReplacedAt(index);
+                }
                 if (reachable(found)) {
                     item->setIcon(menuIcon(found));
                     enabled = true;
@@ -575,18 +619,28 @@ bool TQBookmarksController::acceptDrop(const QMimeData *data, int row)
     }
     if (placed.isEmpty())
         return false;
-    changeList([&] {
-        qsizetype insertion = std::min<qsizetype>(row, d->list.size());
-        for (const QVariantMap &record : std::as_const(placed)) {
-            Private::Entry entry = d->make(record);
-            if (const qsizetype existing = d->indexOfEqual(record); existing >= 0) {
-                entry = d->list.takeAt(existing);
-                if (existing < insertion)
-                    --insertion;
-            }
-            d->list.insert(insertion++, entry);
+    qsizetype insertion = std::min<qsizetype>(row, d->list.size());
+    for (const QVariantMap &record : std::as_const(placed)) {
+        const qsizetype existing = d->indexOfEqual(record);
+        if (existing < 0) {
+            d->model->beginInsertRows({}, int(insertion), int(insertion));
+            d->list.insert(insertion, d->make(record));
+            d->model->endInsertRows();
+            ++insertion;
+            continue;
         }
-    });
+        // Taken out, then put in above the insertion row: where it ends up, counted in the
+        // list without it.
+        const qsizetype target = existing < insertion ? insertion - 1 : insertion;
+        if (target != existing) {
+            // A view counts the destination in the list as it stands before the move.
+            d->model->beginMoveRows({}, int(existing), int(existing), {}, int(target > existing ? target + 1 : target));
+            d->list.move(existing, target);
+            d->model->endMoveRows();
+        }
+        insertion = target + 1;
+    }
+    Q_EMIT bookmarksChanged();
     return true;
 }
 
@@ -598,7 +652,8 @@ bool TQBookmarksController::setTitleAtRow(int row, const QVariant &title)
     if (text.isEmpty())
         return false;
     d->list[row].record.insert(TQBookmarkTitleKey, text);
-    d->model->rowChanged(row);
+    const QModelIndex index = d->model->index(row, 0);
+    Q_EMIT d->model->dataChanged(index, index, {Qt::DisplayRole, Qt::EditRole, TQBookmarksModel::BookmarkDictRole});
     Q_EMIT bookmarksChanged();
     return true;
 }

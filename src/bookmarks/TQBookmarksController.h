@@ -185,7 +185,7 @@ private:
     friend class TQBookmarksModel;
     const QVariantMap *entryAt(int row) const;
     template <class Change>
-    void changeList(Change &&change);
+    void replaceList(Change &&change);
     struct Private;
     std::unique_ptr<Private> const d;
 };

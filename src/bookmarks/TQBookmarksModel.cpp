@@ -31,21 +31,6 @@ TQBookmarksController *TQBookmarksModel::controller() const
     return m_controller;
 }
 
-void TQBookmarksModel::beginChange()
-{
-    beginResetModel();
-}
-
-void TQBookmarksModel::endChange()
-{
-    endResetModel();
-}
-
-void TQBookmarksModel::rowChanged(int row)
-{
-    Q_EMIT dataChanged(index(row, 0), index(row, 0));
-}
-
 int TQBookmarksModel::rowCount(const QModelIndex &parent) const
 {
     return parent.isValid() ? 0 : int(m_controller->bookmarksCount());

@@ -27,7 +27,12 @@ class TQBookmarksController;
     rows itself (removeRows() answers false), so a view's "move" drag does not delete the
     dragged rows after the drop has moved them.
 
-    Changes of the list reset the model; a rename emits dataChanged().
+    Views hear each change as it is: added entries as inserted rows, removed ones as removed
+    rows (a run of neighbouring rows at once), a dragged row placed elsewhere as a moved row,
+    and an entry changed in place (a new title, a file item found again, a fresh archive, the
+    separator text) as dataChanged() naming the roles affected. Only replacing the whole list
+    (TQBookmarksController::setBookmarks(), setBookmarksFromSavableBookmarks()) resets the
+    model. The model follows the controller's thread rule: the GUI thread only.
 */
 class TQKIT_EXPORT TQBookmarksModel : public QAbstractTableModel
 {
@@ -62,9 +67,6 @@ public:
 private:
     friend class TQBookmarksController;
     explicit TQBookmarksModel(TQBookmarksController *controller);
-    void beginChange();
-    void endChange();
-    void rowChanged(int row);
 
     TQBookmarksController *m_controller;
 };

@@ -4,6 +4,7 @@
 #include "TQInvalidParameterException.h"
 #include "TQUserDefaultsUtilities.h"
 
+#include <QAbstractItemModelTester>
 #include <QAction>
 #include <QApplication>
 #include <QDir>
@@ -47,6 +48,33 @@ QStringList describe(const QVariantList &list)
     return lines;
 }
 
+// What a view hears from the model, one line per change.
+struct ModelLog
+{
+    QStringList lines;
+    explicit ModelLog(QAbstractItemModel *model)
+    {
+        const auto range = [](int first, int last) { return u"%1-%2"_s.arg(first).arg(last); };
+        QObject::connect(model, &QAbstractItemModel::rowsInserted, model,
+                         [=, this](const QModelIndex &, int first, int last) { lines.append(u"insert "_s + range(first, last)); });
+        QObject::connect(model, &QAbstractItemModel::rowsRemoved, model,
+                         [=, this](const QModelIndex &, int first, int last) { lines.append(u"remove "_s + range(first, last)); });
+        QObject::connect(model, &QAbstractItemModel::rowsMoved, model,
+                         [this](const QModelIndex &, int first, int, const QModelIndex &, int destination) {
+                             lines.append(u"move %1 to %2"_s.arg(first).arg(destination));
+                         });
+        QObject::connect(model, &QAbstractItemModel::modelReset, model, [this] { lines.append(u"reset"_s); });
+        QObject::connect(model, &QAbstractItemModel::dataChanged, model,
+                         [=, this](const QModelIndex &from, const QModelIndex &to, const QList<int> &roles) {
+                             QStringList names;
+                             for (int role : roles)
+                                 names.append(QString::fromLatin1(role == Qt::EditRole ? "edit" : model->roleNames().value(role)));
+                             names.sort();
+                             lines.append(u"data "_s + range(from.row(), to.row()) + u' ' + names.join(u','));
+                         });
+    }
+};
+
 QMimeData *filesDrag(const QStringList &paths)
 {
     QList<QUrl> urls;
@@ -76,6 +104,10 @@ private slots:
     void dropValidation();
     void fileDrops();
     void tableThroughAListView();
+    void modelNamesEachChange_data();
+    void modelNamesEachChange();
+    void entriesChangedInPlaceAreAnnounced_data();
+    void entriesChangedInPlaceAreAnnounced();
     void menu();
     void randomSavedListsNeverFail();
     void malformedEntriesAreNamedNotShown_data();
@@ -415,6 +447,180 @@ void TestBookmarks::tableThroughAListView()
     QVERIFY(model->dropMimeData(rows.get(), Qt::MoveAction, 0, 0, QModelIndex()));
     QCOMPARE(describe(controller.bookmarks()), (QStringList{u"photo.jpg=photo.jpg"_s, u"Alpha=A"_s, u"sep"_s}));
     QVERIFY(!model->removeRows(0, 1)); // a view's move drag never deletes rows afterwards
+}
+
+void TestBookmarks::modelNamesEachChange_data()
+{
+    QTest::addColumn<QString>("change"); // done to the list A B C D E
+    QTest::addColumn<QStringList>("heard");
+    QTest::addColumn<QString>("after"); // the titles, a separator as "-"
+
+    QTest::newRow("files added in the middle") << u"add F photo.jpg at 1"_s << QStringList{u"insert 1-2"_s}
+                                               << u"A F photo.jpg B C D E"_s;
+    QTest::newRow("a file listed already") << u"add C at 0"_s << QStringList{} << u"A B C D E"_s;
+    QTest::newRow("a separator") << u"separator at 5"_s << QStringList{u"insert 5-5"_s} << u"A B C D E -"_s;
+    QTest::newRow("a separator, then its text")
+        << u"separator at 2 text"_s << QStringList{u"insert 2-2"_s, u"data 2-2 bookmarkDict,display"_s} << u"A B - C D E"_s;
+    QTest::newRow("entries removed in two runs") << u"remove B C E"_s << QStringList{u"remove 4-4"_s, u"remove 1-2"_s}
+                                                 << u"A D"_s;
+    QTest::newRow("an entry removed by index") << u"remove at 0"_s << QStringList{u"remove 0-0"_s} << u"B C D E"_s;
+    QTest::newRow("two rows dragged to the end") << u"drag 1 3 to 5"_s << QStringList{u"move 1 to 5"_s, u"move 2 to 5"_s}
+                                                 << u"A C E B D"_s;
+    QTest::newRow("two rows dragged to the top") << u"drag 3 4 to 0"_s << QStringList{u"move 3 to 0"_s, u"move 4 to 1"_s}
+                                                 << u"D E A B C"_s;
+    QTest::newRow("a row dragged onto its place") << u"drag 2 to 2"_s << QStringList{} << u"A B C D E"_s;
+    QTest::newRow("a file dropped") << u"drop photo.jpg C to 1"_s << QStringList{u"insert 1-1"_s, u"move 3 to 2"_s}
+                                    << u"A photo.jpg C B D E"_s;
+    QTest::newRow("a row renamed") << u"rename 0 Alpha"_s << QStringList{u"data 0-0 bookmarkDict,display,edit"_s}
+                                   << u"Alpha B C D E"_s;
+    QTest::newRow("the list replaced") << u"set C A"_s << QStringList{u"reset"_s} << u"C A"_s;
+    QTest::newRow("a saved list restored") << u"restore"_s << QStringList{u"reset"_s} << u"A B C D E"_s;
+}
+
+void TestBookmarks::modelNamesEachChange()
+{
+    QFETCH(QString, change);
+    QFETCH(QStringList, heard);
+    QFETCH(QString, after);
+
+    TQBookmarksController controller;
+    fill(controller, {u"A"_s, u"B"_s, u"C"_s, u"D"_s, u"E"_s});
+    TQBookmarksModel *model = controller.model();
+    new QAbstractItemModelTester(model, QAbstractItemModelTester::FailureReportingMode::Fatal, &controller);
+    QList<QPersistentModelIndex> rows;
+    for (int row = 0; row < model->rowCount(); ++row)
+        rows.append(model->index(row, 0));
+    ModelLog log(model);
+    QSignalSpy posted(&controller, &TQBookmarksController::bookmarksChanged);
+    const auto entry = [&](const QString &title) {
+        for (const QVariant &value : controller.bookmarks()) {
+            if (value.toMap().value(TQBookmarkTitleKey) == title)
+                return value;
+        }
+        return QVariant();
+    };
+
+    // The change, spelt as in the table: a verb, titles or numbers, "at N" or "to N".
+    const QStringList words = change.split(u' ');
+    const QString verb = words.first();
+    const int target = words.size() > 2 && (words.at(words.size() - 2) == u"at" || words.at(words.size() - 2) == u"to")
+        ? words.last().toInt()
+        : -1;
+    const QStringList arguments = target >= 0 ? words.mid(1, words.size() - 3) : words.mid(1);
+    if (verb == u"add") {
+        QList<UWStandardFileRef> files;
+        for (const QString &name : arguments)
+            files.append(TQFile::newFileForPath(path(name)));
+        controller.addFiles(files, target);
+    } else if (verb == u"separator") {
+        controller.addSeparatorAtIndex(words.at(2).toInt());
+        if (words.last() == u"text")
+            controller.setSeparatorString(u"---"_s);
+    } else if (verb == u"remove" && target >= 0) {
+        controller.removeItemAtIndex(target);
+    } else if (verb == u"remove") {
+        QVariantList doomed;
+        for (const QString &title : arguments)
+            doomed.append(entry(title));
+        controller.removeItems(doomed);
+    } else if (verb == u"drag") {
+        QModelIndexList dragged;
+        for (const QString &row : arguments)
+            dragged.append(model->index(row.toInt(), 0));
+        const std::unique_ptr<QMimeData> data(model->mimeData(dragged));
+        QVERIFY(model->dropMimeData(data.get(), Qt::MoveAction, target, 0, QModelIndex()));
+    } else if (verb == u"drop") {
+        QStringList paths;
+        for (const QString &name : arguments)
+            paths.append(path(name));
+        const std::unique_ptr<QMimeData> data(filesDrag(paths));
+        QVERIFY(model->dropMimeData(data.get(), Qt::CopyAction, target, 0, QModelIndex()));
+    } else if (verb == u"rename") {
+        QVERIFY(model->setData(model->index(words.at(1).toInt(), 0), words.at(2)));
+    } else if (verb == u"set") {
+        QVariantList list;
+        for (const QString &title : arguments)
+            list.append(entry(title));
+        controller.setBookmarks(list);
+    } else if (verb == u"restore") {
+        controller.setBookmarksFromSavableBookmarks(controller.savableBookmarks());
+    }
+
+    QCOMPARE(log.lines, heard);
+    QCOMPARE(posted.count(), 1);
+    QStringList titles;
+    for (int row = 0; row < model->rowCount(); ++row)
+        titles.append(model->data(model->index(row, 0), TQBookmarksModel::IsSeparatorRole).toBool()
+                          ? u"-"_s
+                          : model->data(model->index(row, 0)).toString());
+    QCOMPARE(titles.join(u' '), after);
+    // A view's selection follows its entries: rows that stay keep pointing at their entry,
+    // removed ones (and all, after a reset) point nowhere.
+    int lost = 0;
+    for (int row = 0; row < rows.size(); ++row) {
+        if (!rows.at(row).isValid())
+            ++lost;
+        else
+            QCOMPARE(rows.at(row).data(Qt::ToolTipRole).toString(), path(QString(QChar(u'A' + row))));
+    }
+    int removed = 0;
+    for (const QString &line : std::as_const(log.lines)) {
+        if (line.startsWith(u"remove "_s)) {
+            const QStringList range = line.mid(7).split(u'-');
+            removed += range.at(1).toInt() - range.at(0).toInt() + 1;
+        }
+    }
+    QCOMPARE(lost, heard.contains(u"reset"_s) ? int(rows.size()) : removed);
+}
+
+void TestBookmarks::entriesChangedInPlaceAreAnnounced_data()
+{
+    QTest::addColumn<QString>("how");
+    QTest::addColumn<QStringList>("heard");
+
+    const QStringList newItem{u"data 1-1 bookmarkDict,decoration,toolTip"_s};
+    QTest::newRow("the list refreshed") << u"refresh"_s << newItem;
+    QTest::newRow("the menu built") << u"menu"_s << newItem;
+    QTest::newRow("a menu item validated") << u"validate"_s << newItem;
+    QTest::newRow("saved after the file was renamed") << u"save renamed"_s << QStringList{u"data 0-0 bookmarkDict"_s};
+    QTest::newRow("saved with nothing new") << u"save"_s << QStringList{};
+}
+
+// Entries the controller changes without a notification still reach the views.
+void TestBookmarks::entriesChangedInPlaceAreAnnounced()
+{
+    QFETCH(QString, how);
+    QFETCH(QStringList, heard);
+
+    QTemporaryDir dir;
+    QFile file(dir.filePath(u"E"_s));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.close();
+    TQBookmarksController controller;
+    controller.setBookmarksFromSavableBookmarks({QVariantMap{{TQBookmarkArchiveKey, TQFile::newFileForPath(file.fileName())->archiveDictionary()}},
+                                                 savedToken(u"away:Stick"_s)});
+    QCOMPARE(controller.bookmarksCount(), 2);
+    QObject owner;
+    const QList<QAction *> items = controller.menuItemsForBookmarks(&owner);
+    new QAbstractItemModelTester(controller.model(), QAbstractItemModelTester::FailureReportingMode::Fatal, &controller);
+    ModelLog log(controller.model());
+    QSignalSpy posted(&controller, &TQBookmarksController::bookmarksChanged);
+
+    if (how == u"refresh") {
+        controller.refreshBookmarks();
+    } else if (how == u"menu") {
+        controller.menuItemsForBookmarks(&owner);
+    } else if (how == u"validate") {
+        QVERIFY(!controller.validateMenuItem(items.at(1)));
+    } else {
+        if (how.endsWith(u"renamed")) {
+            QVERIFY(file.rename(dir.filePath(u"E2"_s)));
+            fileOf(controller.bookmarks().at(0))->updateForEvent({UWFileEvent::Renamed, file.fileName()});
+        }
+        controller.savableBookmarks();
+    }
+    QCOMPARE(log.lines, heard);
+    QCOMPARE(posted.count(), 0);
 }
 
 void TestBookmarks::menu()
