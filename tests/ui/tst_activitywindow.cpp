@@ -217,7 +217,7 @@ private Q_SLOTS:
         FixedTitleBarController controller(titleBar);
         if (titleBar >= 0)
             controller.reframe(); // the first frame was measured before the subclass existed
-        new QAbstractItemModelTester(controller.controller(), QAbstractItemModelTester::FailureReportingMode::QtTest,
+        new QAbstractItemModelTester(controller.controller(), QAbstractItemModelTester::FailureReportingMode::Fatal,
                                      &controller);
         QWidget *window = controller.window();
         window->move(50, 70);
@@ -474,7 +474,7 @@ private Q_SLOTS:
     void listOperations()
     {
         TQActivityWindowController controller;
-        new QAbstractItemModelTester(controller.controller(), QAbstractItemModelTester::FailureReportingMode::QtTest,
+        new QAbstractItemModelTester(controller.controller(), QAbstractItemModelTester::FailureReportingMode::Fatal,
                                      &controller);
         const TQActivityItemRef item = controller.newItem();
         QVERIFY(controller.items().isEmpty()); // newItem does not add
@@ -485,6 +485,63 @@ private Q_SLOTS:
         controller.removeItem(controller.newItem()); // not listed: nothing goes, the window stays
         QCOMPARE(controller.items().size(), 1);
         QVERIFY(controller.window()->isVisible());
+    }
+
+    // The list under the model tester, through every kind of change a view follows.
+    void modelFollowsItsList_data()
+    {
+        // "+" adds a new item, "-N" removes row N's item, "~N" changes row N's item from
+        // another thread, "." lets queued changes arrive, "=N,M,..." replaces the list by the
+        // items of those rows (a row twice, or "x" for no item, is dropped).
+        QTest::addColumn<QString>("steps");
+        QTest::addColumn<QStringList>("heard");
+
+        QTest::newRow("adds and removes") << u"+ + + -1 -1 + -0"_s
+                                          << QStringList{u"insert 0"_s, u"insert 1"_s, u"insert 2"_s, u"remove 1"_s,
+                                                         u"remove 1"_s, u"insert 1"_s, u"remove 0"_s};
+        QTest::newRow("changes from another thread") << u"+ + ~1 ~1 . ~0 ."_s
+                                                     << QStringList{u"insert 0"_s, u"insert 1"_s, u"data 1"_s, u"data 0"_s};
+        QTest::newRow("the list replaced") << u"+ + + =2,x,0,2 ~0 ."_s
+                                           << QStringList{u"insert 0"_s, u"insert 1"_s, u"insert 2"_s, u"reset 2"_s,
+                                                          u"data 0"_s};
+    }
+
+    void modelFollowsItsList()
+    {
+        QFETCH(QString, steps);
+        QFETCH(QStringList, heard);
+
+        TQActivityItemsModel model;
+        new QAbstractItemModelTester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal, &model);
+        QStringList log;
+        connect(&model, &QAbstractItemModel::rowsInserted, this, [&](const QModelIndex &, int first) { log << u"insert %1"_s.arg(first); });
+        connect(&model, &QAbstractItemModel::rowsRemoved, this, [&](const QModelIndex &, int first) { log << u"remove %1"_s.arg(first); });
+        connect(&model, &QAbstractItemModel::modelReset, this, [&] { log << u"reset %1"_s.arg(model.rowCount()); });
+        connect(&model, &QAbstractItemModel::dataChanged, this, [&](const QModelIndex &from, const QModelIndex &to) {
+            QCOMPARE(from, to);
+            log << u"data %1"_s.arg(from.row());
+        });
+        for (const QString &step : steps.split(u' ')) {
+            if (step == u"+") {
+                QVERIFY(model.addObject(model.newObject()));
+            } else if (step.startsWith(u'-')) {
+                QVERIFY(model.removeObject(model.itemAt(step.mid(1).toInt())));
+            } else if (step.startsWith(u'~')) {
+                const TQActivityItemRef item = model.itemAt(step.mid(1).toInt());
+                std::unique_ptr<QThread> worker(QThread::create([item] { item->setProgress(0.5); }));
+                worker->start();
+                QVERIFY(worker->wait());
+            } else if (step == u".") {
+                QCoreApplication::processEvents();
+            } else if (step.startsWith(u'=')) {
+                QList<TQActivityItemRef> items;
+                for (const QString &row : step.mid(1).split(u','))
+                    items << (row == u"x" ? nullptr : model.itemAt(row.toInt()));
+                model.setContent(items);
+            }
+        }
+        QCOMPARE(log, heard);
+        QCOMPARE(model.content().size(), model.rowCount());
     }
 
     void hostRows()
