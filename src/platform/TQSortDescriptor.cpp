@@ -24,20 +24,17 @@ int sign(int value)
     return (value > 0) - (value < 0);
 }
 
-// The object and key at the end of a key path: name order asks that object for the sort key
-// it keeps. The subject holds the intermediate value, so the object stays alive with it.
-struct PathEnd
+// The subject at the end of a key path, before its last key: name order asks its object for
+// the sort key it keeps. For a single key that is the start itself, read in place; a longer
+// path ends in `step`, which holds the intermediate value, so the object stays alive with it.
+const TQKeyValueSubject &walk(const TQKeyValueSubject &start, const QStringList &components, TQKeyValueSubject &step)
 {
-    TQKeyValueSubject subject;
-    QString key;
-};
-
-PathEnd walk(const TQKeyValueSubject &start, const QStringList &components)
-{
-    PathEnd end{start, components.constLast()};
-    for (qsizetype i = 0; i + 1 < components.size() && !end.subject.isNull(); ++i)
-        end.subject = TQKeyValueSubject(end.subject.valueForKey(components.at(i)));
-    return end;
+    if (components.size() == 1)
+        return start;
+    step = start;
+    for (qsizetype i = 0; i + 1 < components.size() && !step.isNull(); ++i)
+        step = TQKeyValueSubject(step.valueForKey(components.at(i)));
+    return step;
 }
 
 enum Kind : quint8 { Unread, Null, Integer, Real, Key, Other };
@@ -105,17 +102,19 @@ private:
         }
         if (m_kinds[i] != Unread)
             return;
-        const PathEnd end = walk(m_objects.at(index), m_descriptor.components);
+        TQKeyValueSubject step;
+        const TQKeyValueSubject &subject = walk(m_objects.at(index), m_descriptor.components, step);
+        const QString &key = m_descriptor.components.constLast();
         switch (m_descriptor.comparison) {
         case TQSortDescriptor::Comparison::NameOrder:
-            if (const TQKeyValueCoding *object = end.subject.object()) {
-                if (const FinderStyleSortKey *kept = object->nameSortKeyForKey(end.key)) {
+            if (const TQKeyValueCoding *object = subject.object()) {
+                if (const FinderStyleSortKey *kept = object->nameSortKeyForKey(key)) {
                     m_keys[i] = kept;
                     m_kinds[i] = Key;
                     return;
                 }
             }
-            if (const QVariant value = end.subject.valueForKey(end.key); !value.isNull()) {
+            if (const QVariant value = subject.valueForKey(key); !value.isNull()) {
                 if (m_madeKeys.empty())
                     m_madeKeys.resize(m_kinds.size());
                 m_keys[i] = &m_madeKeys[i].emplace(TQNameOrder::sortKey(value.toString()));
@@ -125,12 +124,12 @@ private:
             }
             return;
         case TQSortDescriptor::Comparison::Natural:
-            readNatural(i, end.subject.valueForKey(end.key));
+            readNatural(i, subject.valueForKey(key));
             return;
         case TQSortDescriptor::Comparison::Comparator:
             if (m_others.empty())
                 m_others.resize(m_kinds.size());
-            m_others[i] = end.subject.valueForKey(end.key);
+            m_others[i] = subject.valueForKey(key);
             m_kinds[i] = Other;
             return;
         }
