@@ -458,7 +458,6 @@ void TestBookmarks::modelNamesEachChange_data()
     QTest::newRow("files added in the middle") << u"add F photo.jpg at 1"_s << QStringList{u"insert 1-2"_s}
                                                << u"A F photo.jpg B C D E"_s;
     QTest::newRow("a file listed already") << u"add C at 0"_s << QStringList{} << u"A B C D E"_s;
-    QTest::newRow("a separator") << u"separator at 5"_s << QStringList{u"insert 5-5"_s} << u"A B C D E -"_s;
     QTest::newRow("a separator, then its text")
         << u"separator at 2 text"_s << QStringList{u"insert 2-2"_s, u"data 2-2 bookmarkDict,display"_s} << u"A B - C D E"_s;
     QTest::newRow("entries removed in two runs") << u"remove B C E"_s << QStringList{u"remove 4-4"_s, u"remove 1-2"_s}

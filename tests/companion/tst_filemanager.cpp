@@ -265,7 +265,6 @@ void TestFileManager::changesNameTheirItems_data()
 
     const QStringList none;
     QTest::newRow("a write") << u"echo more >> a.txt"_s << none << none << none << QStringList{u"a.txt"_s};
-    QTest::newRow("a new mode") << u"chmod 600 b.txt"_s << none << none << none << QStringList{u"b.txt"_s};
     QTest::newRow("a rename") << u"mv a.txt renamed.txt"_s << none << none << QStringList{u"renamed.txt"_s} << none;
     QTest::newRow("a rename, then a write to the new name")
         << u"mv a.txt r.txt && echo x >> r.txt"_s << none << none << QStringList{u"r.txt"_s} << QStringList{u"r.txt"_s};
