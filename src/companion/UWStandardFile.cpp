@@ -6,12 +6,14 @@
 #include "UWCompanionLogging.h"
 #include "UWFileFactory_p.h"
 #include "UWRecordCache_p.h"
+#include "UWSerialized_p.h"
 #include "UWFinderLabels.h"
 #include "UWStatInfo_p.h"
 #include "UWVolumes_p.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QEvent>
 #include <QHash>
 #include <QFile>
 #include <QFileInfo>
@@ -1022,12 +1024,67 @@ QString UWStandardFile::displayName() const
         return fileName();
     const QByteArray resolved = d->resolved();
     const auto application = d->cache.value(&Record::application, [&resolved](const Record &) {
+        if (!isRegularFile(resolved))
+            return std::make_shared<const TQApplicationInfo>();
+        std::lock_guard serialized(UWSerialized::desktopLookups());
         return std::make_shared<const TQApplicationInfo>(
-            isRegularFile(resolved) ? TQApplications::applicationForDesktopFile(QFile::decodeName(resolved))
-                                    : TQApplicationInfo());
+            TQApplications::applicationForDesktopFile(QFile::decodeName(resolved)));
     });
     return nameOfApplication(application, fileName());
 }
+
+namespace {
+
+// Takes the announcements of content types resolved on any thread to the main thread. The
+// items wait in a list behind a standard lock, and a bare event wakes the main thread: nothing
+// else crosses between the threads, so ThreadSanitizer sees every hand-over.
+class ContentTypeAnnouncer : public QObject
+{
+public:
+    static void queue(const UWStandardFileRef &item)
+    {
+        QCoreApplication *application = QCoreApplication::instance();
+        if (!application)
+            return;
+        ContentTypeAnnouncer &announcer = shared(application);
+        {
+            std::lock_guard locker(announcer.m_lock);
+            announcer.m_waiting.push_back(item);
+        }
+        QCoreApplication::postEvent(&announcer, new QEvent(QEvent::User));
+    }
+
+    bool event(QEvent *) override
+    {
+        std::vector<std::weak_ptr<UWStandardFile>> waiting;
+        {
+            std::lock_guard locker(m_lock);
+            waiting.swap(m_waiting);
+        }
+        for (const std::weak_ptr<UWStandardFile> &weak : waiting) {
+            if (const UWStandardFileRef item = weak.lock())
+                announcing(*item, Announcement::ContentTypeResolved, [] {});
+        }
+        return true;
+    }
+
+private:
+    static ContentTypeAnnouncer &shared(QCoreApplication *application)
+    {
+        // Lives as long as the process; belongs to the main thread wherever it was made.
+        static ContentTypeAnnouncer *const announcer = [application] {
+            auto *made = new ContentTypeAnnouncer;
+            made->moveToThread(application->thread());
+            return made;
+        }();
+        return *announcer;
+    }
+
+    std::mutex m_lock;
+    std::vector<std::weak_ptr<UWStandardFile>> m_waiting; // guarded by m_lock
+};
+
+} // namespace
 
 QString UWStandardFile::uti() const
 {
@@ -1064,15 +1121,8 @@ void UWStandardFile::announceIconChangeIfNeeded(const QString &contentType) cons
         r.iconChangeAnnounced = true;
         return true;
     });
-    QCoreApplication *application = QCoreApplication::instance();
-    if (!announce || !application)
-        return;
-    // Announcements belong to the main thread, whichever thread resolved the type.
-    const std::weak_ptr<UWStandardFile> weak = std::const_pointer_cast<UWStandardFile>(shared_from_this());
-    QMetaObject::invokeMethod(application, [weak] {
-        if (const UWStandardFileRef item = weak.lock())
-            announcing(*item, Announcement::ContentTypeResolved, [] {});
-    }, Qt::QueuedConnection);
+    if (announce)
+        ContentTypeAnnouncer::queue(std::const_pointer_cast<UWStandardFile>(shared_from_this()));
 }
 
 QString UWStandardFile::kindString() const
