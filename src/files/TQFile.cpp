@@ -12,6 +12,7 @@
 #include "UWFileLoadOperation.h"
 #include "UWFileManager.h"
 #include "UWRecordCache_p.h"
+#include "UWSerialized_p.h"
 
 #include <QHash>
 #include <QLocale>
@@ -313,7 +314,6 @@ struct TQFileKeys
     TQSortType sortType = TQSortType(-1);
     Order order = Order::None;
 
-    static const ImageValues &image(F file) { return *imageValues(file); }
     static std::shared_ptr<const ImageValues> imageValues(F file);
 
     template <class T>
@@ -520,34 +520,34 @@ std::shared_ptr<const ImageValues> TQFileKeys::imageValues(F file)
 
 bool TQFile::findAllImageInfo() const
 {
-    return !TQFileKeys::image(*this).properties.isEmpty();
+    return !TQFileKeys::imageValues(*this)->properties.isEmpty();
 }
 
-QVariantMap TQFile::imageProperties() const { return TQFileKeys::image(*this).properties; }
-int TQFile::orientation() const { return TQFileKeys::image(*this).orientation; }
-double TQFile::megapixels() const { return TQFileKeys::image(*this).dimensions.megapixels; }
-QSizeF TQFile::trueDimensions() const { return TQFileKeys::image(*this).dimensions.trueDimensions; }
-QSizeF TQFile::dimensions() const { return TQFileKeys::image(*this).dimensions.dimensions; }
-double TQFile::dimensionsWidth() const { return TQFileKeys::image(*this).dimensions.dimensions.width(); }
-double TQFile::dimensionsHeight() const { return TQFileKeys::image(*this).dimensions.dimensions.height(); }
-QString TQFile::dimensionsString() const { return TQFileKeys::image(*this).dimensions.dimensionsString; }
-QString TQFile::megapixelString() const { return TQFileKeys::image(*this).dimensions.megapixelString; }
-uint TQFile::generalOrientation() const { return TQFileKeys::image(*this).dimensions.generalOrientation; }
-QString TQFile::generalOrientationString() const { return TQFileKeys::image(*this).dimensions.generalOrientationString; }
-double TQFile::focalLength() const { return TQFileKeys::image(*this).focalLength.value; }
-QString TQFile::focalLengthString() const { return TQFileKeys::image(*this).focalLength.text; }
-double TQFile::ISO() const { return TQFileKeys::image(*this).iso.value; }
-QString TQFile::ISOString() const { return TQFileKeys::image(*this).iso.text; }
-double TQFile::exposureTime() const { return TQFileKeys::image(*this).exposureTime.value; }
-QString TQFile::exposureTimeString() const { return TQFileKeys::image(*this).exposureTime.text; }
-double TQFile::fNumber() const { return TQFileKeys::image(*this).fNumber.value; }
-QString TQFile::fNumberString() const { return TQFileKeys::image(*this).fNumber.text; }
-QDateTime TQFile::EXIFDate() const { return TQFileKeys::image(*this).exifDate; }
-QString TQFile::EXIFDateString() const { return TQFileKeys::image(*this).exifDateString; }
-QString TQFile::imageDepthString() const { return TQFileKeys::image(*this).imageDepthString; }
-QString TQFile::ICCProfileString() const { return TQFileKeys::image(*this).iccProfileString; }
-QString TQFile::resolutionString() const { return TQFileKeys::image(*this).resolutionString; }
-QString TQFile::cameraModelString() const { return TQFileKeys::image(*this).cameraModelString; }
+QVariantMap TQFile::imageProperties() const { return TQFileKeys::imageValues(*this)->properties; }
+int TQFile::orientation() const { return TQFileKeys::imageValues(*this)->orientation; }
+double TQFile::megapixels() const { return TQFileKeys::imageValues(*this)->dimensions.megapixels; }
+QSizeF TQFile::trueDimensions() const { return TQFileKeys::imageValues(*this)->dimensions.trueDimensions; }
+QSizeF TQFile::dimensions() const { return TQFileKeys::imageValues(*this)->dimensions.dimensions; }
+double TQFile::dimensionsWidth() const { return TQFileKeys::imageValues(*this)->dimensions.dimensions.width(); }
+double TQFile::dimensionsHeight() const { return TQFileKeys::imageValues(*this)->dimensions.dimensions.height(); }
+QString TQFile::dimensionsString() const { return TQFileKeys::imageValues(*this)->dimensions.dimensionsString; }
+QString TQFile::megapixelString() const { return TQFileKeys::imageValues(*this)->dimensions.megapixelString; }
+uint TQFile::generalOrientation() const { return TQFileKeys::imageValues(*this)->dimensions.generalOrientation; }
+QString TQFile::generalOrientationString() const { return TQFileKeys::imageValues(*this)->dimensions.generalOrientationString; }
+double TQFile::focalLength() const { return TQFileKeys::imageValues(*this)->focalLength.value; }
+QString TQFile::focalLengthString() const { return TQFileKeys::imageValues(*this)->focalLength.text; }
+double TQFile::ISO() const { return TQFileKeys::imageValues(*this)->iso.value; }
+QString TQFile::ISOString() const { return TQFileKeys::imageValues(*this)->iso.text; }
+double TQFile::exposureTime() const { return TQFileKeys::imageValues(*this)->exposureTime.value; }
+QString TQFile::exposureTimeString() const { return TQFileKeys::imageValues(*this)->exposureTime.text; }
+double TQFile::fNumber() const { return TQFileKeys::imageValues(*this)->fNumber.value; }
+QString TQFile::fNumberString() const { return TQFileKeys::imageValues(*this)->fNumber.text; }
+QDateTime TQFile::EXIFDate() const { return TQFileKeys::imageValues(*this)->exifDate; }
+QString TQFile::EXIFDateString() const { return TQFileKeys::imageValues(*this)->exifDateString; }
+QString TQFile::imageDepthString() const { return TQFileKeys::imageValues(*this)->imageDepthString; }
+QString TQFile::ICCProfileString() const { return TQFileKeys::imageValues(*this)->iccProfileString; }
+QString TQFile::resolutionString() const { return TQFileKeys::imageValues(*this)->resolutionString; }
+QString TQFile::cameraModelString() const { return TQFileKeys::imageValues(*this)->cameraModelString; }
 
 // ---- Applications and writing --------------------------------------------------------------
 
@@ -573,14 +573,22 @@ TQFileRef TQFile::preferredApplication() const
 {
     if (isPlaceholder() || URL().isEmpty())
         return nullptr;
-    return itemForApplication(TQApplications::defaultApplicationForFile(UWStandardFile::nativePathForURL(resolvedURL())));
+    const QByteArray path = UWStandardFile::nativePathForURL(resolvedURL());
+    std::unique_lock serialized(UWSerialized::desktopLookups());
+    const TQApplicationInfo application = TQApplications::defaultApplicationForFile(path);
+    serialized.unlock();
+    return itemForApplication(application);
 }
 
 TQFileRef TQFile::editorApplication() const
 {
     if (isPlaceholder() || URL().isEmpty())
         return nullptr;
-    return itemForApplication(TQApplications::defaultEditorForFile(UWStandardFile::nativePathForURL(resolvedURL())));
+    const QByteArray path = UWStandardFile::nativePathForURL(resolvedURL());
+    std::unique_lock serialized(UWSerialized::desktopLookups());
+    const TQApplicationInfo application = TQApplications::defaultEditorForFile(path);
+    serialized.unlock();
+    return itemForApplication(application);
 }
 
 bool TQFile::hasEditableImageMetadata() const

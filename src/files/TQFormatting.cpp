@@ -1,10 +1,13 @@
 #include "TQFormatting.h"
 
+#include "UWSerialized_p.h"
+
 #include <QCoreApplication>
 #include <QRegularExpression>
 
 #include <array>
 #include <cmath>
+#include <mutex>
 
 QString TQByteCountString(qint64 bytes, const QLocale &locale)
 {
@@ -52,7 +55,11 @@ QString TQMediumDateShortTimeString(const QDateTime &date, const QLocale &locale
     static const QRegularExpression weekday(QStringLiteral("d{4}[,.]?\\s*"));
     dateFormat.remove(weekday);
     dateFormat.replace(QStringLiteral("MMMM"), QStringLiteral("MMM"));
-    const QDateTime local = date.toLocalTime();
+    QDateTime local;
+    {
+        std::lock_guard serialized(UWSerialized::localTime());
+        local = date.toLocalTime();
+    }
     return locale.toString(local.date(), dateFormat.trimmed()) + QStringLiteral(", ")
         + locale.toString(local.time(), QLocale::ShortFormat);
 }

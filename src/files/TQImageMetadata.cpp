@@ -2,11 +2,13 @@
 
 #include "TQFormatting.h"
 #include "TQNumberUtilities.h"
+#include "UWSerialized_p.h"
 
 #include <QCoreApplication>
 #include <QRegularExpression>
 
 #include <climits>
+#include <mutex>
 #include <cmath>
 #include <optional>
 
@@ -182,7 +184,12 @@ TQImageValue fNumber(const QVariantMap &properties)
 QDateTime exifDate(const QVariantMap &properties, QString *text)
 {
     const QString stated = group(properties, exifGroup).value(QStringLiteral("DateTimeOriginal")).toString();
-    const QDateTime date = QDateTime::fromString(stated, QStringLiteral("yyyy:MM:dd HH:mm:ss"));
+    QDateTime date;
+    {
+        // Read in local time: the C library's time-zone state, shared with every thread.
+        std::lock_guard serialized(UWSerialized::localTime());
+        date = QDateTime::fromString(stated, QStringLiteral("yyyy:MM:dd HH:mm:ss"));
+    }
     if (!date.isValid()) {
         if (text)
             *text = QString();
