@@ -233,6 +233,12 @@ Values::Size sizeOf(const TQFile &file)
 
 qint64 TQFile::fileSize() const
 {
+    // Sorting by size asks this for every comparison: the number alone, not a copy of the text.
+    const std::optional<qint64> cached = d->cache.read([](const Values &v) {
+        return v.size ? std::optional<qint64>(v.size->bytes) : std::nullopt;
+    });
+    if (cached)
+        return *cached;
     return d->cache.value(&Values::size, [this](const Values &) { return sizeOf(*this); }).bytes;
 }
 
