@@ -52,10 +52,6 @@
         <translation>1 Byte</translation>
     </message>
     <message>
-        <source>%1 bytes</source>
-        <translation>%1 Bytes</translation>
-    </message>
-    <message>
         <source>%1 KB</source>
         <translation>%1 KB</translation>
     </message>
@@ -202,6 +198,18 @@
     <message>
         <source>Other Location...</source>
         <translation>Anderer Ort …</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n bytes</source>
+        <translation>
+            <numerusform>%n Byte</numerusform>
+            <numerusform>%n Bytes</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>%1, %2</source>
+        <comment>a date, then a time of day</comment>
+        <translation>%1, %2</translation>
     </message>
 </context>
 <context>

@@ -15,8 +15,12 @@ QString TQByteCountString(qint64 bytes, const QLocale &locale)
         return QCoreApplication::translate("Quillbox", "Zero KB");
     const qint64 magnitude = bytes < 0 ? -bytes : bytes;
     if (magnitude < 1000) {
-        return bytes == 1 ? QCoreApplication::translate("Quillbox", "1 byte")
-                          : QCoreApplication::translate("Quillbox", "%1 bytes").arg(locale.toString(bytes));
+        // One byte has a text of its own, so English reads right without a translation
+        // loaded; every other count goes through the language's plural forms.
+        if (bytes == 1)
+            return QCoreApplication::translate("Quillbox", "1 byte");
+        return QCoreApplication::translate("Quillbox", "%n bytes", nullptr, int(bytes))
+            .replace(QString::number(bytes), locale.toString(bytes));
     }
     struct Unit
     {
@@ -60,6 +64,8 @@ QString TQMediumDateShortTimeString(const QDateTime &date, const QLocale &locale
         std::lock_guard serialized(UWSerialized::localTime());
         local = date.toLocalTime();
     }
-    return locale.toString(local.date(), dateFormat.trimmed()) + QStringLiteral(", ")
-        + locale.toString(local.time(), QLocale::ShortFormat);
+    // Qt joins a date and a time with a space in every locale; how a language joins them is
+    // its translation's to say (English and German put a comma between).
+    return QCoreApplication::translate("Quillbox", "%1, %2", "a date, then a time of day")
+        .arg(locale.toString(local.date(), dateFormat.trimmed()), locale.toString(local.time(), QLocale::ShortFormat));
 }
