@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 #pragma once
 
 // How long the event loop of a Qt program goes without turning: a precise timer asks to run

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Event-loop latency of a Qt program while work runs on its GUI thread: the longest time the
 // loop went without turning (LatencyProbe), beside the wall time of the work. The first two
 // rows check the probe itself (idle, and one call known to block for 40 ms); the others are

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Lists a folder of many files into file items with their types (by name), side by side with
 // find(1) on the same folder, and reports items per second and memory per item.
 //

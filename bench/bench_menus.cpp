@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Building the file menus: the Open With menu of a JPEG with 30 applications registered for
 // images (desktop entries in a temporary XDG folder, written before GIO first looks), and the
 // Drop Locations menu of 20 folders. Prints milliseconds per menu: the first call (GIO's scan

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Reads the image properties of many camera-like JPEGs, side by side with one exiftool process
 // over the same files and with exiv2 -pa in batches, and reports files per second for each.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Sorts the file items of a large folder through the sort descriptors of the browser's columns,
 // side by side in one run with the plain sorts they stand against:
 //   by name  (sort type 0)  vs  std::stable_sort of the same names by precomputed QCollatorSortKeys

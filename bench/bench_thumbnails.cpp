@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // 256-pixel thumbnails of 24-megapixel camera-like JPEGs, side by side in one run with
 // `vipsthumbnail -s 256` over the same files (warm page cache):
 //   - one core: vipsthumbnail pinned to CPU 0 with VIPS_CONCURRENCY=1, against the thumbnail

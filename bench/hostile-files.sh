@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The TQKit developers
+# SPDX-License-Identifier: LGPL-2.1-or-later
 # Runs every tqinfo command (properties, JSON, rotate, thumbnails) on every hostile shape and
 # prints each run's wall time and peak resident size, slowest first. By hand, never in CI.
 #   bench/hostile-files.sh [BUILD] [SEEDS]

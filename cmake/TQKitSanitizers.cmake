@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 The TQKit developers
+# SPDX-License-Identifier: LGPL-2.1-or-later
 # The sanitizer build (TQKIT_SANITIZE) and the fuzz targets (TQKIT_BUILD_FUZZERS), both with
 # clang only. Included from the top level before any target exists, so that the library, the
 # sample generator, the tests, the tools and the fuzz targets are all built the same way:

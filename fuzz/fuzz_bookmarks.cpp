@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Restoring a saved bookmark list from the bytes settings hold: the archived-value reader,
 // then the controller's restore of what it read. What was restored must save and restore
 // again to the same number of entries, and any value the reader accepts must archive again

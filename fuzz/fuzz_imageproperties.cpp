@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // The image property reader on any bytes: once under every type hint whose format it parses
 // itself (a hint that does not match the content must cost nothing but the check), and once
 // under names whose suffix decides the route (".dng" sends TIFF-shaped files to the RAW

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // The orientation writer on a copy of any bytes. Besides the sanitizers it holds the writer to
 // its promises: a refusal leaves the file byte for byte as it was and says why, a write is
 // read back as the orientation asked for, and no temporary sibling is left behind.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // The thumbnail service's own route (embedded previews and in-process decodes) on any bytes:
 // the shared cache is off and no thumbnailer can be found, so nothing runs outside this
 // process. Every pixel of the answer is read, so that an image whose buffer belongs to a

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Type detection on any bytes: the registry on the file (with and without a name that
 // disagrees with the content), on the bytes themselves, and a file item's resolved type. Every
 // answer must be a type the registry can place: it conforms to "public.item".

@@ -1,4 +1,6 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 The TQKit developers
+# SPDX-License-Identifier: LGPL-2.1-or-later
 """Writes the hostile picture files the fuzz targets start from, next to the sample files.
 
 Each shape is one that once crashed, hung or ran away with memory in a reader of this kind:

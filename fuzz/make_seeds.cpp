@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Writes the seeds that are easiest made with the library itself: saved bookmark lists as the
 // controller saves them, archives of every leaf type, the archive shapes that once misled the
 // reader (a colour with an unknown colour model, nesting far beyond the allowed depth), and

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The TQKit developers
+# SPDX-License-Identifier: LGPL-2.1-or-later
 # Installs the Debian 12 packages TQKit needs to build, run its tools and run its tests;
 # with --bench also the peers the benchmarks measure against (vipsthumbnail).
 # Idempotent and quiet: packages already present are left alone, and apt is only asked

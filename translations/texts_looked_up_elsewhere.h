@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Read by lupdate only, never compiled.
 //
 // The menu builder passes these texts through a helper of its own to

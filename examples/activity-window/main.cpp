@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The activity window with simulated work: each task runs on a thread of its own, reports its
 // progress into its item and stops early when its row's stop button is pressed. Tasks that
 // finish within the show delay never bring up the window.

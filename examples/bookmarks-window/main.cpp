@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A bookmarks window: the controller's model in a list view, drawn by the file cell, kept in
 // the settings. Drag files in from a file manager, drag rows to reorder, double-click to rename.
 //

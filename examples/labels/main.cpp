@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A folder's files with their Finder labels. Right-click the selection for the label picker: it
 // outlines the labels the selected files already carry, and a click gives them all the label
 // picked. The File menu holds the small picker too.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A host window whose file list offers "Open With" and "Drop Locations" in its context menu.
 // The menus' items reach the window's handler object through the responder chain.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Draws the library's own images (the alias badge, the trash and the notice) and writes them
 // as PNG files into the folder given on the command line. The PNGs beside this file are its
 // output; run it again after changing a drawing and commit both (see README.md).

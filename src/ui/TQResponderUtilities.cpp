@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 #include "TQResponderUtilities.h"
 
 #include "TQUiLogging.h"

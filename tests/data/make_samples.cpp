@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // tqkit-make-samples DIR [--manifest]
 //
 // Writes the sample tree into DIR (created when missing). The build runs it once into

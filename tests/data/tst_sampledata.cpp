@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // The other suites trust the sample tree and what writeSamples() says about it, so this one holds both
 // to outside witnesses: exiftool, Qt's decoders, the shared MIME database and the file system.
 

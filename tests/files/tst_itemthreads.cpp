@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Several threads read every key of many items while the main thread resets them with events,
 // as a folder view that loads values in the background would. Run under ThreadSanitizer by
 // `scripts/test --tsan`; in an ordinary build it checks that every value read is one the file

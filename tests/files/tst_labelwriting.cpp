@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Setting labels on real files in a folder whose file system keeps user extended attributes.
 
 #include "TQFile.h"

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The TQKit developers
+# SPDX-License-Identifier: LGPL-2.1-or-later
 # The core library must load in a program without QtWidgets, and build without its headers:
 #   1. libTQKitCore.so does not need libQt6Widgets (nor anything that does);
 #   2. no source or header of the core names a QtWidgets header;

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The TQKit developers
+# SPDX-License-Identifier: LGPL-2.1-or-later
 # Installs the built libraries into a scratch prefix and builds programs against them, through
 # the CMake package (per component) and through pkg-config: what a user of TQKit would do.
 # A command-line program that asks for Core must not need QtWidgets or TQKitWidgets.

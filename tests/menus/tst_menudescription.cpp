@@ -1,7 +1,11 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // The Open With menu's content as the core library computes it, in a program without widgets,
 // and GIO's own order of applications that it starts from.
 #include "TQApplications.h"
 #include "TQMenuDescription.h"
+#include "TQTestDesktop.h"
 
 #include <QDir>
 #include <QGuiApplication>
@@ -31,34 +35,16 @@ private:
     QString path(const QString &relative) const { return m_root.filePath(relative); }
     QString entry(const QString &name) const { return path(u"data/applications/org.example."_s + name + u".desktop"_s); }
     static QString shortId(const QString &id) { return QString(id).remove(u"org.example."_s).remove(u".desktop"_s); }
-    static void write(const QString &path, const QByteArray &contents);
+    static void write(const QString &path, const QByteArray &contents) { QVERIFY(writeWholeFile(path, contents)); }
 
     QTemporaryDir m_root;
 };
 
-void TestMenuDescription::write(const QString &path, const QByteArray &contents)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QSaveFile out(path);
-    QVERIFY(out.open(QIODevice::WriteOnly));
-    out.write(contents);
-    QVERIFY(out.commit());
-}
-
 void TestMenuDescription::initTestCase()
 {
     QVERIFY(m_root.isValid());
-    const QString mimeCache = QStandardPaths::locate(QStandardPaths::GenericDataLocation, u"mime/mime.cache"_s);
-    QVERIFY2(!mimeCache.isEmpty(), "the shared MIME database (shared-mime-info) is needed");
-    for (const char *dir : {"data", "config", "system-data", "system-config", "gio-modules", "files"})
-        QVERIFY(QDir(m_root.path()).mkpath(QString::fromLatin1(dir)));
-    QVERIFY(QFile::link(QFileInfo(mimeCache).path(), path(u"system-data/mime"_s)));
-    qputenv("XDG_DATA_HOME", path(u"data"_s).toUtf8());
-    qputenv("XDG_CONFIG_HOME", path(u"config"_s).toUtf8());
-    qputenv("XDG_DATA_DIRS", path(u"system-data"_s).toUtf8());
-    qputenv("XDG_CONFIG_DIRS", path(u"system-config"_s).toUtf8());
-    qputenv("GIO_MODULE_DIR", path(u"gio-modules"_s).toUtf8());
-    qputenv("XDG_CURRENT_DESKTOP", "TQTest");
+    const QString problem = isolateTestDesktop(m_root.path());
+    QVERIFY2(problem.isEmpty(), qPrintable(problem));
 
     const std::pair<const char *, QByteArray> entries[] = {
         {"Paint", "Name=Paint\nExec=true %F\nIcon=" + path(u"paint.png"_s).toUtf8() + '\n'},

@@ -1,5 +1,9 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 #include "TQMenuUtilities.h"
 #include "TQResponderUtilities.h"
+#include "TQTestDesktop.h"
 
 #include <QAction>
 #include <QApplication>
@@ -53,34 +57,16 @@ private slots:
 private:
     QString path(const QString &relative) const { return m_root.filePath(relative); }
     QString entry(const QString &name) const { return path(u"data/applications/org.example."_s + name + u".desktop"_s); }
-    static void write(const QString &path, const QByteArray &contents);
+    static void write(const QString &path, const QByteArray &contents) { QVERIFY(writeWholeFile(path, contents)); }
 
     QTemporaryDir m_root;
 };
 
-void TestOpenWithMenu::write(const QString &path, const QByteArray &contents)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QSaveFile out(path);
-    QVERIFY(out.open(QIODevice::WriteOnly));
-    out.write(contents);
-    QVERIFY(out.commit());
-}
-
 void TestOpenWithMenu::initTestCase()
 {
     QVERIFY(m_root.isValid());
-    const QString mimeCache = QStandardPaths::locate(QStandardPaths::GenericDataLocation, u"mime/mime.cache"_s);
-    QVERIFY2(!mimeCache.isEmpty(), "the shared MIME database (shared-mime-info) is needed");
-    for (const char *dir : {"data", "config", "system-data", "system-config", "gio-modules", "files"})
-        QVERIFY(QDir(m_root.path()).mkpath(QString::fromLatin1(dir)));
-    QVERIFY(QFile::link(QFileInfo(mimeCache).path(), path(u"system-data/mime"_s)));
-    qputenv("XDG_DATA_HOME", path(u"data"_s).toUtf8());
-    qputenv("XDG_CONFIG_HOME", path(u"config"_s).toUtf8());
-    qputenv("XDG_DATA_DIRS", path(u"system-data"_s).toUtf8());
-    qputenv("XDG_CONFIG_DIRS", path(u"system-config"_s).toUtf8());
-    qputenv("GIO_MODULE_DIR", path(u"gio-modules"_s).toUtf8());
-    qputenv("XDG_CURRENT_DESKTOP", "TQTest");
+    const QString problem = isolateTestDesktop(m_root.path());
+    QVERIFY2(problem.isEmpty(), qPrintable(problem));
 
     QImage icon(48, 48, QImage::Format_ARGB32);
     icon.fill(Qt::darkCyan);

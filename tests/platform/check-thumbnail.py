@@ -1,4 +1,6 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 The TQKit developers
+# SPDX-License-Identifier: LGPL-2.1-or-later
 """Finds the thumbnail of FILE in the freedesktop shared thumbnail cache by the standard's own
 rules, independently of TQKit, and checks it.
 

@@ -1,4 +1,8 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 #include "TQApplications.h"
+#include "TQTestDesktop.h"
 
 #include <QDir>
 #include <QLoggingCategory>
@@ -55,35 +59,17 @@ private slots:
 private:
     QString path(const QString &relative) const { return m_root.filePath(relative); }
     QString apps(const QString &name) const { return path(u"data/applications/org.example."_s + name + u".desktop"_s); }
-    static void write(const QString &path, const QByteArray &contents);
+    static void write(const QString &path, const QByteArray &contents) { QVERIFY(writeWholeFile(path, contents)); }
 
     QTemporaryDir m_root;
 };
 
-void TestApplications::write(const QString &path, const QByteArray &contents)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QSaveFile out(path); // whole files only: GIO may be reading from its worker thread
-    QVERIFY(out.open(QIODevice::WriteOnly));
-    out.write(contents);
-    QVERIFY(out.commit());
-}
-
 void TestApplications::initTestCase()
 {
     QVERIFY(m_root.isValid());
-    const QString mimeCache = QStandardPaths::locate(QStandardPaths::GenericDataLocation, u"mime/mime.cache"_s);
-    QVERIFY2(!mimeCache.isEmpty(), "the shared MIME database (shared-mime-info) is needed");
-    for (const char *dir : {"data", "config", "system-data", "system-config", "gio-modules", "files"})
-        QVERIFY(QDir(m_root.path()).mkpath(QString::fromLatin1(dir)));
-    QVERIFY(QFile::link(QFileInfo(mimeCache).path(), path(u"system-data/mime"_s)));
-    qputenv("XDG_DATA_HOME", path(u"data"_s).toUtf8());
-    qputenv("XDG_CONFIG_HOME", path(u"config"_s).toUtf8());
-    qputenv("XDG_DATA_DIRS", path(u"system-data"_s).toUtf8());
-    qputenv("XDG_CONFIG_DIRS", path(u"system-config"_s).toUtf8());
-    qputenv("GIO_MODULE_DIR", path(u"gio-modules"_s).toUtf8()); // not the machine's gvfs or dconf
+    const QString problem = isolateTestDesktop(m_root.path());
+    QVERIFY2(problem.isEmpty(), qPrintable(problem));
     qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + path(u"no-bus"_s).toUtf8());
-    qputenv("XDG_CURRENT_DESKTOP", "TQTest");
     qputenv("LANGUAGE", "de");
 
     // Desktop-entry quoting in Recorder: %% is a literal %, and the key file turns \\ into one backslash.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // tqinfo run as scripts use it, on real files in a fresh folder; arguments split as by QProcess::splitCommand().
 
 #include "TQFile.h"

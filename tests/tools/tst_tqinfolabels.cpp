@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // tqinfo --set-label run as scripts use it, on real files whose tags other programs read.
 
 #include <QDir>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // These utilities need no widgets, and the test runs on a QGuiApplication: QtTest must not
 // take the application for a QApplication because the library happens to link QtWidgets.
 #undef QT_WIDGETS_LIB

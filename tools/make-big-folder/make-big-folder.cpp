@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Fills a folder with many entries for the benchmarks of folder views: files whose names mix
 // digit runs, cases, accents (composed and decomposed), scripts, emoji, hidden names and a few
 // bytes that are not UTF-8; sizes from zero to megabytes (sparse, so they cost no disk); dates

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // tqinfo: what the file browser knows about files, for people (a table) and scripts (JSON).
 
 #include "TQFile.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // A command-line program built against an installed TQKit's core library alone: no QtWidgets
 // header, no QApplication.
 #include <TQKit/TQImageUtilities.h>

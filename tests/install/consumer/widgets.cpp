@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Built against an installed TQKit's widgets library (which brings the core along): the
 // headers, the CMake package and the libraries.
 #include <TQKit/TQIconAndFilenameCell.h>

@@ -1,0 +1,462 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "TQTypeRegistry.h"
+
+#include "TQPlatformLogging.h"
+#include "TQRegularFile_p.h"
+
+#include <QByteArray>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QMimeDatabase>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QSet>
+
+#include <sys/stat.h>
+
+namespace {
+
+struct DeclaredType
+{
+    const char *identifier;
+    const char *conformsTo;
+    const char *mimeTypes;
+    const char *extensions;
+};
+
+constexpr DeclaredType declaredTypeTable[] = {
+#include "TQTypeRegistryData.inc"
+};
+
+const QString dynamicPrefix = QStringLiteral("dyn.mime.");
+
+QStringList splitList(const char *text)
+{
+    return QString::fromLatin1(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
+
+// "dyn.mime.application.x-foo" <-> "application/x-foo". Top-level media types never hold a
+// '.', so the first '.' after the prefix is always the '/'.
+QString dynamicTypeForMime(const QString &mime)
+{
+    QString id = mime;
+    const qsizetype slash = id.indexOf(QLatin1Char('/'));
+    if (slash >= 0)
+        id[slash] = QLatin1Char('.');
+    return dynamicPrefix + id;
+}
+
+QString mimeForDynamicType(const QString &type)
+{
+    QString mime = type.mid(dynamicPrefix.size());
+    const qsizetype dot = mime.indexOf(QLatin1Char('.'));
+    if (dot < 0)
+        return {};
+    mime[dot] = QLatin1Char('/');
+    return mime;
+}
+
+// The declared type a MIME type's top-level media type suggests, for types the registry
+// does not know.
+QString typeForMediaClass(const QString &mime)
+{
+    const QStringView media = QStringView(mime).left(mime.indexOf(QLatin1Char('/')));
+    if (media == u"image")
+        return QStringLiteral("public.image");
+    if (media == u"audio")
+        return QStringLiteral("public.audio");
+    if (media == u"video")
+        return QStringLiteral("public.movie");
+    if (media == u"text")
+        return QStringLiteral("public.plain-text");
+    if (media == u"font")
+        return QStringLiteral("public.font");
+    if (media == u"inode")
+        return QStringLiteral("public.item");
+    return QStringLiteral("public.data");
+}
+
+// The first type to claim a MIME type or an extension keeps it.
+void claim(QHash<QString, QString> &table, const QString &key, const QString &type)
+{
+    if (!table.contains(key))
+        table.insert(key, type);
+}
+
+// As much of a file's start as the shared MIME database looks at for its magic numbers.
+constexpr qint64 contentPrefixSize = 16 * 1024;
+
+// What a file that is neither a folder nor a regular file is, whatever its name claims: a FIFO
+// named "photo.jpg" is no picture, and whoever reads a picture would wait on it for ever.
+QString specialFileMime(mode_t mode)
+{
+    if (S_ISFIFO(mode))
+        return QStringLiteral("inode/fifo");
+    if (S_ISSOCK(mode))
+        return QStringLiteral("inode/socket");
+    if (S_ISCHR(mode))
+        return QStringLiteral("inode/chardevice");
+    if (S_ISBLK(mode))
+        return QStringLiteral("inode/blockdevice");
+    return {};
+}
+
+bool isGenericMime(const QMimeType &type)
+{
+    return !type.isValid() || type.isDefault()
+        || type.name() == u"application/x-zerosize";
+}
+
+// Image, sound and film formats are never text; a name claiming one for text content lies.
+bool isMediaMime(const QMimeType &type)
+{
+    const QString name = type.name();
+    return name.startsWith(u"image/") || name.startsWith(u"audio/") || name.startsWith(u"video/");
+}
+
+} // namespace
+
+struct TQTypeRegistry::Private
+{
+    struct Entry
+    {
+        QStringList conformsTo;
+        QStringList mimeTypes;
+        QStringList extensions;
+    };
+
+    QStringList order;
+    QHash<QString, Entry> types;
+    QHash<QString, QString> typeByMime;      // canonical MIME name -> identifier
+    QHash<QString, QString> typeByExtension; // lower-case extension -> identifier
+    QStringList audiovisual;
+
+    QMimeDatabase mimeDatabase; // thread-safe: QMimeDatabase locks its shared data itself
+
+    mutable QMutex dynamicLock;
+    mutable QHash<QString, QStringList> dynamicSupertypes; // guarded by dynamicLock
+
+    QStringList directSupertypes(const QString &type) const;
+    QString typeForMime(const QMimeType &mime) const;
+    // What the content says when it should override the name; invalid when the name stands.
+    struct ContentVerdict
+    {
+        QMimeType contentWins;
+    };
+    ContentVerdict contentVerdict(const QByteArray &path, const QString &fileName) const;
+};
+
+TQTypeRegistry::TQTypeRegistry()
+    : d(std::make_unique<Private>())
+{
+    for (const DeclaredType &declared : declaredTypeTable) {
+        const QString id = QString::fromLatin1(declared.identifier);
+        Private::Entry entry{splitList(declared.conformsTo), splitList(declared.mimeTypes),
+                             splitList(declared.extensions)};
+        for (const QString &mime : std::as_const(entry.mimeTypes)) {
+            // Claim both the name as written and the database's canonical name, so that
+            // aliases ("audio/x-flac") find the type as well.
+            claim(d->typeByMime, mime, id);
+            const QMimeType known = d->mimeDatabase.mimeTypeForName(mime);
+            if (known.isValid())
+                claim(d->typeByMime, known.name(), id);
+        }
+        for (const QString &ext : std::as_const(entry.extensions))
+            claim(d->typeByExtension, ext, id);
+        d->order.append(id);
+        d->types.insert(id, std::move(entry));
+    }
+    for (const QString &id : std::as_const(d->order)) {
+        if (conformsTo(id, QStringLiteral("public.audiovisual-content")))
+            d->audiovisual.append(id);
+    }
+}
+
+TQTypeRegistry::~TQTypeRegistry() = default;
+
+const TQTypeRegistry &TQTypeRegistry::shared()
+{
+    static const TQTypeRegistry registry;
+    return registry;
+}
+
+bool TQTypeRegistry::isDeclared(const QString &type) const
+{
+    return d->types.contains(type);
+}
+
+bool TQTypeRegistry::isDynamic(const QString &type)
+{
+    return type.startsWith(dynamicPrefix) && type.size() > dynamicPrefix.size();
+}
+
+QStringList TQTypeRegistry::Private::directSupertypes(const QString &type) const
+{
+    const auto declared = types.constFind(type);
+    if (declared != types.cend())
+        return declared->conformsTo;
+    if (!TQTypeRegistry::isDynamic(type))
+        return {};
+
+    {
+        QMutexLocker locker(&dynamicLock);
+        const auto cached = dynamicSupertypes.constFind(type);
+        if (cached != dynamicSupertypes.cend())
+            return *cached;
+    }
+
+    const QString mimeName = mimeForDynamicType(type);
+    QStringList supertypes;
+    const QMimeType mime = mimeDatabase.mimeTypeForName(mimeName);
+    if (mime.isValid()) {
+        for (const QString &parent : mime.parentMimeTypes()) {
+            const QString parentType = typeForMime(mimeDatabase.mimeTypeForName(parent));
+            // "application/octet-stream" is every MIME type's implicit parent; the media
+            // class below says more than "public.data" does.
+            if (!parentType.isEmpty() && parentType != type && parentType != u"public.data")
+                supertypes.append(parentType);
+        }
+    }
+    const QString mediaType = typeForMediaClass(mimeName);
+    if (!supertypes.contains(mediaType))
+        supertypes.append(mediaType);
+
+    QMutexLocker locker(&dynamicLock);
+    dynamicSupertypes.insert(type, supertypes);
+    return supertypes;
+}
+
+QStringList TQTypeRegistry::directSupertypes(const QString &type) const
+{
+    return d->directSupertypes(type);
+}
+
+QStringList TQTypeRegistry::allSupertypes(const QString &type) const
+{
+    if (type.isEmpty())
+        return {};
+    QStringList result{type};
+    QSet<QString> seen{type};
+    // Breadth-first; 'seen' keeps a cycle in the MIME data from looping.
+    for (qsizetype i = 0; i < result.size(); ++i) {
+        for (const QString &parent : d->directSupertypes(result.at(i))) {
+            if (!seen.contains(parent)) {
+                seen.insert(parent);
+                result.append(parent);
+            }
+        }
+    }
+    return result;
+}
+
+bool TQTypeRegistry::conformsTo(const QString &type, const QString &conformsTo) const
+{
+    if (type.isEmpty() || conformsTo.isEmpty())
+        return false;
+    if (type == conformsTo)
+        return true;
+    QStringList pending = d->directSupertypes(type);
+    QSet<QString> seen{type};
+    while (!pending.isEmpty()) {
+        const QString next = pending.takeLast();
+        if (next == conformsTo)
+            return true;
+        if (seen.contains(next))
+            continue;
+        seen.insert(next);
+        pending.append(d->directSupertypes(next));
+    }
+    return false;
+}
+
+QStringList TQTypeRegistry::declaredTypes() const
+{
+    return d->order;
+}
+
+QStringList TQTypeRegistry::audiovisualTypes() const
+{
+    return d->audiovisual;
+}
+
+QString TQTypeRegistry::Private::typeForMime(const QMimeType &mime) const
+{
+    if (!mime.isValid())
+        return {};
+    const QString found = typeByMime.value(mime.name());
+    if (!found.isEmpty())
+        return found;
+    for (const QString &alias : mime.aliases()) {
+        const QString byAlias = typeByMime.value(alias);
+        if (!byAlias.isEmpty())
+            return byAlias;
+    }
+    return dynamicTypeForMime(mime.name());
+}
+
+QString TQTypeRegistry::typeForMimeType(const QString &mimeType) const
+{
+    const QString name = mimeType.trimmed();
+    if (name.isEmpty())
+        return {};
+    const QString direct = d->typeByMime.value(name);
+    if (!direct.isEmpty())
+        return direct;
+    const QMimeType mime = d->mimeDatabase.mimeTypeForName(name);
+    if (mime.isValid())
+        return d->typeForMime(mime);
+    if (!name.contains(QLatin1Char('/')))
+        return {};
+    return dynamicTypeForMime(name.toLower());
+}
+
+QString TQTypeRegistry::typeForFilenameExtension(const QString &extension) const
+{
+    QString ext = extension.trimmed();
+    if (ext.startsWith(QLatin1Char('.')))
+        ext.remove(0, 1);
+    if (ext.isEmpty())
+        return {};
+    const QString declared = d->typeByExtension.value(ext.toLower());
+    if (!declared.isEmpty())
+        return declared;
+    const QMimeType mime = d->mimeDatabase.mimeTypeForFile(QStringLiteral("file.") + ext,
+                                                          QMimeDatabase::MatchExtension);
+    return isGenericMime(mime) ? QStringLiteral("public.data") : d->typeForMime(mime);
+}
+
+QString TQTypeRegistry::preferredMimeType(const QString &type) const
+{
+    const QStringList all = mimeTypes(type);
+    return all.isEmpty() ? QString() : all.constFirst();
+}
+
+QStringList TQTypeRegistry::mimeTypes(const QString &type) const
+{
+    const auto declared = d->types.constFind(type);
+    if (declared != d->types.cend())
+        return declared->mimeTypes;
+    if (isDynamic(type))
+        return {mimeForDynamicType(type)};
+    return {};
+}
+
+QString TQTypeRegistry::localizedDescription(const QString &type) const
+{
+    for (const QString &candidate : allSupertypes(type)) {
+        for (const QString &mimeName : mimeTypes(candidate)) {
+            const QMimeType mime = d->mimeDatabase.mimeTypeForName(mimeName);
+            if (mime.isValid() && !mime.comment().isEmpty())
+                return mime.comment();
+        }
+    }
+    return {};
+}
+
+QStringList TQTypeRegistry::filenameExtensions(const QString &type) const
+{
+    const auto declared = d->types.constFind(type);
+    if (declared != d->types.cend())
+        return declared->extensions;
+    if (!isDynamic(type))
+        return {};
+    QStringList extensions;
+    const QMimeType mime = d->mimeDatabase.mimeTypeForName(mimeForDynamicType(type));
+    for (const QString &suffix : mime.suffixes())
+        extensions.append(suffix);
+    return extensions;
+}
+
+QString TQTypeRegistry::typeForFileName(const QString &fileName) const
+{
+    // Extensions the registry declares come first: they are how the identifiers are meant
+    // to be found, and they settle names the MIME globs leave ambiguous.
+    const QString name = QFileInfo(fileName).fileName();
+    const qsizetype dot = name.indexOf(QLatin1Char('.'), 1);
+    if (dot > 0) {
+        // "a.tar.gz" tries "tar.gz" before "gz".
+        for (qsizetype at = dot; at >= 0 && at < name.size() - 1;
+             at = name.indexOf(QLatin1Char('.'), at + 1)) {
+            const QString declared = d->typeByExtension.value(name.mid(at + 1).toLower());
+            if (!declared.isEmpty())
+                return declared;
+        }
+    }
+    const QMimeType mime = d->mimeDatabase.mimeTypeForFile(name, QMimeDatabase::MatchExtension);
+    return isGenericMime(mime) ? QStringLiteral("public.data") : d->typeForMime(mime);
+}
+
+QString TQTypeRegistry::typeForData(const QByteArray &data) const
+{
+    const QMimeType mime = d->mimeDatabase.mimeTypeForData(data);
+    return isGenericMime(mime) ? QStringLiteral("public.data") : d->typeForMime(mime);
+}
+
+TQTypeRegistry::Private::ContentVerdict
+TQTypeRegistry::Private::contentVerdict(const QByteArray &path, const QString &fileName) const
+{
+    // Opened without blocking and checked on the descriptor: the file may have been swapped
+    // for a FIFO or a device since it was looked at.
+    const TQRegularFile file(path);
+    if (!file.isOpen()) {
+        file.warnIfRefused(QFile::decodeName(path), "type detection");
+        return {};
+    }
+    const QMimeType byName = mimeDatabase.mimeTypeForFile(fileName, QMimeDatabase::MatchExtension);
+    const QMimeType byContent = mimeDatabase.mimeTypeForData(file.read(0, contentPrefixSize));
+
+    // Unreadable, empty or unrecognised content: the name is all there is.
+    if (isGenericMime(byContent))
+        return {};
+    if (isGenericMime(byName))
+        return {byContent};
+    if (byName == byContent || byName.inherits(byContent.name()))
+        return {};
+    if (byContent.inherits(byName.name()))
+        return {byContent};
+    // "Looks like text" is a guess, not a recognised format: it only overrides a name
+    // that claims a format which is never text.
+    if (byContent.name() == u"text/plain" && !isMediaMime(byName))
+        return {};
+    qCDebug(lcPlatform) << "name and content of" << QFile::decodeName(path) << "disagree:" << byName.name()
+                        << "by name," << byContent.name() << "by content; the content wins";
+    return {byContent};
+}
+
+QString TQTypeRegistry::typeForFile(const QString &path, Detection detection) const
+{
+    return typeForFile(QFile::encodeName(path), detection);
+}
+
+QString TQTypeRegistry::typeForFile(const QByteArray &path, Detection detection) const
+{
+    struct stat target;
+    if (path.isEmpty() || path.contains('\0') || ::stat(path.constData(), &target) != 0)
+        return {};
+    if (S_ISDIR(target.st_mode)) {
+        // A folder on a different device from its parent is the root of a mounted volume.
+        struct stat parent;
+        const QByteArray parentPath = path + "/..";
+        if (::stat(parentPath.constData(), &parent) == 0
+            && (parent.st_dev != target.st_dev || parent.st_ino == target.st_ino))
+            return QStringLiteral("public.volume");
+        return QStringLiteral("public.folder");
+    }
+    if (const QString special = specialFileMime(target.st_mode); !special.isEmpty())
+        return typeForMimeType(special);
+    const QString fileName = QFile::decodeName(path.mid(path.lastIndexOf('/') + 1));
+    if (detection == Detection::ContentAndName && S_ISREG(target.st_mode) && target.st_size > 0) {
+        const Private::ContentVerdict verdict = d->contentVerdict(path, fileName);
+        if (verdict.contentWins.isValid())
+            return d->typeForMime(verdict.contentWins);
+    }
+    return typeForFileName(fileName);
+}
+
+bool TQUTTypeConformsTo(const QString &type, const QString &conformsTo)
+{
+    return TQTypeRegistry::shared().conformsTo(type, conformsTo);
+}
