@@ -103,13 +103,26 @@ public:
     QString description() const;
 
 private:
+    // The list outlives the sort, so objects held by shared pointers are borrowed for it: a
+    // shared owner per element would cost two atomic operations and a cache miss each.
+    template <class T>
+    static TQKeyValueSubject subject(const std::shared_ptr<T> &element)
+    {
+        return TQKeyValueSubject(static_cast<const TQKeyValueCoding *>(element.get()));
+    }
+    template <class T>
+    static TQKeyValueSubject subject(const T &element)
+    {
+        return TQKeyValueSubject(element);
+    }
+
     template <class T>
     static QList<TQKeyValueSubject> subjects(const QList<T> &list)
     {
         QList<TQKeyValueSubject> subjects;
         subjects.reserve(list.size());
         for (const T &element : list)
-            subjects.emplace_back(element);
+            subjects.append(subject(element));
         return subjects;
     }
 
