@@ -34,7 +34,7 @@ TQKIT_EXPORT extern const QString TQBookmarksInternalPboardType;  //!< the data 
     \brief The user's ordered list of bookmarked files and folders, with separators, for a
     bookmarks menu and a bookmarks window; its saved form; its menu; its table model.
 
-    \section Entries
+    \par Entries
     An entry is a QVariantMap. A file entry holds the live file item under TQBookmarkFileKey
     (a QVariant of UWStandardFileRef), its archive record (UWStandardFile::archiveDictionary())
     under TQBookmarkArchiveKey and its title under TQBookmarkTitleKey, and may hold
@@ -43,13 +43,13 @@ TQKIT_EXPORT extern const QString TQBookmarksInternalPboardType;  //!< the data 
     Two entries are equal when they hold the same keys with equal values, file items
     compared with UWStandardFile::isEqual() (isEqualRecord()).
 
-    \section Filter
+    \par Filter
     allowedUTIs() filters by type: a file item passes when the list is empty, when it is a
     placeholder (a bookmark on an absent volume is never thrown away for its type), or when
     its resolved type conforms to one of the listed types. An entry without a file item
     passes only when the list is empty.
 
-    \section Saving
+    \par Saving
     savableBookmarks() gives a list of plain records (strings and archive records, no live
     items) that round-trips through QSettings and the archived-value helpers;
     setBookmarksFromSavableBookmarks() brings such a list back, and also the two older forms
@@ -70,20 +70,24 @@ TQKIT_EXPORT extern const QString TQBookmarksInternalPboardType;  //!< the data 
     TQUserDefaultsUtilities::keyedUnarchiveObjectForKey() of a map or QSettings holding the
     bytes under a key, then .toList(), then setBookmarksFromSavableBookmarks().
 
-    \section Signals
+    \par Signals
     bookmarksChanged() (TQBookmarksChangedNotification) follows setBookmarks(),
     setBookmarksFromSavableBookmarks(), addFiles(), addSeparatorAtIndex(), removeItems(),
     removeItemAtIndex(), a title edited in the table and an accepted drop. refreshBookmarks(),
     savableBookmarks() and validateMenuItem() change entries in place without it.
 
-    \section Threads
+    \par Threads
     The GUI thread only; allowedUTIs and separatorString alone may be read and set from any
     thread.
+
+    \ingroup bookmarks
 */
 class TQKIT_EXPORT TQBookmarksController : public QObject
 {
     Q_OBJECT
+    //! The types a file must conform to (see Filter); empty lets every file in.
     Q_PROPERTY(QStringList allowedUTIs READ allowedUTIs WRITE setAllowedUTIs)
+    //! The text a separator row shows in the table.
     Q_PROPERTY(QString separatorString READ separatorString WRITE setSeparatorString)
 
 public:
@@ -94,6 +98,7 @@ public:
 
     //! A deep copy of the list: changing it leaves the controller's list alone.
     QVariantList bookmarks() const;
+    //! The number of entries, separators included.
     qsizetype bookmarksCount() const;
     //! Replaces the list with the entries of \a bookmarks (live form) that pass the filter;
     //! elements that are not records are left out.
@@ -126,9 +131,13 @@ public:
     //! Inserts a separator at \a index (TQNotFound: at the end).
     void addSeparatorAtIndex(qsizetype index = TQNotFound);
 
+    //! The filter's types (see Filter); empty by default.
     QStringList allowedUTIs() const;
+    //! Sets the filter's types; entries already in the list stay.
     void setAllowedUTIs(const QStringList &types);
+    //! The text a separator row shows.
     QString separatorString() const;
+    //! Sets the text a separator row shows; the table's separator rows change with it.
     void setSeparatorString(const QString &text);
 
     //! True when the two records hold the same keys with equal values (file items by
@@ -146,7 +155,9 @@ public:
         entry (in the action's data and in the list).
     */
     //@{
+    //! One action per entry, children of \a parent (see Menu).
     QList<QAction *> menuItemsForBookmarks(QObject *parent = nullptr);
+    //! Enables \a item when its file can be reached now; returns whether it is enabled.
     bool validateMenuItem(QAction *item);
     //@}
 
@@ -158,6 +169,7 @@ public:
         their own views.
     */
     //@{
+    //! The table model over the live list; the controller owns it.
     TQBookmarksModel *model();
 
     //! Where a drop lands relative to its row.

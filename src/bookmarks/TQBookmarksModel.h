@@ -36,20 +36,29 @@ class TQBookmarksController;
     separator text) as dataChanged() naming the roles affected. Only replacing the whole list
     (TQBookmarksController::setBookmarks(), setBookmarksFromSavableBookmarks()) resets the
     model. The model follows the controller's thread rule: the GUI thread only.
+
+    \ingroup bookmarks
 */
 class TQKIT_EXPORT TQBookmarksModel : public QAbstractTableModel
 {
     Q_OBJECT
 
 public:
+    //! The model's own item data roles, beside Qt's.
     enum Roles {
         BookmarkDictRole = Qt::UserRole + 1, //!< the entry, or the separator text
         IsSeparatorRole,                     //!< bool
         ColumnIdentifierRole,                //!< of headerData(): "bookmarkDict"
     };
 
+    //! The controller that made and owns the model.
     TQBookmarksController *controller() const;
 
+    //! \name Reimplemented from QAbstractItemModel
+    //! The table described above, as QAbstractItemModel documents each function.
+    //!@{
+
+    //! The model's side of QAbstractItemModel, as the class description tells it.
     int rowCount(const QModelIndex &parent = {}) const override;
     int columnCount(const QModelIndex &parent = {}) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
@@ -66,6 +75,7 @@ public:
                       const QModelIndex &parent) override;
     Qt::DropActions supportedDropActions() const override;
     Qt::DropActions supportedDragActions() const override;
+    //!@}
 
 private:
     friend class TQBookmarksController;
