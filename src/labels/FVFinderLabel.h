@@ -30,6 +30,8 @@ class QPainter;
     A label outside 0..7 makes the drawing members throw TQInvalidParameterException
     ("label >= 0 && label < 8"), and a null painter throws it with "NULL != context", before
     anything is drawn. The class has only static members.
+
+    \ingroup labels
 */
 class TQKIT_EXPORT FVFinderLabel
 {

@@ -18,24 +18,30 @@
     FVIntegerKeyDictionaryCallBacks is the one instance; FVIntegerKeyHash and
     FVIntegerKeyEqual are the same rules as function objects, and FVIntegerKeyDictionary<V>
     the map they make. All of them are stateless and may be used from any thread.
+
+    \ingroup labels
 */
 struct FVIntegerKeyCallBacks
 {
-    bool (*equal)(qintptr a, qintptr b);
-    size_t (*hash)(qintptr key);
-    QString (*copyDescription)(qintptr key);
+    bool (*equal)(qintptr a, qintptr b);     //!< true when \a a and \a b are the same integer
+    size_t (*hash)(qintptr key);             //!< the key's own value
+    QString (*copyDescription)(qintptr key); //!< the key in decimal
 };
 
 //! The callbacks of integer keys.
 extern TQKIT_EXPORT const FVIntegerKeyCallBacks FVIntegerKeyDictionaryCallBacks;
 
+//! The hash of integer keys, as a function object for standard containers.
 struct FVIntegerKeyHash
 {
+    //! The key's own value.
     size_t operator()(qintptr key) const noexcept { return static_cast<size_t>(key); }
 };
 
+//! The equality of integer keys, as a function object for standard containers.
 struct FVIntegerKeyEqual
 {
+    //! True when the two keys are the same integer.
     bool operator()(qintptr a, qintptr b) const noexcept { return a == b; }
 };
 

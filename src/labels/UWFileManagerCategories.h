@@ -20,6 +20,8 @@
     Every function throws TQInvalidParameterException ("label >= 0 && label < 8") for a label
     outside 0..7, as an out-of-range index is a programming error of the caller. The table is
     constant: every function is reentrant and may be called from any thread.
+
+    \ingroup labels
 */
 namespace UWFileManagerCategories {
 

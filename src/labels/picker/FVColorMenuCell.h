@@ -18,13 +18,18 @@ class QWidget;
     The tag is the label index (0 no label, 1 Gray, ... 7 Orange); tag 0 is drawn as a cross.
     A cell is not a widget: the matrix owns its cells and hands each its frame when painting.
     GUI thread only, like the drawing of FVFinderLabel it uses.
+
+    \ingroup labels
 */
 class TQKIT_EXPORT FVColorMenuCell
 {
 public:
+    //! A cell for label \a tag.
     explicit FVColorMenuCell(int tag = 0) : m_tag(tag) {}
 
+    //! The label index the cell stands for.
     int tag() const { return m_tag; }
+    //! Makes the cell stand for label \a tag.
     void setTag(int tag) { m_tag = tag; }
 
     /*!

@@ -25,14 +25,18 @@ TQKIT_EXPORT extern const char *const FVColorNameUpdateNotification;
 
     Every matrix posts through it with itself as the object; every picker listens and reacts
     only to its own matrix, so that several pickers can be alive at once. GUI thread only.
+
+    \ingroup labels
 */
 class TQKIT_EXPORT FVColorNameUpdateNotifier : public QObject
 {
     Q_OBJECT
 public:
+    //! The notifier, made on first use; it lives as long as the process.
     static FVColorNameUpdateNotifier *instance();
 
 signals:
+    //! The boxed swatch of \a matrix changed (FVColorNameUpdateNotification).
     void colorNameUpdate(FVColorMenuMatrix *matrix);
 
 private:
@@ -58,27 +62,39 @@ private:
     mouse event.
 
     GUI thread only. Never takes keyboard focus.
+
+    \ingroup labels
 */
 class TQKIT_EXPORT FVColorMenuMatrix : public QWidget
 {
     Q_OBJECT
+    //! The label indices of the cells, row by row, separated by spaces.
     Q_PROPERTY(QString labelOrder READ labelOrder WRITE setLabelOrder)
+    //! The number of columns of the grid.
     Q_PROPERTY(int columns READ numberOfColumns WRITE setColumns)
+    //! The size of one cell in logical pixels.
     Q_PROPERTY(QSize cellSize READ cellSize WRITE setCellSize)
 
 public:
+    //! An empty grid; the Designer file sets its properties.
     explicit FVColorMenuMatrix(QWidget *parent = nullptr);
     ~FVColorMenuMatrix() override;
 
     //! The label indices of the cells, row by row, separated by spaces. Words that are not a
     //! label index 0..7 are left out (and logged at debug level in "tqkit.ui").
     QString labelOrder() const;
+    //! Makes one cell per label index of \a order (see labelOrder()).
     void setLabelOrder(const QString &order);
+    //! Lays the cells out in \a columns columns.
     void setColumns(int columns);
+    //! The size of one cell in logical pixels.
     QSize cellSize() const { return m_cellSize; }
+    //! Sets the size of one cell in logical pixels.
     void setCellSize(const QSize &size);
 
+    //! The number of rows the cells fill.
     int numberOfRows() const;
+    //! The number of columns of the grid.
     int numberOfColumns() const { return m_columns; }
     //! The cell at \a row, \a column, or null outside the grid or past the last cell.
     const FVColorMenuCell *cellAtRow(int row, int column) const;
@@ -92,7 +108,9 @@ public:
     //! pixel, with its edges on device pixels.
     QRectF boxRectForCellAtRow(int row, int column) const;
 
+    //! The row of the boxed cell, -1 for none.
     int boxedRow() const { return m_boxedRow; }
+    //! The column of the boxed cell, -1 for none.
     int boxedColumn() const { return m_boxedColumn; }
     //! Boxes the cell at \a row, \a column (-1, -1 for none), repaints and posts
     //! FVColorNameUpdateNotification. Ignored while disabled.
@@ -106,15 +124,20 @@ public:
 
     //! The selected cell (the one picked last), or null.
     const FVColorMenuCell *selectedCell() const;
+    //! The row of the selected cell, -1 for none.
     int selectedRow() const { return m_selectedRow; }
+    //! The column of the selected cell, -1 for none.
     int selectedColumn() const { return m_selectedColumn; }
     //! Selects the cell whose tag is \a tag; false (and nothing selected) if none has it.
     bool selectCellWithTag(int tag);
+    //! Leaves no cell selected.
     void deselectAllCells();
     //! Picks the cell at \a row, \a column as a click on it would: selects it and emits
     //! cellActivated(). Ignored outside the grid or while disabled.
     void performClickOnCell(int row, int column);
+    //! True when the boxed cell is the selected one (both none counts).
     bool _isBoxedCellSelected() const;
+    //! True when the cell at row 0, column 0 is the selected one.
     bool _isFirstCellSelected() const;
 
     /*!
@@ -132,10 +155,14 @@ public:
 
     //! Starts hover tracking over every cell; removeTrackingAreas() stops it.
     void rebuildTrackingAreas();
+    //! Stops hover tracking.
     void removeTrackingAreas();
+    //! True while hover tracking is on.
     bool isTracking() const { return m_tracking; }
 
+    //! The grid's size: columns and rows of cellSize().
     QSize sizeHint() const override;
+    //! The same as sizeHint(): the grid does not shrink.
     QSize minimumSizeHint() const override;
 
 signals:
@@ -143,12 +170,18 @@ signals:
     void cellActivated(int row, int column);
 
 protected:
+    //! \name Reimplemented from QWidget
+    //! Painting, hovering and clicking as the class description tells.
+    //!@{
+
+    //! Draws the swatches, the outlines of the selected labels and the box.
     void paintEvent(QPaintEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
     void leaveEvent(QEvent *event) override;
     void changeEvent(QEvent *event) override;
+    //!@}
 
 private:
     void postNameUpdate();

@@ -45,6 +45,8 @@ class QMenu;
     label, with a press action.
 
     GUI thread only. The picker owns its parts (children).
+
+    \ingroup labels
 */
 class TQKIT_EXPORT FVColorMenuView : public QWidget
 {
@@ -75,16 +77,21 @@ public:
     //! The label of the selected swatch. Throws TQInvalidParameterException
     //! ("nil != [_matrix selectedCell]") when none is selected.
     int selectedTag() const;
+    //! The same as selectedTag().
     int tag() const { return selectedTag(); }
 
+    //! The grid of swatches (a child of the picker), or null for a picker without parts.
     FVColorMenuMatrix *matrix() const { return _matrix; }
+    //! The caption "Label:" (a child of the picker), or null.
     QLabel *labelField() const { return _labelField; }
+    //! The field naming the boxed swatch (a child of the picker), or null.
     QLabel *labelNameField() const { return _labelNameField; }
 
     //! The menu action the picker stands for: the one set with setMenuAction() (an
     //! FVColorMenuAction sets itself), else the QWidgetAction of the enclosing menu whose
     //! default widget this is; null outside a menu.
     QWidgetAction *menuAction() const;
+    //! Makes \a action (held weakly) the menu action the picker triggers.
     void setMenuAction(QWidgetAction *action);
 
 signals:
@@ -92,9 +99,13 @@ signals:
     void labelPicked(int label);
 
 protected:
+    //! Finds the parts a form made by their object names and connects them.
     void awakeFromNib();
+    //! Enables the parts and fetches the selection's labels (see above).
     void showEvent(QShowEvent *event) override;
+    //! Disables the parts.
     void hideEvent(QHideEvent *event) override;
+    //! Handles Left, Right, Return and Enter while the picker's row is active in its menu.
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
@@ -119,22 +130,31 @@ private:
 
     Connect to triggered(), or give it an action name with TQResponderUtilities::setAction();
     tag() then says which label was picked. GUI thread only.
+
+    \ingroup labels
 */
 class TQKIT_EXPORT FVColorMenuAction : public QWidgetAction
 {
     Q_OBJECT
 
 public:
-    enum Variant { Normal, Small };
+    //! Which layout the pickers get.
+    enum Variant {
+        Normal, //!< caption above the swatches, the name below (FVColorMenuView::menuView())
+        Small,  //!< caption, swatches and name on one line (FVColorMenuView::menuViewSmall())
+    };
 
+    //! An action whose pickers have the layout \a variant.
     explicit FVColorMenuAction(QObject *parent = nullptr, Variant variant = Normal);
     ~FVColorMenuAction() override;
 
+    //! The layout of the pickers.
     Variant variant() const { return m_variant; }
     //! The label picked last in any of this action's pickers, or -1 before the first pick.
     int tag() const { return m_tag; }
 
 protected:
+    //! A new picker of variant() for a menu, owned by \a parent.
     QWidget *createWidget(QWidget *parent) override;
 
 private:
