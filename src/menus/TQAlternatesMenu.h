@@ -39,15 +39,17 @@ class QMenu;
     While the menu is closed every variant is visible, so that the shortcuts of all variants
     work from a window the host added them to (Qt disables the shortcut of a hidden action).
 
-    \section Desktops that keep a modifier
+    \par Desktops that keep a modifier
     Where the desktop grabs a modifier for itself (Meta, the "Super" key, on many Wayland
     sessions), the menu never hears it: the variants that need it (the alias items of the drop
     menu, Ctrl+Meta) cannot be shown or reached by keys there. A host offers them another way,
     for instance by adding groups()' variants to a menu of their own.
 
-    \section Ownership and threads
+    \par Ownership and threads
     The object is a child of its menu (forMenu() makes it on first use) and holds the actions
     weakly. GUI thread only.
+
+    \ingroup menus
 */
 class TQKIT_EXPORT TQAlternatesMenu : public QObject
 {
@@ -70,12 +72,15 @@ public:
 
     //! The modifier mask of a variant (Cocoa's keyEquivalentModifierMask): Ctrl by default.
     static void setModifierMask(QAction *action, Qt::KeyboardModifiers mask);
+    //! The modifier mask setModifierMask() gave \a action, else Ctrl.
     static Qt::KeyboardModifiers modifierMask(const QAction *action);
     //! Marks \a action as an alternate (a variant that is not the primary of its group).
     static void setAlternate(QAction *action, bool alternate);
+    //! True when setAlternate() marked \a action as an alternate.
     static bool isAlternate(const QAction *action);
 
 protected:
+    //! Watches the menu's showing and its modifier and shortcut keys (see above).
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:

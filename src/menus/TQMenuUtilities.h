@@ -19,13 +19,13 @@ class QMenu;
     \namespace TQMenuUtilities
     \brief The file menus of a browser: "Open With" and "Drop Locations".
 
-    \section Ownership
+    \par Ownership
     Every menu the library builds is returned as a \c std::unique_ptr<QMenu> with no parent:
     the caller owns it. Submenus inside it are its children, and its actions belong to it.
     To nest a menu into a menu of the host, hand it over with addSubmenu(), which makes the
     host's menu its owner.
 
-    \section Actions
+    \par Actions
     Items carry an action name and no receiver (TQResponderUtilities::setAction()): a
     triggered item reaches the first object of the responder chain with a Q_INVOKABLE method
     of that name taking the QAction, e.g.
@@ -36,7 +36,7 @@ class QMenu;
     (read it with TQFile::itemFromValue()). Titles are the items' display names with "&"
     doubled, so Qt shows them as they are instead of making a mnemonic of them.
 
-    \section Shortcuts
+    \par Shortcuts
     Shortcuts follow the library's modifier mapping: Command = Ctrl, Option = Alt,
     Control = Meta. They show in the menu (setShortcutVisibleInContextMenu()). Qt fires the
     shortcut of an action only when the action is in a window: for Ctrl+Alt+O or Ctrl+1 to
@@ -45,10 +45,12 @@ class QMenu;
     menu again when the selection changes. While the drop menu is open, it handles its digit
     keys itself (TQAlternatesMenu).
 
-    \section Threads and cost
+    \par Threads and cost
     GUI thread only. The Open With menu asks GIO (through TQApplications) for the applications
     of the first file's type and reads their desktop entries and icons; GIO scans the applications folders on the first
     look-up of the process, which warmUpApplications() can do ahead on another thread.
+
+    \ingroup menus
 */
 namespace TQMenuUtilities {
 
@@ -80,6 +82,8 @@ TQKIT_EXPORT std::unique_ptr<QMenu> menuFromDescription(const TQMenuDescription 
 
 /*!
     Choices beyond the plain drop menu, all off by default.
+
+    \ingroup menus
 */
 struct TQKIT_EXPORT DropMenuOptions
 {
