@@ -33,15 +33,16 @@ class TQActivityItemsModel;
 
     The keys an item answers through valueForKey(): TitleKey, ProgressKey, StartDateKey and
     ShouldCancelKey for the fields below, and any key the host set with setValue().
+
+    \ingroup ui
 */
 class TQKIT_EXPORT TQActivityItem : public TQKeyValueCoding
 {
 public:
-    //! "title", "progress", "startDate", "shouldCancel".
-    static const QString TitleKey;
-    static const QString ProgressKey;
-    static const QString StartDateKey;
-    static const QString ShouldCancelKey;
+    static const QString TitleKey;        //!< "title"
+    static const QString ProgressKey;     //!< "progress"
+    static const QString StartDateKey;    //!< "startDate"
+    static const QString ShouldCancelKey; //!< "shouldCancel"
 
     //! An item that starts now (UTC), with an empty title and nothing done yet.
     TQActivityItem();
@@ -50,7 +51,9 @@ public:
     TQActivityItem(const TQActivityItem &) = delete;
     TQActivityItem &operator=(const TQActivityItem &) = delete;
 
+    //! The text the row shows above its bar.
     QString title() const;
+    //! Sets the title; the row follows.
     void setTitle(const QString &title);
 
     /*!
@@ -59,14 +62,17 @@ public:
         given; the display clamps what it draws.
     */
     double progress() const;
+    //! Sets the fraction done (see progress()); the row follows.
     void setProgress(double fraction);
 
     //! When the task began; the time-remaining estimate is measured from it.
     QDateTime startDate() const;
+    //! Sets when the task began.
     void setStartDate(const QDateTime &startDate);
 
     //! Whether the user asked the task to stop. The worker reads it; see the class notes.
     bool shouldCancel() const;
+    //! Asks the task to stop (the stop button does this) or takes the request back.
     void setShouldCancel(bool shouldCancel);
 
     //! A host value under \a key (the fields above answer their own keys too).

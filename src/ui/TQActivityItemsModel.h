@@ -22,12 +22,15 @@
 
     Thread rules: the model is a GUI-thread object, except content(), which may be called from
     any thread and gives a snapshot. The items it holds follow their own rules (TQActivityItem).
+
+    \ingroup ui
 */
 class TQKIT_EXPORT TQActivityItemsModel : public QAbstractListModel
 {
     Q_OBJECT
 
 public:
+    //! The model's own item data roles, beside Qt::DisplayRole (the title).
     enum Role {
         //! The TQActivityItemRef of the row.
         ItemRole = Qt::UserRole + 1,
@@ -46,6 +49,7 @@ public:
     //! Every row is this tall (Qt::SizeHintRole), in device-independent pixels.
     static constexpr int RowHeight = 80;
 
+    //! An empty list.
     explicit TQActivityItemsModel(QObject *parent = nullptr);
     ~TQActivityItemsModel() override;
 
@@ -69,10 +73,15 @@ public:
     //! The row of \a item, or -1.
     int rowOf(const TQActivityItem *item) const;
 
+    //! \name Reimplemented from QAbstractItemModel
+    //!@{
+
+    //! The list as a flat model: one row per item, the roles above.
     int rowCount(const QModelIndex &parent = QModelIndex()) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
     Qt::ItemFlags flags(const QModelIndex &index) const override;
     QHash<int, QByteArray> roleNames() const override;
+    //!@}
 
 private:
     friend class TQActivityItem;

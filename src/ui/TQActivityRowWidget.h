@@ -28,15 +28,19 @@ class QToolButton;
     The stop button emits cancelRequested(); the controller answers with cancelItem().
 
     GUI thread only.
+
+    \ingroup ui
 */
 class TQKIT_EXPORT TQActivityRowWidget : public QWidget
 {
     Q_OBJECT
 
 public:
+    //! A row with the default parts (the Designer layout) and no item yet.
     explicit TQActivityRowWidget(QWidget *parent = nullptr);
     ~TQActivityRowWidget() override;
 
+    //! The item the row shows, or null before setItem().
     TQActivityItemRef item() const;
     //! Shows \a item and refreshes the row.
     void setItem(const TQActivityItemRef &item);
@@ -48,11 +52,16 @@ public:
     */
     virtual void refresh();
 
-    //! The parts of the default row, for a subclass or a test; null in none.
+    //! \name Parts of the default row
+    //! Children of the row, for a subclass or a test; null in a row made with NoDefaultLayout.
+    //!@{
+
+    //! The part named by the function, owned by the row; null in a row without default parts.
     QLabel *titleLabel() const;
     QProgressBar *progressBar() const;
     QLabel *timeLeftLabel() const;
     QToolButton *cancelButton() const;
+    //!@}
 
 Q_SIGNALS:
     //! The user pressed the stop button.
@@ -61,8 +70,10 @@ Q_SIGNALS:
 protected:
     //! For a subclass that builds its own layout: no default parts are made.
     struct NoDefaultLayout {};
+    //! A row without parts, for a subclass that lays out its own.
     TQActivityRowWidget(NoDefaultLayout, QWidget *parent);
 
+    //! Follows palette and language changes (the stop icon, the texts).
     void changeEvent(QEvent *event) override;
 
 private:

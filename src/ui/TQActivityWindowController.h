@@ -69,6 +69,8 @@ class TQActivityRowWidget;
     Thread rules: the controller and its window are GUI-thread objects. The items are shared
     with the workers and follow their own rules (TQActivityItem); items() may be read from
     any thread.
+
+    \ingroup ui
 */
 class TQKIT_EXPORT TQActivityWindowController : public QObject
 {
@@ -91,7 +93,9 @@ public:
     explicit TQActivityWindowController(QObject *delegate = nullptr, QObject *parent = nullptr);
     ~TQActivityWindowController() override;
 
+    //! The object the window works for (held weakly), or null.
     QObject *delegate() const;
+    //! Makes \a delegate (held weakly) the object the window works for.
     void setDelegate(QObject *delegate);
 
     //! The items in row order (a snapshot; any thread).
@@ -169,10 +173,12 @@ public:
     //! How long a task must be listed before the window first appears; 0 (the default) shows
     //! it at once. A window already on screen is brought forward at once whatever the delay.
     std::chrono::milliseconds showDelay() const;
+    //! Sets the show delay (see showDelay()).
     void setShowDelay(std::chrono::milliseconds delay);
 
     //! Whether the window appears without taking the keyboard focus (default false).
     bool showWithoutActivating() const;
+    //! Sets whether the window appears without taking the keyboard focus.
     void setShowWithoutActivating(bool withoutActivating);
 
     /*!
@@ -186,6 +192,7 @@ public:
         both on the launcher. A session without a bus is logged once at debug level.
     */
     QString launcherDesktopId() const;
+    //! Sets the launcher's desktop entry (see launcherDesktopId()).
     void setLauncherDesktopId(const QString &desktopId);
 
     /*!
@@ -212,6 +219,7 @@ Q_SIGNALS:
     void windowClosed();
 
 protected:
+    //! Saves the window's frame when it moves, resizes or changes state on screen.
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:

@@ -16,13 +16,17 @@
     left, so the view changes nothing of QWidget's drawing or layout: it only says so, through
     isFlipped() and the read-only property "flipped", for code that asks a container which way
     its coordinates run. GUI thread only, like every widget; owned by its parent.
+
+    \ingroup ui
 */
 class TQKIT_EXPORT TQFlippedView : public QWidget
 {
     Q_OBJECT
+    //! The property of isFlipped().
     Q_PROPERTY(bool flipped READ isFlipped CONSTANT)
 
 public:
+    //! An empty container, owned by \a parent.
     explicit TQFlippedView(QWidget *parent = nullptr);
     ~TQFlippedView() override;
 

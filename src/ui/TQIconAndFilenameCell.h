@@ -44,62 +44,82 @@
     link (UWStandardFile::isRealFile() false), TQImageUtilities::aliasBadge() is laid over the
     icon. A cell without an icon keeps no room for one.
 
-    \section Threads
+    \par Threads
     GUI thread only, like every delegate. paint() changes the cell's state.
+
+    \ingroup ui
 */
 class TQKIT_EXPORT TQIconAndFilenameCell : public TQVerticalCenterTextCell
 {
     Q_OBJECT
+    //! The property of fileIconSize() and setFileIconSize().
     Q_PROPERTY(QSizeF fileIconSize READ fileIconSize WRITE setFileIconSize)
+    //! The property of iconAndNameGap() and setIconAndNameGap().
     Q_PROPERTY(qreal iconAndNameGap READ iconAndNameGap WRITE setIconAndNameGap)
+    //! The property of leftSpacing() and setLeftSpacing().
     Q_PROPERTY(qreal leftSpacing READ leftSpacing WRITE setLeftSpacing)
+    //! The property of icon() and setIcon().
     Q_PROPERTY(QIcon icon READ icon WRITE setIcon)
+    //! The property of imageKeyPath() and setImageKeyPath().
     Q_PROPERTY(QString imageKeyPath READ imageKeyPath WRITE setImageKeyPath)
+    //! The property of fileKeyPath() and setFileKeyPath().
     Q_PROPERTY(QString fileKeyPath READ fileKeyPath WRITE setFileKeyPath)
+    //! The property of textKeyPath() and setTextKeyPath().
     Q_PROPERTY(QString textKeyPath READ textKeyPath WRITE setTextKeyPath)
+    //! The property of objectRole() and setObjectRole().
     Q_PROPERTY(int objectRole READ objectRole WRITE setObjectRole)
 
 public:
+    //! A cell with the default key paths, icon size and spacing, and no icon.
     explicit TQIconAndFilenameCell(QObject *parent = nullptr);
     ~TQIconAndFilenameCell() override;
 
     //! The file item the cell shows; null when it shows none.
     UWStandardFileRef representedFileItem() const;
+    //! Sets what representedFileItem() answers.
     void setRepresentedFileItem(const UWStandardFileRef &item);
 
     //! The size the icon is drawn at; 16×16 by default. A negative or non-finite side counts as 0.
     QSizeF fileIconSize() const;
+    //! Sets what fileIconSize() answers.
     void setFileIconSize(const QSizeF &size);
     //! The room between the icon and the text; 3 by default. A non-finite value counts as 0.
     qreal iconAndNameGap() const;
+    //! Sets what iconAndNameGap() answers.
     void setIconAndNameGap(qreal gap);
     //! The room between the cell's left edge and its content; 3 by default. A non-finite value
     //! counts as 0.
     qreal leftSpacing() const;
+    //! Sets what leftSpacing() answers.
     void setLeftSpacing(qreal spacing);
 
     //! The icon the cell shows; a null icon shows none and takes no room.
     QIcon icon() const;
+    //! Sets what icon() answers.
     void setIcon(const QIcon &icon);
 
     //! The key path from the row's object to its icon; "fileIcon" by default, empty for none.
     QString imageKeyPath() const;
+    //! Sets what imageKeyPath() answers.
     void setImageKeyPath(const QString &keyPath);
     //! The key path from the row's object to its file item; empty by default: the object is
     //! the item.
     QString fileKeyPath() const;
+    //! Sets what fileKeyPath() answers.
     void setFileKeyPath(const QString &keyPath);
     //! The key path from the row's object to its text; "displayName" by default, empty for none.
     QString textKeyPath() const;
+    //! Sets what textKeyPath() answers.
     void setTextKeyPath(const QString &keyPath);
     //! The model role that holds each row's object; Qt::DisplayRole by default.
     int objectRole() const;
+    //! Sets what objectRole() answers.
     void setObjectRole(int role);
 
     /*!
         Sets the cell's state from \a object:
 
-        \list 1
+        \list
         \li A null value, or one that is neither a file item (of TQFile) nor a QVariantMap,
             sets the text to \a object's text (QVariant::toString()) and nothing else: the
             file item and the icon stay as they were.

@@ -26,6 +26,8 @@ class QTreeView;
     whole rows.
 
     GUI thread only. A null view, or one without a model or selection model, has no rows.
+
+    \ingroup ui
 */
 namespace TQOutlineViewUtilities {
 
@@ -54,6 +56,7 @@ TQKIT_EXPORT void expandAllItems(QTreeView *self);
     \a byExtendingSelection false leaves nothing selected.
 */
 TQKIT_EXPORT void selectItems(QTreeView *self, const QModelIndexList &items, bool byExtendingSelection);
+//! \overload
 TQKIT_EXPORT void selectItems(QTreeView *self, const QList<QPersistentModelIndex> &items,
                               bool byExtendingSelection);
 

@@ -44,6 +44,8 @@ class QWidget;
 
     Everything here is GUI-thread only. Delegates are held weakly (a QPointer): a destroyed
     delegate simply drops out of the chain.
+
+    \ingroup ui
 */
 namespace TQResponderUtilities {
 
@@ -70,10 +72,12 @@ TQKIT_EXPORT bool sendAction(QAction *menuAction);
 /*! The object that stands behind \a window in the chain (Cocoa's window delegate): typically
     the controller that owns the window's content. Held weakly. */
 TQKIT_EXPORT void setWindowDelegate(QWidget *window, QObject *delegate);
+//! The delegate setWindowDelegate() gave \a window, or null.
 TQKIT_EXPORT QObject *windowDelegate(const QWidget *window);
 
 /*! The last object of the chain, after the QApplication itself. Held weakly. */
 TQKIT_EXPORT void setApplicationDelegate(QObject *delegate);
+//! The delegate setApplicationDelegate() gave, or null.
 TQKIT_EXPORT QObject *applicationDelegate();
 
 /*! The key window: the active window (QApplication::activeWindow()), or null. */
@@ -102,6 +106,8 @@ TQKIT_EXPORT void inspectResponderChain();
 
 /*!
     The application's target search (the name is spelled so).
+
+    \ingroup ui
 */
 namespace TQApplicationUtilites {
 

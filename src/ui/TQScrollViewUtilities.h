@@ -10,6 +10,8 @@ class QAbstractScrollArea;
 /*!
     \namespace TQScrollViewUtilities
     \brief Scrolling a scroll area by a distance. GUI thread only.
+
+    \ingroup ui
 */
 namespace TQScrollViewUtilities {
 

@@ -33,8 +33,10 @@
 
     Text is laid out left to right.
 
-    \section Threads
+    \par Threads
     GUI thread only, like every delegate. paint() changes the cell's state.
+
+    \ingroup ui
 */
 class TQKIT_EXPORT TQVerticalCenterTextCell : public QStyledItemDelegate
 {
@@ -49,11 +51,13 @@ public:
     };
     Q_ENUM(Hit)
 
+    //! A cell with no text and no font of its own.
     explicit TQVerticalCenterTextCell(QObject *parent = nullptr);
     ~TQVerticalCenterTextCell() override;
 
     //! The text the cell shows; empty by default.
     QString stringValue() const;
+    //! Sets what stringValue() answers.
     void setStringValue(const QString &text);
 
     //! The font set with setFont(); else the application's font, which views use unless told
@@ -61,6 +65,7 @@ public:
     QFont font() const;
     //! True when a font was set; paint() then uses it instead of the row's.
     bool hasFont() const;
+    //! Draws the text in \a font from now on, whatever the row's font.
     void setFont(const QFont &font);
     //! Goes back to the row's font.
     void resetFont();
@@ -88,6 +93,7 @@ public:
     */
     virtual Hit hitTest(const QPointF &position, const QRectF &cellFrame) const;
 
+    //! Draws the row's text centred vertically in titleRectForBounds() of the row.
     void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override;
     //! The style's size for an item of the cell's text alone (no decoration, no check box);
     //! the model's Qt::SizeHintRole when it gives one.

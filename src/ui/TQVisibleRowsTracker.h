@@ -41,6 +41,8 @@ class QAbstractItemView;
     GUI thread only, like the view. The tracker is a child of the view by default and stops by
     itself when the view is destroyed. After QAbstractItemView::setModel or setRootIndex, call
     refresh() (neither has a signal).
+
+    \ingroup ui
 */
 class TQKIT_EXPORT TQVisibleRowsTracker : public QObject
 {
@@ -50,9 +52,9 @@ public:
     /*! A run of sibling rows, \a first to \a last inclusive, under \a parent. */
     struct Range
     {
-        QPersistentModelIndex parent;
-        int first = -1;
-        int last = -1;
+        QPersistentModelIndex parent; //!< the rows' parent (invalid for top-level rows)
+        int first = -1;               //!< the first row of the run
+        int last = -1;                //!< the last row of the run
 
         friend bool operator==(const Range &, const Range &) = default;
     };
@@ -61,10 +63,12 @@ public:
     explicit TQVisibleRowsTracker(QAbstractItemView *view, QObject *parent = nullptr);
     ~TQVisibleRowsTracker() override;
 
+    //! The view tracked (held weakly: null once it is destroyed).
     QAbstractItemView *view() const;
 
     /*! Rows beyond each end of the visible ones that count as visible (0 by default). */
     int margin() const;
+    //! Sets the margin (see margin()) and asks for an update.
     void setMargin(int rows);
 
     /*! The visible rows (with the margin) as of the last update, in display order. */
@@ -74,8 +78,10 @@ public:
         The first and last rows under the view's root index that ranges() covers, itself or
         through a descendant (a tree's top-level rows); -1 when it covers nothing.
     */
+    //!@{
     int firstRow() const;
     int lastRow() const;
+    //!@}
 
     /*! Whether \a index's row is in ranges() (any column). */
     bool isVisible(const QModelIndex &index) const;
@@ -91,6 +97,7 @@ Q_SIGNALS:
     void visibleRowsChanged();
 
 protected:
+    //! Watches the view's scrolling, resizing and showing to ask for updates.
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:

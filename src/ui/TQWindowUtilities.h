@@ -14,6 +14,8 @@ class QWidget;
     \brief Free functions over a top-level window (a QWidget that is a window).
 
     GUI thread only. A widget that is not itself a window stands for the window it lies in.
+
+    \ingroup ui
 */
 namespace TQWindowUtilities {
 
