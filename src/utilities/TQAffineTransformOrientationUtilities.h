@@ -12,19 +12,20 @@
     \brief The rotation that draws a picture of a given EXIF orientation upright.
 
     Pure functions; callable from any thread.
+
+    \ingroup utilities
 */
 namespace TQAffineTransformOrientationUtilities {
 
 /*!
     A new transform holding only the rotation for \a orientation:
 
-    \table
-    \header \li orientation \li \a flipped false \li \a flipped true
-    \row \li 3 \li rotate(180) \li rotate(180)
-    \row \li 6 \li rotate(-90) \li rotate(90)
-    \row \li 8 \li rotate(90) \li rotate(-90)
-    \row \li 1, 2, 4, 5, 7, anything else \li identity \li identity
-    \endtable
+    | orientation | \a flipped false | \a flipped true |
+    |---|---|---|
+    | 3 | rotate(180) | rotate(180) |
+    | 6 | rotate(-90) | rotate(90) |
+    | 8 | rotate(90) | rotate(-90) |
+    | 1, 2, 4, 5, 7, anything else | identity | identity |
 
     QTransform::rotate(a) maps (1, 0) to (cos a, sin a). In coordinates whose y grows upwards
     a positive angle turns counter-clockwise on the screen; in coordinates whose y grows

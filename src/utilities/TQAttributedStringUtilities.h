@@ -35,6 +35,8 @@ class QTextDocument;
 
     The plain-text function is reentrant (QFontMetricsF may be used from any thread once a
     QGuiApplication exists); the document function is for the thread that owns the document.
+
+    \ingroup utilities
 */
 namespace TQAttributedStringUtilities {
 

@@ -15,6 +15,8 @@ class QRectF;
 
     For the thread that owns the painter (a painter on a QImage may be used off the GUI
     thread; a painter on a widget may not).
+
+    \ingroup utilities
 */
 namespace TQBezierPathUtilities {
 

@@ -54,6 +54,8 @@
     is a new value the caller owns. Cost: one allocation per non-empty container, plus one per
     borrowed string (copyDeep) or per string and byte array (copyDeepMutable); recursion at
     most maximumDepth deep.
+
+    \ingroup utilities
 */
 namespace TQCopyDeep {
 

@@ -14,6 +14,8 @@
 
     Reentrant; may be called from any thread, provided the translators of the application are
     not being installed or removed at the same time (QCoreApplication's own rule). Constant cost.
+
+    \ingroup utilities
 */
 namespace TQDateUtilities {
 

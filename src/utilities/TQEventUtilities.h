@@ -17,6 +17,8 @@
     modifiers of the last input event it delivered.
 
     GUI thread only; a QGuiApplication must exist.
+
+    \ingroup utilities
 */
 namespace TQEventUtilities {
 

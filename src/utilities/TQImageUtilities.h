@@ -22,11 +22,13 @@
     ("alias-badge.png", "trash.png", "notice.png", all 128×128 with a transparent background)
     and are registered as the library loads.
 
-    \section Threads
+    \par Threads
     aliasBadge(), trashImage(), noticeImage() and addPropertiesofFile() may be called from any
     thread. The icon functions need a QGuiApplication and are meant for the GUI thread. The
     drawing functions use only the painter they are given: one thread per painter, as Qt
     requires.
+
+    \ingroup utilities
 */
 namespace TQImageUtilities {
 

@@ -40,6 +40,8 @@
     accents), matches every name.
 
     A filter is an immutable value: copies and concurrent matches() from any thread are safe.
+
+    \ingroup utilities
 */
 class TQKIT_EXPORT TQNameFilter
 {

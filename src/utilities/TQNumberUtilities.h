@@ -12,6 +12,8 @@
     \brief Numbers as the text a photographer expects, such as exposure times.
 
     Reentrant; may be called from any thread. Constant cost.
+
+    \ingroup utilities
 */
 namespace TQNumberUtilities {
 

@@ -10,6 +10,8 @@ class QScreen;
 /*!
     \namespace TQScreenUtilities
     \brief The screen that holds the desktop's main panel. GUI thread only.
+
+    \ingroup utilities
 */
 namespace TQScreenUtilities {
 

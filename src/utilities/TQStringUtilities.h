@@ -15,6 +15,8 @@
     Every function is reentrant and may be called from any thread. The name order itself
     lives in TQNameOrder, below the key-value coding that sorts by it; the functions here
     forward to it.
+
+    \ingroup utilities
 */
 namespace TQStringUtilities {
 

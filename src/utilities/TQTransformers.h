@@ -22,6 +22,8 @@
     concrete transformers are reentrant, with one exception: TQFontDescriptionTransformer asks
     the font database and so belongs to the GUI thread. Constant cost, except for printing a
     container (TQUppercaseTransformer), which is proportional to its size.
+
+    \ingroup utilities
 */
 class TQKIT_EXPORT TQValueTransformer
 {
@@ -48,6 +50,8 @@ public:
     (12.5 reads 12, 13.5 reads 14). A font set in pixels has no point size, and converting it
     would depend on the screen; it reads in its own unit instead: "DejaVu Sans Book (16 px)".
     GUI thread only, with a QGuiApplication; the size and name text is not translated.
+
+    \ingroup utilities
 */
 class TQKIT_EXPORT TQFontDescriptionTransformer : public TQValueTransformer
 {
@@ -69,6 +73,8 @@ public:
       true "TRUE", a QByteArray its bytes read as UTF-8, a date its ISO 8601 form);
     - anything else prints as Qt's debug form of it (QDebug), when it has one.
     A value with no printed form at all gives nothing, as does nothing itself.
+
+    \ingroup utilities
 */
 class TQKIT_EXPORT TQUppercaseTransformer : public TQValueTransformer
 {
@@ -86,6 +92,8 @@ public:
     and a zero-length QString or QByteArray are empty; a QString that is null counts as
     zero-length text. Every other value is not empty, whatever it holds: the number 0, false, an
     empty list, map or date.
+
+    \ingroup utilities
 */
 class TQKIT_EXPORT TQIsNotEmptyTransformer : public TQValueTransformer
 {
@@ -98,6 +106,8 @@ public:
 /*!
     \class TQIsEmptyTransformer
     \brief Whether a value is empty, as a bool, by the rule of TQIsNotEmptyTransformer.
+
+    \ingroup utilities
 */
 class TQKIT_EXPORT TQIsEmptyTransformer : public TQValueTransformer
 {

@@ -15,7 +15,7 @@
     The library looks every text up with its English wording as the key
     (QCoreApplication::translate in the contexts "Quillbox", "UWStorageKit", "ActivityRow", ...),
     so without a translator English comes back. The translations it ships are built from
-    translations/tqkit_<language>.ts and embedded as resources under
+    translations/tqkit_\<language\>.ts and embedded as resources under
     \c :/tqkit/translations/, so a host needs no install path.
 
     Kinds of files and the texts of dates are not in these tables: they come from the system's
@@ -24,6 +24,8 @@
     \b Threading: GUI thread only (the thread of the application object), after the
     QCoreApplication (or a subclass) has been made. Texts translated on other threads while the
     translator is being swapped follow QCoreApplication's own rule: don't.
+
+    \ingroup utilities
 */
 namespace TQTranslations {
 

@@ -50,6 +50,8 @@ class QSettings;
     QSettings is reentrant, not thread-safe: a QSettings (or a map) is used by one thread at
     a time, and these functions add no lock. Cost: proportional to the size of the tree or
     the archive; reading never allocates much more than the archive's own size.
+
+    \ingroup utilities
 */
 namespace TQUserDefaultsUtilities {
 
