@@ -22,6 +22,8 @@ class TQAsyncImageInfoLoader;
 
     A delegate is a QObject that also implements this interface; pass the QObject to
     TQAsyncImageInfoLoader::setDelegate(). Calls arrive on the main thread.
+
+    \ingroup loading
 */
 class TQKIT_EXPORT TQAsyncImageInfoLoaderDelegate
 {
@@ -60,12 +62,15 @@ public:
     The loader lives on the main thread and is used from there. It holds its delegate by a
     guarded pointer and does not own it; a destroyed delegate receives nothing. It may be
     destroyed at any time, also from inside a delegate call.
+
+    \ingroup loading
 */
 class TQKIT_EXPORT TQAsyncImageInfoLoader : public QObject, public UWQueuedObjectOperationDelegate
 {
     Q_OBJECT
 
 public:
+    //! An idle loader without a delegate.
     explicit TQAsyncImageInfoLoader(QObject *parent = nullptr);
     //! Lets go of the delegate and cancels the operation.
     ~TQAsyncImageInfoLoader() override;
@@ -73,6 +78,7 @@ public:
     //! Sends properties to \a delegate, a QObject that implements TQAsyncImageInfoLoaderDelegate;
     //! nullptr (or an object without the interface) sends them nowhere.
     void setDelegate(QObject *delegate);
+    //! The delegate set with setDelegate() (held weakly), or null.
     QObject *delegate() const;
 
     //! Reads the properties of \a files (null entries are left out): starts an operation when

@@ -21,6 +21,8 @@ class TQAsyncImageLoader;
 
     A delegate is a QObject that also implements this interface; pass the QObject to
     TQAsyncImageLoader::setDelegate(). Calls arrive on the main thread.
+
+    \ingroup loading
 */
 class TQKIT_EXPORT TQAsyncImageLoaderDelegate
 {
@@ -54,12 +56,15 @@ public:
     The loader lives on the main thread and is used from there. It holds its delegate by a
     guarded pointer and does not own it; a destroyed delegate receives nothing. It may be
     destroyed at any time, also from inside a delegate call.
+
+    \ingroup loading
 */
 class TQKIT_EXPORT TQAsyncImageLoader : public QObject, public UWQueuedObjectOperationDelegate
 {
     Q_OBJECT
 
 public:
+    //! An idle loader without a delegate.
     explicit TQAsyncImageLoader(QObject *parent = nullptr);
     //! Cancels the operation, as cancel() does.
     ~TQAsyncImageLoader() override;
@@ -67,6 +72,7 @@ public:
     //! Sends images to \a delegate, a QObject that implements TQAsyncImageLoaderDelegate;
     //! nullptr (or an object without the interface) sends them nowhere.
     void setDelegate(QObject *delegate);
+    //! The delegate set with setDelegate() (held weakly), or null.
     QObject *delegate() const;
 
     /*!

@@ -16,6 +16,8 @@
     as it does for a file whose mode lets nobody read it, even to the superuser). Items that are not images are taken and skipped
     without a result. Takes files until the queue is empty, without waiting for more, or
     until cancelled.
+
+    \ingroup loading
 */
 class TQKIT_EXPORT TQImageInfoLoaderOperation : public UWQueuedObjectOperation
 {

@@ -27,6 +27,8 @@
     are not read.
 
     Takes files until the queue is empty, without waiting for more, or until cancelled.
+
+    \ingroup loading
 */
 class TQKIT_EXPORT TQImageLoaderOperation : public UWQueuedObjectOperation
 {

@@ -32,6 +32,8 @@
     entries, held only for the hash and list work (never while an image is copied deeply or
     freed: images leave the cache by being released after the lock is dropped).
     Ownership: the cache holds shallow copies; the host's copies stay valid after eviction.
+
+    \ingroup loading
 */
 class TQKIT_EXPORT TQThumbnailMemoryCache
 {
@@ -39,8 +41,8 @@ public:
     /*! What names an entry. */
     struct Key
     {
-        QString identity;
-        QSize size;
+        QString identity; //!< the item's identity, e.g. its URL fully encoded
+        QSize size;       //!< the size the thumbnail was asked for
 
         /*! The key of \a url's thumbnail at \a size; the URL fully encoded. */
         static Key forUrl(const QUrl &url, QSize size)
@@ -73,6 +75,7 @@ public:
 
     /*! Changes the budget; a smaller one evicts least recently used entries until they fit. */
     void setBudget(qint64 budgetBytes);
+    /*! The most bytes the entries may cost together. */
     qint64 budget() const;
 
     /*! The bytes the entries cost now (at most budget()). */
@@ -107,7 +110,9 @@ public:
     /*! Drops every entry. */
     void clear();
 
+    /*! The counts of hits, misses and evictions since the cache was made or last reset. */
     Statistics statistics() const;
+    /*! Sets every count of statistics() to zero; the entries stay. */
     void resetStatistics();
 
 private:
