@@ -17,23 +17,24 @@
 
     EXIF numbers the eight ways a camera may have stored its pixels relative to the upright
     picture:
-    \table
-    \header \li Orientation \li Stored pixels, turned upright by \li Qt's name
-    \row \li 1 \li nothing \li TransformationNone
-    \row \li 2 \li a mirror about the vertical axis \li TransformationMirror
-    \row \li 3 \li a half turn \li TransformationRotate180
-    \row \li 4 \li a mirror about the horizontal axis \li TransformationFlip
-    \row \li 5 \li a mirror about the main diagonal (a transpose) \li TransformationFlipAndRotate90
-    \row \li 6 \li a quarter turn clockwise \li TransformationRotate90
-    \row \li 7 \li a mirror about the other diagonal \li TransformationMirrorAndRotate90
-    \row \li 8 \li a quarter turn counter-clockwise \li TransformationRotate270
-    \endtable
+    | Orientation | Stored pixels, turned upright by | Qt's name |
+    |---|---|---|
+    | 1 | nothing | TransformationNone |
+    | 2 | a mirror about the vertical axis | TransformationMirror |
+    | 3 | a half turn | TransformationRotate180 |
+    | 4 | a mirror about the horizontal axis | TransformationFlip |
+    | 5 | a mirror about the main diagonal (a transpose) | TransformationFlipAndRotate90 |
+    | 6 | a quarter turn clockwise | TransformationRotate90 |
+    | 7 | a mirror about the other diagonal | TransformationMirrorAndRotate90 |
+    | 8 | a quarter turn counter-clockwise | TransformationRotate270 |
     Orientations 5 to 8 swap width and height. Any other number (0, a missing or impossible
     tag) counts as 1: the picture is shown as stored.
 
     Everything that turns a picture upright in the library goes through these functions, so
     that a thumbnail, a decoded picture and a drawn one cannot disagree. Pure functions;
     callable from any thread.
+
+    \ingroup platform
 */
 namespace TQImageOrientation {
 

@@ -22,10 +22,10 @@
     its bytes and its inode and the copy is removed. A successful write therefore gives the
     file a new inode, and needs write permission on its folder as well as on the file.
 
-    \b{Hard links:} because the file is replaced, not changed, a write reaches only the name
+    <b>Hard links:</b> because the file is replaced, not changed, a write reaches only the name
     it was given. Any other hard link to the file keeps the old inode and the old orientation.
 
-    \b{Kills and crashes:} where the file system supports it (O_TMPFILE: ext4, XFS, Btrfs,
+    <b>Kills and crashes:</b> where the file system supports it (O_TMPFILE: ext4, XFS, Btrfs,
     tmpfs, ...), the copy has no name while it is written; it is linked as ".name.XXXXXX"
     (six letters or digits; a name longer than 247 bytes is shortened and a checksum of it
     appended) only right before the rename, so a process killed at any other moment leaves
@@ -37,7 +37,7 @@
     Right before the copy is named and renamed, the name is checked to still hold the file
     that was read (device, inode, size, modification time); if not, nothing is replaced.
 
-    \b{Special files:} the file is opened non-blocking and checked on its descriptor; a named
+    <b>Special files:</b> the file is opened non-blocking and checked on its descriptor; a named
     pipe, device or socket is refused (NotAFile) with one warning in "tqkit.platform" naming
     the path.
 
@@ -53,7 +53,7 @@
     and tile of a TIFF's IFDs) is compared with the original's before the rename, and a
     write that would change it is refused.
 
-    \b{HEIF} files are not edited (UnsupportedFormat): their rotation is a property of the
+    <b>HEIF</b> files are not edited (UnsupportedFormat): their rotation is a property of the
     container, which libheif applies when decoding, and an EXIF tag would only repeat it.
 
     \b Threading: reentrant; calls for different files may run on any threads at once.
@@ -61,6 +61,8 @@
     \b Cost: blocking I/O. The file is read about three times and written once (the copy is
     made by the kernel where it can); the exiv2 route also holds the whole file in memory, about
     three times over while exiv2 works, which matters for large RAW files.
+
+    \ingroup platform
 */
 namespace TQImageOrientationWriter {
 

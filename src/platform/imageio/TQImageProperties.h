@@ -22,6 +22,8 @@
 
     Formats: JPEG, PNG, TIFF, WebP, GIF, BMP, HEIF/HEIC/AVIF (through libheif) and the camera
     RAW formats exiv2 reads (DNG, CR2, NEF, ARW, ORF, RW2, PEF, RAF, …).
+
+    \ingroup platform
 */
 namespace TQImageProperties {
 

@@ -16,7 +16,7 @@
     cache, from the image itself, or from the installed thumbnailers.
 
     thumbnailForFile() works through, in order:
-    \list 1
+    \list
     \li the freedesktop shared thumbnail cache ($XDG_CACHE_HOME/thumbnails): a thumbnail of
         the right size bucket (or a larger one) whose Thumb::URI, Thumb::MTime and, when
         present, Thumb::Size match the file; then this library's own fail record for the
@@ -29,14 +29,14 @@
         "*.thumbnailer" entry, run with a time limit, inside bubblewrap where it works.
     \endlist
 
-    \section1 Hostile files
+    \par Hostile files
 
     The file is opened once, non-blocking, and only a regular file is read (a FIFO, a device,
     or a link to one gets a null thumbnail and one warning naming the path); every reader
     reads that descriptor. Cached thumbnails are read the same way, so anything but a regular
     file planted under a cache name is a miss.
 
-    \b{Decoding budget.} One in-process decode may hold at most 400 MB: 100 megapixels at
+    <b>Decoding budget.</b> One in-process decode may hold at most 400 MB: 100 megapixels at
     four bytes a pixel. The cost is worked out from the sizes the file states, before anything
     is decoded: for most formats the picture at full size; for a baseline JPEG the picture at
     the DCT scale it is decoded at; for a progressive JPEG (or one sending its components in
@@ -62,6 +62,8 @@
     several threads at once, also for the same file. It blocks for the file's I/O (and a
     thumbnailer's run, at most the time limit). Diagnostics go to "tqkit.platform" at debug
     level only.
+
+    \ingroup platform
 */
 class TQKIT_EXPORT TQThumbnailService
 {
@@ -88,6 +90,7 @@ public:
         this setter overrides that. Benchmarks turn it off to measure the decoders.
     */
     static void setCacheEnabled(bool enabled);
+    //! Whether the shared cache is in use (see setCacheEnabled()).
     static bool isCacheEnabled();
 
     /*!
@@ -96,6 +99,7 @@ public:
         a value of 0 or less restores that default.
     */
     static void setThumbnailerTimeout(int milliseconds);
+    //! The thumbnailers' time limit in milliseconds (see setThumbnailerTimeout()).
     static int thumbnailerTimeout();
 
     /*!
