@@ -3,6 +3,12 @@
 
 #pragma once
 
+/*!
+    \file TQBookmarksController.h
+    \ingroup bookmarks
+    \brief TQBookmarksController and the keys of its bookmark records.
+*/
+
 #include "TQNotFound.h"
 #include "UWStandardFile.h"
 #include "tqkit_export.h"

@@ -3,6 +3,12 @@
 
 #pragma once
 
+/*!
+    \file FVIntegerKeyDictionary.h
+    \ingroup labels
+    \brief Maps keyed by bare integers, as the label tables keep them.
+*/
+
 #include "tqkit_export.h"
 
 #include <QString>

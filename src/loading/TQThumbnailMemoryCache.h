@@ -3,6 +3,12 @@
 
 #pragma once
 
+/*!
+    \file TQThumbnailMemoryCache.h
+    \ingroup loading
+    \brief TQThumbnailMemoryCache and the debug output of its keys and counts.
+*/
+
 #include "tqkit_export.h"
 
 #include <QDebug>
@@ -120,5 +126,7 @@ private:
     std::unique_ptr<Private> const d;
 };
 
+//! Writes \a key to \a debug, for logging.
 TQKIT_EXPORT QDebug operator<<(QDebug debug, const TQThumbnailMemoryCache::Key &key);
+//! Writes \a statistics to \a debug, for logging.
 TQKIT_EXPORT QDebug operator<<(QDebug debug, const TQThumbnailMemoryCache::Statistics &statistics);

@@ -3,6 +3,12 @@
 
 #pragma once
 
+/*!
+    \file TQActivityItem.h
+    \ingroup ui
+    \brief TQActivityItem and the shared pointer it is held by.
+*/
+
 #include "tqkit_export.h"
 #include "TQKeyValueCoding.h"
 

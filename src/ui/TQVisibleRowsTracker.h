@@ -3,6 +3,12 @@
 
 #pragma once
 
+/*!
+    \file TQVisibleRowsTracker.h
+    \ingroup ui
+    \brief TQVisibleRowsTracker and the debug output of its ranges.
+*/
+
 #include "tqkit_export.h"
 
 #include <QDebug>
@@ -105,4 +111,5 @@ private:
     std::unique_ptr<Private> const d;
 };
 
+//! Writes \a range to \a debug, for logging.
 TQKIT_EXPORT QDebug operator<<(QDebug debug, const TQVisibleRowsTracker::Range &range);

@@ -3,6 +3,12 @@
 
 #pragma once
 
+/*!
+    \file FVColorMenuMatrix.h
+    \ingroup labels
+    \brief The label picker's grid of swatches and the notification of the swatch under the mouse.
+*/
+
 #include "FVColorMenuCell.h"
 #include "tqkit_export.h"
 
