@@ -11,6 +11,7 @@
 
 /*!
     \file TQFormatting.h
+    \ingroup files
     The texts a browser shows for sizes and dates, in the user's locale. Reentrant.
 */
 

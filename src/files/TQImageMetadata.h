@@ -12,6 +12,7 @@
 
 /*!
     \file TQImageMetadata.h
+    \ingroup files
     The values a browser shows of an image, derived from its property dictionary (the map
     TQImageProperties::propertiesOfFile() reads, keyed as ImageIO keys it). TQFile caches them;
     these functions hold the rules, so that they can be used on any dictionary. Pure and
@@ -34,8 +35,8 @@ struct TQImageDimensions
 //! A number and the text shown for it; 0 and "" when the image does not state it.
 struct TQImageValue
 {
-    double value = 0;
-    QString text;
+    double value = 0; //!< the number as stated
+    QString text;     //!< the number as shown ("1/250", "f2.8")
 };
 
 //! The shared "distant past": 0001-01-01 00:00:00 UTC, the date of things that have none.

@@ -16,6 +16,8 @@
     into a MenuItem, and a command-line tool prints.
 
     A plain value; \c representedObject is shared with whoever else holds the item.
+
+    \ingroup files
 */
 struct TQKIT_EXPORT TQMenuItemDescription
 {
@@ -40,11 +42,13 @@ struct TQKIT_EXPORT TQMenuItemDescription
 /*!
     \struct TQMenuDescription
     \brief A menu's title and rows, without widgets.
+
+    \ingroup files
 */
 struct TQKIT_EXPORT TQMenuDescription
 {
-    QString title;
-    QList<TQMenuItemDescription> items;
+    QString title;                      //!< the menu's title ("Open With")
+    QList<TQMenuItemDescription> items; //!< the rows, top to bottom
 };
 
 /*!
@@ -54,15 +58,19 @@ struct TQKIT_EXPORT TQMenuDescription
     TQMenuUtilities (the widgets library) builds its QMenus from these descriptions; a host
     without widgets builds its own menus from them, and tqinfo prints them.
 
-    \section Threads and cost
+    \par Threads and cost
     GUI thread only (file items' icons and names belong to it). The Open With description
     asks GIO for the applications of the first file's type and reads their desktop entries;
     GIO scans the applications folders on the first look-up of the process.
+
+    \ingroup files
 */
 namespace TQMenuDescriptions {
 
 /*!
     Choices beyond the plain Open With menu, all off by default.
+
+    \ingroup files
 */
 struct TQKIT_EXPORT OpenWithOptions
 {

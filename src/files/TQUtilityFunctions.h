@@ -17,6 +17,7 @@ class QPainter;
 
 /*!
     \file TQUtilityFunctions.h
+    \ingroup files
     Free functions about types, image orientation, file names and message boxes. The type,
     orientation and file-name functions are pure (TQEditableMetadataImageTypes and
     TQCreateCleanFileName make new values) and may be called from any thread; the window and
