@@ -3,6 +3,12 @@
 
 #pragma once
 
+/*!
+    \file TQApplications.h
+    \ingroup platform
+    \brief Applications that open a type, through GIO: TQApplicationInfo and the TQApplications functions.
+*/
+
 #include "tqkit_export.h"
 
 #include <QList>
@@ -18,6 +24,8 @@ class QDebug;
     A plain value: copying it copies a few strings, and it holds no handle to the entry, so it
     stays valid (and stale) when the entry changes or is removed. Two infos are equal when all
     their fields are. Any thread may use its own copies.
+
+    \ingroup platform
 */
 struct TQKIT_EXPORT TQApplicationInfo
 {
@@ -41,11 +49,14 @@ struct TQKIT_EXPORT TQApplicationInfo
 
 //! Hashes the ID and the entry's path; consistent with operator==.
 TQKIT_EXPORT size_t qHash(const TQApplicationInfo &info, size_t seed = 0) noexcept;
+//! Writes \a info to \a debug, for logging.
 TQKIT_EXPORT QDebug operator<<(QDebug debug, const TQApplicationInfo &info);
 
 /*!
     An entry GIO names for a type that applicationsInGioOrder() leaves out, and why, so that a
     caller can tell the user once which entry to repair.
+
+    \ingroup platform
 */
 struct TQKIT_EXPORT TQApplicationLeftOut
 {
@@ -75,20 +86,22 @@ struct TQKIT_EXPORT TQApplicationLeftOut
     Entries marked NoDisplay are kept: that key keeps an application out of menus, not away
     from the files it opens.
 
-    \section Threads
+    \par Threads
     Every function may be called from any thread, concurrently. GIO serialises its
     application index under one lock and its MIME database under another; the GIO objects each
     call makes are its own. While a call runs, GLib's log messages of the domains "GLib",
     "GLib-GObject" and "GLib-GIO" go to the category "tqkit.platform" (debug level; criticals as
     warnings) instead of stderr, for every thread of the process.
 
-    \section Cost
+    \par Cost
     The first call of the process lists every applications folder and reads every mimeapps.list
     and mimeinfo.cache; GIO keeps that index and watches the folders from its own worker thread,
     so a later call sees installed or removed entries without a running event loop. Each call
     then reads and parses the desktop entries it returns (a few small files). The functions
     taking a path also type the file, reading up to a few KiB of it. Fine for a menu being
     built; too slow to call per row while painting.
+
+    \ingroup platform
 */
 namespace TQApplications {
 
