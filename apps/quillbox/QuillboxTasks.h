@@ -78,8 +78,9 @@ Q_DECLARE_METATYPE(QuillboxTaskResult)
       A cancelled or failed copy leaves nothing behind under any name. A folder is copied
       into a hidden temporary folder that is named only once all of it is there.
     - A move within one file system is a rename. Across file systems it is a copy as above,
-      and the source is deleted only once its copy is complete and on disk; a folder that
-      could not be copied in full is left where it was.
+      and the source is deleted only once its copy is complete and on disk; of a folder, only
+      what was copied and has not changed since is deleted, so whatever could not be copied
+      stays where it was.
     - Symbolic links among the sources are copied and moved as links, never followed.
       Named pipes, devices and sockets are refused (one warning in "quillbox" naming the
       path), as are unreadable entries: each is a problem of the result and the task goes
@@ -163,10 +164,11 @@ public:
 
     /*!
         The name an entry called \a name gets in \a folder: \a name itself when free, else the
-        first free of "name 2.ext", "name 3.ext", … Only a hint: the operations claim the name
-        atomically and count on if it was taken meanwhile.
+        first free of "name 2.ext", "name 3.ext", … (for a folder, \a isFolder, "name 2": its
+        name has no extension). Only a hint: the operations claim the name atomically and
+        count on if it was taken meanwhile.
     */
-    static QByteArray freeName(const QByteArray &folder, const QByteArray &name);
+    static QByteArray freeName(const QByteArray &folder, const QByteArray &name, bool isFolder = false);
 
     /// Called on a task's thread after each chunk a copy writes, with the bytes of the current
     /// file written so far. For tests that need a copy caught half-way; unset in the program.
@@ -179,6 +181,8 @@ Q_SIGNALS:
     void taskFinished(const QuillboxTaskResult &result);
 
 private:
+    quint64 start(QuillboxTaskResult::Kind kind, const QList<QByteArray> &sources, const QByteArray &targetFolder);
+
     struct Private;
     std::unique_ptr<Private> const d;
 };
