@@ -11,6 +11,7 @@
 #include "tqinfo_menus.h"
 #include "tqinfo_output.h"
 #include "tqinfo_thumbnails.h"
+#include "tqkit_version.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -200,7 +201,8 @@ int main(int argc, char *argv[])
     qInstallMessageHandler(dropMessages);
     const std::unique_ptr<QCoreApplication> app = TQInfo::makeApplication(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("tqinfo"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(TQINFO_VERSION));
+    // The version of the library that answers, which is what a bug report needs.
+    QCoreApplication::setApplicationVersion(TQKit::versionString());
 
     QCommandLineParser parser;
     parser.setApplicationDescription(description());
