@@ -28,6 +28,9 @@ packages=(
     libglib2.0-dev
     # file types and icons
     shared-mime-info adwaita-icon-theme hicolor-icon-theme
+    # Qt's SVG icon engine and image plugin: the themes' scalable icons (Quillbox's fallback
+    # theme is Adwaita, whose PNG sizes Qt shows even without it)
+    libqt6svg6
     # the sandbox desktop thumbnailers run in (used when it works on the machine)
     bubblewrap
     # reference tools used by tests only: metadata readers, and other readers of the
