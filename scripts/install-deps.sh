@@ -38,6 +38,11 @@ packages=(
     libimage-exiftool-perl exiv2 libglib2.0-bin python3
     # a private session bus that tests start for the file-manager call
     dbus-daemon
+    # the API reference (target docs): Doxygen, and qhelpgenerator for the Qt Help file
+    doxygen qt6-documentation-tools
+    # the Debian packages (scripts/package) and their checks; the desktop entry and metainfo
+    # checks and the desktop database the install test refreshes
+    dpkg-dev lintian desktop-file-utils appstream
 )
 if [ "${1:-}" = "--bench" ]; then
     packages+=(libvips-tools)
