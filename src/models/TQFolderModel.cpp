@@ -3,87 +3,1618 @@
 
 #include "TQFolderModel.h"
 
+#include "FVFinderLabel.h"
+#include "TQAsyncQuicklookThumbnailer.h"
 #include "TQModelsLogging.h"
+#include "TQNameFilter.h"
+#include "TQNameOrder.h"
+#include "TQThumbnailMemoryCache.h"
+#include "UWFileFactory_p.h"
+#include "UWFileManager.h"
+#include "UWFileManagerCategories.h"
+#include "UWQueuedObjectOperation.h"
+#include "UWStatInfo_p.h"
 
+#include <QColor>
+#include <QDateTime>
+#include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QFile>
+#include <QIcon>
 #include <QItemSelectionModel>
+#include <QPointer>
+#include <QRandomGenerator>
+#include <QThreadPool>
+#include <QTimer>
 
-struct TQFolderModel::Private
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+// What a column shows and sorts by. "Content" columns need the file's content (or an extended
+// attribute, or the desktop's records) and are filled in the background.
+struct ColumnInfo
 {
+    TQSortType type;
+    const char16_t *textKey;
+    const char16_t *sortKey;
+    bool content;
+    const char *title;
+};
+
+const ColumnInfo columns[TQFolderModel::ColumnCount] = {
+    {TQSortType::Name, u"displayName", u"displayName", false, QT_TRANSLATE_NOOP("TQFolderModel", "Name")},
+    {TQSortType::Kind, u"kindString", u"kindString", false, QT_TRANSLATE_NOOP("TQFolderModel", "Kind")},
+    {TQSortType::FileSize, u"fileSizeString", u"fileSize", false, QT_TRANSLATE_NOOP("TQFolderModel", "Size")},
+    {TQSortType::ModificationDate, u"modificationDateString", u"modificationDate", false,
+     QT_TRANSLATE_NOOP("TQFolderModel", "Date Modified")},
+    {TQSortType::CreationDate, u"creationDateString", u"creationDate", false,
+     QT_TRANSLATE_NOOP("TQFolderModel", "Date Created")},
+    {TQSortType::DateAdded, u"dateAddedString", u"addedDate", true, QT_TRANSLATE_NOOP("TQFolderModel", "Date Added")},
+    {TQSortType::Label, u"finderLabelSortValue", u"finderLabelSortValue", true,
+     QT_TRANSLATE_NOOP("TQFolderModel", "Label")},
+    {TQSortType::Width, u"dimensionsWidth", u"dimensionsWidth", true, QT_TRANSLATE_NOOP("TQFolderModel", "Width")},
+    {TQSortType::Height, u"dimensionsHeight", u"dimensionsHeight", true, QT_TRANSLATE_NOOP("TQFolderModel", "Height")},
+    {TQSortType::Megapixels, u"megapixelString", u"megapixels", true, QT_TRANSLATE_NOOP("TQFolderModel", "Megapixels")},
+    {TQSortType::ImageDepth, u"imageDepthString", u"imageDepthString", true, QT_TRANSLATE_NOOP("TQFolderModel", "Depth")},
+    {TQSortType::ColorProfile, u"ICCProfileString", u"ICCProfileString", true,
+     QT_TRANSLATE_NOOP("TQFolderModel", "Color Profile")},
+    {TQSortType::ExifDate, u"EXIFDateString", u"EXIFDate", true, QT_TRANSLATE_NOOP("TQFolderModel", "Date Taken")},
+    {TQSortType::GeneralOrientation, u"generalOrientationString", u"generalOrientation", true,
+     QT_TRANSLATE_NOOP("TQFolderModel", "Orientation")},
+    {TQSortType::ExposureTime, u"exposureTimeString", u"exposureTime", true, QT_TRANSLATE_NOOP("TQFolderModel", "Exposure")},
+    {TQSortType::FNumber, u"fNumberString", u"fNumber", true, QT_TRANSLATE_NOOP("TQFolderModel", "F-Number")},
+    {TQSortType::ISO, u"ISOString", u"ISO", true, QT_TRANSLATE_NOOP("TQFolderModel", "ISO")},
+    {TQSortType::FocalLength, u"focalLengthString", u"focalLength", true, QT_TRANSLATE_NOOP("TQFolderModel", "Focal Length")},
+    {TQSortType::CameraModel, u"cameraModelString", u"cameraModelString", true, QT_TRANSLATE_NOOP("TQFolderModel", "Camera")},
+};
+
+int columnOfType(int type)
+{
+    for (int c = 0; c < TQFolderModel::ColumnCount; ++c) {
+        if (int(columns[c].type) == type)
+            return c;
+    }
+    return -1;
+}
+
+// A double as an int64 of the same order (the IEEE trick), so that every sort key is one integer.
+qint64 orderedBits(double value)
+{
+    if (std::isnan(value))
+        value = 0;
+    qint64 bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    // Negative numbers grow in magnitude with their lower bits: turn those round.
+    return bits < 0 ? bits ^ std::numeric_limits<qint64>::max() : bits;
+}
+
+qint64 msecs(const QDateTime &date)
+{
+    return date.isValid() ? date.toMSecsSinceEpoch() : std::numeric_limits<qint64>::min();
+}
+
+} // namespace
+
+namespace {
+const TQNameOrder::SortKey &emptyNameKey()
+{
+    static const TQNameOrder::SortKey key = TQNameOrder::sortKey(QString());
+    return key;
+}
+} // namespace
+
+// One item of the model, shown or filtered out. Everything that sorting and filtering read is
+// here, computed once per item (and again when it changes), so that neither ever asks an item.
+struct TQFolderEntry
+{
+    UWStandardFileRef item;
+    TQFile *file = nullptr;         // the item as a TQFile; null for other item classes
+    TQNameOrder::SortKey nameKey = emptyNameKey(); // the display name and its collation key
+    QString kind;
+    qint64 size = 0;
+    qint64 modified = 0;
+    qint64 created = 0;
+    qint64 added = 0;               // the date added, once the background values arrived
+    qint64 key = 0;                 // the current sort type's key (see Private::computeKey)
+    int nameRank = 0;               // position in name order, while Private::ranksValid
+    int row = -1;                   // row shown, -1 when filtered out
+    qint8 label = -1;               // -1 until read
+    bool directory = false;
+    bool invisible = false;
+    bool image = false;
+    bool media = false;
+    bool contentKnown = false;      // the background values have arrived
+    bool passes = false;            // the filter lets it through
+    bool noThumbnail = false;       // the thumbnailer could make none
+    bool thumbnailRequested = false;
+    bool valuesQueued = false;
+};
+
+namespace {
+
+TQNameOrder::SortKey nameKeyOf(const UWStandardFile &item)
+{
+    if (const TQNameOrder::SortKey *key = item.nameSortKeyForKey(u"displayName"))
+        return *key;
+    return TQNameOrder::sortKey(item.displayName());
+}
+
+// The item's facts that need no content; any thread (items are thread-safe).
+void fill(TQFolderEntry &e, const UWStandardFileRef &item, const UWStatInfo *stat)
+{
+    e.item = item;
+    e.file = dynamic_cast<TQFile *>(item.get());
+    e.nameKey = nameKeyOf(*item);
+    e.directory = item->isDirectory();
+    e.invisible = item->isInvisible();
+    e.kind = item->kindString();
+    if (stat) {
+        e.size = e.directory ? 0 : stat->size;
+        e.modified = stat->modifiedNSecs / 1000000;
+        e.created = (stat->hasBirthTime ? stat->bornNSecs : stat->statusChangedNSecs) / 1000000;
+    } else {
+        e.size = e.file ? e.file->fileSize() : item->byteSize();
+        e.modified = msecs(item->modificationDate());
+        e.created = msecs(item->creationDate());
+    }
+    e.image = e.file && e.file->isImage();
+    e.media = e.file && e.file->isMedia();
+}
+
+// The background values: image values into the item's own caches, its label, its date added.
+class ValuesOperation : public UWQueuedObjectOperation
+{
+protected:
+    void main() override
+    {
+        while (!isCancelled()) {
+            const UWStandardFileRef item = popFromQueue();
+            if (!item)
+                return;
+            if (auto *file = dynamic_cast<TQFile *>(item.get())) {
+                if (!file->isDirectory() && file->isImage() && file->isReadable())
+                    file->findAllImageInfo();
+            }
+            postResult({QVariantList{item->finderLabel(), msecs(item->dateAdded())}, item});
+        }
+    }
+};
+
+// A listing under way: the worker's side. The model drops it (cancelled) when it shows
+// something else; batches of a dropped listing are thrown away on arrival.
+struct ListingJob
+{
+    QByteArray path;
+    std::atomic_bool cancelled{false};
+};
+
+} // namespace
+
+using Entries = std::vector<TQFolderEntry *>;
+
+struct TQFolderModel::Private : public QObject,
+                                public UWQueuedObjectOperationDelegate,
+                                public TQAsyncQuicklookThumbnailerDelegate
+{
+    TQFolderModel *q;
     UWStandardFileRef folder;
-    QList<UWStandardFileRef> rows;
+    QByteArray folderPath;
+    std::shared_ptr<UWFileSubscription> subscription;
+    std::shared_ptr<ListingJob> listing;
+    bool loading = false;
+    bool folderGone = false;
+
+    QHash<const UWStandardFile *, TQFolderEntry *> byItem;
+    Entries all;  // every entry, in sort order
+    Entries rows; // the entries that pass the filter, in sort order
+    bool ranksValid = false;
+
     int sortType = 0;
     int folderPriority = 0;
     bool ascending = true;
+    bool sortNeedsContent = false;
+    bool keyed = false; // the sort type has a key besides the name
     int filterType = 0;
     bool excludeFolders = false;
-    QString nameFilter;
-    QPair<int, int> visible{-1, -1};
+    TQNameFilter nameFilter;
+
+    int firstVisible = -1;
+    int lastVisible = -1;
+
     QSize thumbnailSize;
-    qint64 budget = 32 << 20;
+    TQThumbnailMemoryCache cache{qint64(32) << 20};
+    TQAsyncQuicklookThumbnailer thumbnailer;
+    QSet<TQFolderEntry *> thumbnailsPending;
+
     bool loadsImageInfo = true;
+    std::shared_ptr<ValuesOperation> values;
+    qsizetype valuesLeft = 0;
+    QTimer resortTimer;
+
+    explicit Private(TQFolderModel *model) : q(model)
+    {
+        thumbnailer.setDelegate(this);
+        resortTimer.setSingleShot(true);
+        resortTimer.setInterval(100);
+        connect(&resortTimer, &QTimer::timeout, this, [this] { resortChanged(); });
+    }
+    ~Private() override
+    {
+        stopBackground();
+        qDeleteAll(byItem);
+    }
+
+    // ---- Sort keys and order ----------------------------------------------------------
+
+    static bool typeNeedsContent(int type)
+    {
+        const int c = columnOfType(type);
+        return c >= 0 && columns[c].content;
+    }
+
+    // Text columns sort by the name order of their texts: each distinct text gets its rank
+    // once, so that items compare integers.
+    void computeKeys(const Entries &entries)
+    {
+        const int c = columnOfType(sortType);
+        if (sortType == int(TQSortType::Random)) {
+            for (TQFolderEntry *e : entries)
+                e->key = QRandomGenerator::global()->generate64();
+            return;
+        }
+        if (c <= 0)
+            return;
+        switch (columns[c].type) {
+        case TQSortType::FileSize:
+            for (TQFolderEntry *e : entries)
+                e->key = e->size;
+            return;
+        case TQSortType::ModificationDate:
+            for (TQFolderEntry *e : entries)
+                e->key = e->modified;
+            return;
+        case TQSortType::CreationDate:
+            for (TQFolderEntry *e : entries)
+                e->key = e->created;
+            return;
+        case TQSortType::Kind:
+            rankTexts(entries, [](const TQFolderEntry *e) { return e->kind; });
+            return;
+        case TQSortType::DateAdded:
+            for (TQFolderEntry *e : entries)
+                e->key = e->added;
+            return;
+        case TQSortType::Label:
+            rankTexts(entries, [](const TQFolderEntry *e) { return labelText(e); });
+            return;
+        default:
+            break;
+        }
+        const QString key = QString::fromUtf16(columns[c].sortKey);
+        QList<TQFolderEntry *> known;
+        for (TQFolderEntry *e : entries) {
+            if (!e->contentKnown || !e->file) {
+                e->key = 0;
+                continue;
+            }
+            known.append(e);
+        }
+        if (known.isEmpty())
+            return;
+        // Every value of a column is of one type; the first value at hand tells which (items
+        // that are not images have none).
+        int typeId = QMetaType::UnknownType;
+        for (const TQFolderEntry *e : std::as_const(known)) {
+            if (const std::optional<QVariant> probe = e->file->cachedValueForKey(key)) {
+                typeId = probe->typeId();
+                break;
+            }
+        }
+        if (typeId == QMetaType::QString) {
+            rankTexts(entries, [&key](const TQFolderEntry *e) {
+                if (!e->contentKnown || !e->file)
+                    return QString();
+                return e->file->cachedValueForKey(key).value_or(QVariant()).toString();
+            });
+            return;
+        }
+        for (TQFolderEntry *e : known) {
+            const QVariant value = e->file->cachedValueForKey(key).value_or(QVariant());
+            if (value.typeId() == QMetaType::QDateTime)
+                e->key = msecs(value.toDateTime());
+            else if (value.typeId() == QMetaType::Double || value.typeId() == QMetaType::Float)
+                e->key = orderedBits(value.toDouble());
+            else
+                e->key = value.toLongLong();
+        }
+    }
+
+    static QString labelText(const TQFolderEntry *e)
+    {
+        return e->label > 0 ? FVFinderLabel::nameForLabel(e->label) : QString();
+    }
+
+    template <typename TextOf>
+    void rankTexts(const Entries &entries, TextOf textOf)
+    {
+        QHash<QString, qint64> ranks;
+        for (TQFolderEntry *e : entries)
+            ranks.insert(textOf(e), 0);
+        QStringList texts = ranks.keys();
+        std::sort(texts.begin(), texts.end(),
+                  [](const QString &a, const QString &b) { return TQNameOrder::compareNames(a, b) < 0; });
+        for (qsizetype i = 0; i < texts.size(); ++i)
+            ranks[texts.at(i)] = i;
+        for (TQFolderEntry *e : entries)
+            e->key = ranks.value(textOf(e));
+    }
+
+    int compareNames(const TQFolderEntry *a, const TQFolderEntry *b) const
+    {
+        if (ranksValid)
+            return a->nameRank < b->nameRank ? -1 : a->nameRank > b->nameRank;
+        return a->nameKey.compare(b->nameKey);
+    }
+
+    // The one order of the model: folder priority, then known before unknown, then the key,
+    // then the name, the last two in the direction asked for.
+    bool less(const TQFolderEntry *a, const TQFolderEntry *b) const
+    {
+        if (folderPriority == int(TQFolderPriority::FoldersFirst) || folderPriority == int(TQFolderPriority::FoldersLast)) {
+            if (a->directory != b->directory)
+                return (folderPriority == int(TQFolderPriority::FoldersFirst)) == a->directory;
+        }
+        if (sortNeedsContent && a->contentKnown != b->contentKnown)
+            return a->contentKnown;
+        if (keyed && a->key != b->key)
+            return ascending ? a->key < b->key : a->key > b->key;
+        const int c = compareNames(a, b);
+        return ascending ? c < 0 : c > 0;
+    }
+
+    auto comparator() const
+    {
+        return [this](const TQFolderEntry *a, const TQFolderEntry *b) { return less(a, b); };
+    }
+
+    // Names ranked once by a name sort of every entry; later sorts by other keys break ties
+    // with integers.
+    void ensureRanks()
+    {
+        if (ranksValid)
+            return;
+        Entries byName = all;
+        std::stable_sort(byName.begin(), byName.end(),
+                         [](const TQFolderEntry *a, const TQFolderEntry *b) { return a->nameKey.compare(b->nameKey) < 0; });
+        for (size_t i = 0; i < byName.size(); ++i)
+            byName[i]->nameRank = int(i);
+        ranksValid = true;
+    }
+
+    void sortAll()
+    {
+        if (all.size() > 1 && sortType != 0)
+            ensureRanks();
+        computeKeys(all);
+        std::stable_sort(all.begin(), all.end(), comparator());
+        if (sortType == 0 && folderPriority == 0 && !ranksValid) {
+            for (size_t i = 0; i < all.size(); ++i)
+                all[i]->nameRank = ascending ? int(i) : int(all.size() - 1 - i);
+            ranksValid = true;
+        }
+    }
+
+    // ---- Filtering --------------------------------------------------------------------
+
+    bool passes(const TQFolderEntry *e) const
+    {
+        bool ok = true;
+        switch (filterType) {
+        case 0: ok = !e->invisible; break;
+        case 1: break;
+        case 2: ok = !e->invisible && e->image; break;
+        case 3: ok = !e->invisible && e->media; break;
+        case 4: ok = !e->invisible && (e->image || e->directory); break;
+        case 5: ok = !e->invisible && (e->media || e->directory); break;
+        case 6: ok = !e->invisible && e->directory; break;
+        case 7: ok = !e->invisible && !e->directory; break;
+        default: break;
+        }
+        // The folders preset keeps its folders whatever the switch says.
+        if (ok && excludeFolders && filterType != 6)
+            ok = !e->directory;
+        if (ok && !nameFilter.isEmpty())
+            ok = nameFilter.matches(e->nameKey.string());
+        return ok;
+    }
+
+    void renumber(size_t from = 0)
+    {
+        for (size_t i = from; i < rows.size(); ++i)
+            rows[i]->row = int(i);
+    }
+
+    // Rows derived again from the sorted list, as one layout change: persistent indexes
+    // follow their items, and those of items filtered out in the meantime would be lost, so
+    // the filter must not have changed (applyFilter() removes and inserts rows first).
+    void relayout()
+    {
+        Q_EMIT q->layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
+        const QModelIndexList before = q->persistentIndexList();
+        QList<TQFolderEntry *> entriesBefore;
+        entriesBefore.reserve(before.size());
+        for (const QModelIndex &index : before)
+            entriesBefore.append(rows.at(size_t(index.row())));
+        rows.clear();
+        for (TQFolderEntry *e : all) {
+            if (e->passes)
+                rows.push_back(e);
+        }
+        renumber();
+        QModelIndexList after;
+        after.reserve(before.size());
+        for (qsizetype i = 0; i < before.size(); ++i)
+            after.append(q->createIndex(entriesBefore.at(i)->row, before.at(i).column()));
+        q->changePersistentIndexList(before, after);
+        Q_EMIT q->layoutChanged({}, QAbstractItemModel::VerticalSortHint);
+    }
+
+    void setSortTraits()
+    {
+        sortNeedsContent = typeNeedsContent(sortType);
+        keyed = columnOfType(sortType) > 0 || sortType == int(TQSortType::Random);
+    }
+
+    void resort()
+    {
+        setSortTraits();
+        sortAll();
+        relayout();
+    }
+
+    // The filter changed: rows that leave are removed and rows that come are inserted, in
+    // runs, so that selections and persistent indexes of the rest stay.
+    void applyFilter()
+    {
+        // Removals, from the bottom up.
+        for (qsizetype i = qsizetype(rows.size()) - 1; i >= 0;) {
+            if (passes(rows[size_t(i)])) {
+                --i;
+                continue;
+            }
+            qsizetype first = i;
+            while (first > 0 && !passes(rows[size_t(first - 1)]))
+                --first;
+            q->beginRemoveRows({}, int(first), int(i));
+            for (qsizetype r = first; r <= i; ++r) {
+                rows[size_t(r)]->passes = false;
+                rows[size_t(r)]->row = -1;
+            }
+            rows.erase(rows.begin() + first, rows.begin() + i + 1);
+            q->endRemoveRows();
+            i = first - 1;
+        }
+        renumber();
+        // Insertions, top down, walking the sorted list beside the rows.
+        size_t row = 0;
+        for (size_t i = 0; i < all.size();) {
+            TQFolderEntry *e = all[i];
+            if (e->passes) {
+                ++row;
+                ++i;
+                continue;
+            }
+            if (!passes(e)) {
+                ++i;
+                continue;
+            }
+            Entries run;
+            while (i < all.size() && !all[i]->passes && passes(all[i])) {
+                run.push_back(all[i]);
+                ++i;
+            }
+            // Entries filtered out before this run are skipped above; entries filtered out
+            // inside it end the run.
+            q->beginInsertRows({}, int(row), int(row + run.size() - 1));
+            rows.insert(rows.begin() + qsizetype(row), run.begin(), run.end());
+            for (TQFolderEntry *r : run)
+                r->passes = true;
+            renumber(row);
+            q->endInsertRows();
+            row += run.size();
+        }
+        requestVisibleWork();
+    }
+
+    // ---- Inserting, removing, changing ------------------------------------------------
+
+    void insertEntries(Entries batch)
+    {
+        if (batch.empty())
+            return;
+        ranksValid = false;
+        for (TQFolderEntry *e : batch) {
+            byItem.insert(e->item.get(), e);
+            e->passes = passes(e);
+            e->row = -1;
+        }
+        if (sortType == int(TQSortType::Kind)) {
+            // Ranks of kinds are among all kinds: a new one shifts the others.
+            Entries every = all;
+            every.insert(every.end(), batch.begin(), batch.end());
+            computeKeys(every);
+        } else {
+            computeKeys(batch);
+        }
+        const auto cmp = comparator();
+        if (batch.size() <= 16) {
+            for (TQFolderEntry *e : batch) {
+                all.insert(std::upper_bound(all.begin(), all.end(), e, cmp), e);
+                if (!e->passes)
+                    continue;
+                const auto at = std::upper_bound(rows.begin(), rows.end(), e, cmp);
+                const int row = int(at - rows.begin());
+                q->beginInsertRows({}, row, row);
+                rows.insert(at, e);
+                renumber(size_t(row));
+                q->endInsertRows();
+            }
+        } else {
+            // Many at once: appended as one run, then moved into place by one layout change.
+            Entries shown;
+            for (TQFolderEntry *e : batch) {
+                if (e->passes)
+                    shown.push_back(e);
+            }
+            if (!shown.empty()) {
+                q->beginInsertRows({}, int(rows.size()), int(rows.size() + shown.size() - 1));
+                rows.insert(rows.end(), shown.begin(), shown.end());
+                renumber(rows.size() - shown.size());
+                q->endInsertRows();
+            }
+            std::stable_sort(batch.begin(), batch.end(), cmp);
+            const size_t middle = all.size();
+            all.insert(all.end(), batch.begin(), batch.end());
+            std::inplace_merge(all.begin(), all.begin() + qsizetype(middle), all.end(), cmp);
+            if (!shown.empty())
+                relayout();
+        }
+        queueValues(batch);
+    }
+
+    void removeEntries(const QList<TQFolderEntry *> &gone)
+    {
+        if (gone.isEmpty())
+            return;
+        QSet<TQFolderEntry *> set(gone.begin(), gone.end());
+        std::vector<int> shown;
+        for (TQFolderEntry *e : gone) {
+            if (e->passes && e->row >= 0)
+                shown.push_back(e->row);
+        }
+        std::sort(shown.begin(), shown.end());
+        for (qsizetype i = qsizetype(shown.size()) - 1; i >= 0;) {
+            qsizetype first = i;
+            while (first > 0 && shown[size_t(first - 1)] == shown[size_t(first)] - 1)
+                --first;
+            q->beginRemoveRows({}, shown[size_t(first)], shown[size_t(i)]);
+            rows.erase(rows.begin() + shown[size_t(first)], rows.begin() + shown[size_t(i)] + 1);
+            q->endRemoveRows();
+            i = first - 1;
+        }
+        renumber();
+        std::erase_if(all, [&set](TQFolderEntry *e) { return set.contains(e); });
+        for (TQFolderEntry *e : gone) {
+            byItem.remove(e->item.get());
+            thumbnailsPending.remove(e);
+            cache.removeIdentity(e->item->URL().toString(QUrl::FullyEncoded));
+            if (values)
+                values->removeObjectsFromQueue({e->item});
+            delete e;
+        }
+    }
+
+    // The roles and columns that the keys an item announced touch.
+    void announce(TQFolderEntry *e, const QStringList &keys)
+    {
+        if (e->row < 0)
+            return;
+        int first = ColumnCount, last = -1;
+        QList<int> roles;
+        auto touch = [&](int c) {
+            first = std::min(first, c);
+            last = std::max(last, c);
+        };
+        for (const QString &key : keys) {
+            for (int c = 0; c < ColumnCount; ++c) {
+                if (key == QStringView(columns[c].textKey) || key == QStringView(columns[c].sortKey))
+                    touch(c);
+            }
+            if (key == u"displayName" || key == u"fileName" || key == u"URL" || key == u"path")
+                touch(NameColumn);
+            if (key == u"fileIcon" || key == u"uti" || key == u"resolvedUTI") {
+                touch(NameColumn);
+                roles << Qt::DecorationRole << ThumbnailRole;
+            }
+            if (key == u"finderLabel" || key == u"finderLabelSortValue") {
+                touch(LabelColumn);
+                roles << LabelRole << LabelColorRole;
+            }
+            if (key == u"isDirectory")
+                roles << IsDirectoryRole;
+        }
+        if (last < 0)
+            return;
+        roles << Qt::DisplayRole << Qt::ToolTipRole << SortValueRole << IsPendingRole << ItemRole << FileRole << NativePathRole;
+        std::sort(roles.begin(), roles.end());
+        roles.erase(std::unique(roles.begin(), roles.end()), roles.end());
+        Q_EMIT q->dataChanged(q->createIndex(e->row, first), q->createIndex(e->row, last), roles);
+    }
+
+    // An item changed (a write, a rename, new attributes): its facts are read again, its
+    // row follows its new place and the filter, and its views hear the keys it announced.
+    void changeEntry(TQFolderEntry *e, const UWStandardFileRef &item, const QStringList &keys)
+    {
+        const bool renamed = e->nameKey.string() != item->displayName();
+        byItem.remove(e->item.get());
+        fill(*e, item, nullptr);
+        byItem.insert(item.get(), e);
+        if (renamed)
+            ranksValid = false;
+        e->contentKnown = false;
+        e->label = -1;
+        e->noThumbnail = false;
+        e->thumbnailRequested = false;
+        cache.removeIdentity(item->URL().toString(QUrl::FullyEncoded));
+        computeKeys({e});
+        if (sortType == int(TQSortType::Kind))
+            computeKeys(all);
+        const bool shown = passes(e);
+        if (e->passes && !shown) {
+            const int row = e->row;
+            q->beginRemoveRows({}, row, row);
+            rows.erase(rows.begin() + row);
+            e->passes = false;
+            e->row = -1;
+            renumber(size_t(row));
+            q->endRemoveRows();
+        }
+        // Back to its place in the sorted list.
+        std::erase(all, e);
+        const auto cmp = comparator();
+        all.insert(std::upper_bound(all.begin(), all.end(), e, cmp), e);
+        if (e->passes) {
+            const int from = e->row;
+            rows.erase(rows.begin() + from);
+            const auto at = std::upper_bound(rows.begin(), rows.end(), e, cmp);
+            const int to = int(at - rows.begin());
+            rows.insert(at, e);
+            if (to != from) {
+                // Undo, then move with the signals, so that views see one move.
+                rows.erase(rows.begin() + to);
+                rows.insert(rows.begin() + from, e);
+                q->beginMoveRows({}, from, from, {}, to > from ? to + 1 : to);
+                rows.erase(rows.begin() + from);
+                rows.insert(rows.begin() + to, e);
+                renumber(size_t(std::min(from, to)));
+                q->endMoveRows();
+            }
+        } else if (shown) {
+            e->passes = true;
+            const auto at = std::upper_bound(rows.begin(), rows.end(), e, cmp);
+            const int row = int(at - rows.begin());
+            q->beginInsertRows({}, row, row);
+            rows.insert(at, e);
+            renumber(size_t(row));
+            q->endInsertRows();
+        }
+        announce(e, keys);
+        queueValues({e});
+    }
+
+    // ---- The folder ---------------------------------------------------------------------
+
+    void stopBackground()
+    {
+        if (listing)
+            listing->cancelled = true;
+        listing.reset();
+        thumbnailer.cancel();
+        thumbnailsPending.clear();
+        if (values) {
+            values->setDelegate(nullptr);
+            values->cancel();
+            values.reset();
+        }
+        valuesLeft = 0;
+    }
+
+    void clear()
+    {
+        stopBackground();
+        if (subscription)
+            QObject::disconnect(subscription.get(), nullptr, this, nullptr);
+        subscription.reset();
+        folder.reset();
+        folderPath.clear();
+        folderGone = false;
+        q->beginResetModel();
+        qDeleteAll(byItem);
+        byItem.clear();
+        all.clear();
+        rows.clear();
+        ranksValid = false;
+        q->endResetModel();
+        firstVisible = lastVisible = -1;
+        cache.clear();
+    }
+
+    void setLoading(bool on)
+    {
+        if (loading == on)
+            return;
+        loading = on;
+        Q_EMIT q->loadingChanged(on);
+    }
+
+    // Lists on the utility queue in batches: the first as soon as it holds enough rows to
+    // fill a window, then one per 16 ms, so the GUI thread merges small runs often rather
+    // than one huge run late.
+    static void list(const std::shared_ptr<ListingJob> &job, QPointer<TQFolderModel> model)
+    {
+        auto post = [&](Entries &&batch, bool done, const QString &error) {
+            auto owned = std::make_shared<Entries>(std::move(batch));
+            QMetaObject::invokeMethod(
+                QCoreApplication::instance(),
+                [model, job, owned, done, error] {
+                    Entries taken;
+                    taken.swap(*owned);
+                    if (!model || job->cancelled || model->d->listing != job) {
+                        qDeleteAll(taken);
+                        return;
+                    }
+                    model->d->listingArrived(std::move(taken), done, error);
+                },
+                Qt::QueuedConnection);
+        };
+        const int fd = ::open(job->path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        DIR *dir = fd >= 0 ? ::fdopendir(fd) : nullptr;
+        if (!dir) {
+            const QString error = QString::fromLocal8Bit(::strerror(errno));
+            if (fd >= 0)
+                ::close(fd);
+            post({}, true, error);
+            return;
+        }
+        const QByteArray prefix = job->path == "/" ? job->path : job->path + '/';
+        Entries batch;
+        bool first = true;
+        QElapsedTimer sincePost;
+        sincePost.start();
+        errno = 0;
+        while (const dirent *entry = ::readdir(dir)) {
+            if (job->cancelled)
+                break;
+            const char *name = entry->d_name;
+            if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')))
+                continue;
+            UWStatInfo stat;
+            if (!stat.readAt(fd, name))
+                continue; // gone between readdir and statx
+            if (UWStandardFileRef item = UWFileFactory::make(QUrl(), prefix + name, &stat)) {
+                auto *e = new TQFolderEntry;
+                fill(*e, item, &stat);
+                batch.push_back(e);
+            }
+            if ((first && batch.size() >= 1000) || (!first && sincePost.elapsed() >= 16)) {
+                post(std::move(batch), false, {});
+                batch = {};
+                first = false;
+                sincePost.restart();
+            }
+            errno = 0;
+        }
+        const QString error = errno ? QString::fromLocal8Bit(::strerror(errno)) : QString();
+        ::closedir(dir);
+        if (job->cancelled) {
+            qDeleteAll(batch);
+            return;
+        }
+        post(std::move(batch), true, error);
+    }
+
+    void listingArrived(Entries &&batch, bool done, const QString &error)
+    {
+        insertEntries(std::move(batch));
+        if (!done)
+            return;
+        if (!error.isEmpty())
+            qCInfo(lcModels).noquote() << "cannot list" << QFile::decodeName(folderPath) << "-" << error;
+        listing.reset();
+        goLive();
+        setLoading(false);
+        Q_EMIT q->loadingFinished();
+        requestVisibleWork();
+    }
+
+    /*
+        From here the file manager follows the folder. Its subscription lists the folder once
+        more (on this thread: it has no other way in yet), and its items take the place of the
+        listing's ones name by name; what differs became events.
+    */
+    void goLive()
+    {
+        UWFileManager *manager = UWFileManager::sharedFileManager();
+        if (!manager || !folder)
+            return;
+        if (checkFolderGone())
+            return;
+        subscription = manager->subscriptionForFile(folder);
+        if (!subscription)
+            return;
+        connect(subscription.get(), &UWFileSubscription::filesChanged, this,
+                [this](const UWFolderChanges &changes) { filesChanged(changes); });
+        subscription->loadImmediately();
+        QHash<QByteArray, TQFolderEntry *> byName;
+        byName.reserve(all.size());
+        for (TQFolderEntry *e : all)
+            byName.insert(e->item->nativeFileName(), e);
+        Entries added;
+        QList<QPair<TQFolderEntry *, UWStandardFileRef>> changed;
+        for (const UWStandardFileRef &file : subscription->files()) {
+            TQFolderEntry *e = byName.take(file->nativeFileName());
+            if (!e) {
+                auto *n = new TQFolderEntry;
+                fill(*n, file, nullptr);
+                added.push_back(n);
+                continue;
+            }
+            byItem.remove(e->item.get());
+            const qint64 size = e->size, modified = e->modified;
+            e->item = file;
+            e->file = dynamic_cast<TQFile *>(file.get());
+            byItem.insert(file.get(), e);
+            if (!e->directory && (file->byteSize() != size || msecs(file->modificationDate()) != modified))
+                changed.append({e, file});
+        }
+        removeEntries(byName.values());
+        insertEntries(std::move(added));
+        for (const auto &[e, file] : std::as_const(changed))
+            changeEntry(e, file, {QStringLiteral("fileSize"), QStringLiteral("modificationDate")});
+    }
+
+    void filesChanged(const UWFolderChanges &changes)
+    {
+        QList<TQFolderEntry *> gone;
+        for (const UWStandardFileRef &file : changes.removed) {
+            if (TQFolderEntry *e = byItem.value(file.get()))
+                gone.append(e);
+        }
+        removeEntries(gone);
+        Entries added;
+        for (const UWStandardFileRef &file : changes.added) {
+            if (byItem.contains(file.get()))
+                continue;
+            auto *e = new TQFolderEntry;
+            fill(*e, file, nullptr);
+            added.push_back(e);
+        }
+        insertEntries(std::move(added));
+        QSet<const UWStandardFile *> seen;
+        for (const QList<UWStandardFileRef> *list : {&changes.renamed, &changes.changed}) {
+            for (const UWStandardFileRef &file : *list) {
+                TQFolderEntry *e = byItem.value(file.get());
+                if (!e || seen.contains(file.get()))
+                    continue;
+                seen.insert(file.get());
+                changeEntry(e, file, changes.keysFor(file));
+            }
+        }
+        checkFolderGone();
+        requestVisibleWork();
+    }
+
+    // The folder shown is no longer at its path: its rows go, and the host hears it once.
+    bool checkFolderGone()
+    {
+        if (!folder || folderGone)
+            return folderGone;
+        struct stat info = {};
+        if (::stat(folderPath.constData(), &info) == 0 && S_ISDIR(info.st_mode))
+            return false;
+        folderGone = true;
+        qCDebug(lcModels).noquote() << "folder went away:" << QFile::decodeName(folderPath);
+        removeEntries(QList<TQFolderEntry *>(all.begin(), all.end()));
+        Q_EMIT q->folderRemoved();
+        return true;
+    }
+
+    // ---- Background values ------------------------------------------------------------
+
+    void queueValues(const Entries &entries)
+    {
+        if (!loadsImageInfo || listing)
+            return;
+        QList<UWStandardFileRef> items;
+        for (TQFolderEntry *e : entries) {
+            if (!e->contentKnown && !e->valuesQueued) {
+                e->valuesQueued = true;
+                items.append(e->item);
+            }
+        }
+        if (items.isEmpty())
+            return;
+        if (!values || values->isFinished() || values->isCancelled()) {
+            if (values)
+                values->setDelegate(nullptr);
+            values = std::make_shared<ValuesOperation>();
+            values->setDelegate(this);
+            values->setQueue(items);
+            UWQueuedObjectOperation::start(values, UWFileManager::sharedFileManager()
+                                                       ? UWFileManager::sharedFileManager()->utilityQueue()
+                                                       : nullptr);
+        } else {
+            values->addObjectsToQueue(items);
+        }
+        valuesLeft += items.size();
+    }
+
+    void queuedObjectOperationPostedResults(UWQueuedObjectOperation *operation) override
+    {
+        if (operation != values.get())
+            return;
+        bool moved = false;
+        for (const UWQueuedObjectResult &result : operation->latestResults()) {
+            TQFolderEntry *e = byItem.value(result.object.get());
+            --valuesLeft;
+            if (!e)
+                continue;
+            e->valuesQueued = false;
+            e->contentKnown = true;
+            const QVariantList product = result.product.toList();
+            e->label = qint8(product.value(0).toInt());
+            e->added = product.value(1).toLongLong();
+            if (sortNeedsContent) {
+                e->key = 0;
+                moved = true;
+                pendingResort.insert(e);
+            }
+            if (e->row >= 0) {
+                Q_EMIT q->dataChanged(q->createIndex(e->row, DateAddedColumn), q->createIndex(e->row, ColumnCount - 1),
+                                      {Qt::DisplayRole, SortValueRole, IsPendingRole, LabelRole, LabelColorRole});
+            }
+        }
+        if (moved && !resortTimer.isActive())
+            resortTimer.start();
+    }
+
+    void queuedObjectOperationComplete(UWQueuedObjectOperation *operation) override
+    {
+        if (operation != values.get())
+            return;
+        queuedObjectOperationPostedResults(operation);
+        // Items queued after the operation's last take are not read: queue them again.
+        Entries again;
+        for (TQFolderEntry *e : all) {
+            if (e->valuesQueued && !e->contentKnown) {
+                e->valuesQueued = false;
+                again.push_back(e);
+            }
+        }
+        values.reset();
+        valuesLeft = 0;
+        if (!again.empty()) {
+            queueValues(again);
+            return;
+        }
+        if (resortTimer.isActive()) {
+            resortTimer.stop();
+            resortChanged();
+        }
+        Q_EMIT q->imageInfoFinished();
+    }
+
+    QSet<TQFolderEntry *> pendingResort;
+
+    // Values arrived for some items: they leave the "unknown" end for their places, all in
+    // one layout change per interval, merged into the sorted rest (linear, not a full sort).
+    void resortChanged()
+    {
+        if (pendingResort.isEmpty() || !sortNeedsContent) {
+            pendingResort.clear();
+            return;
+        }
+        ensureRanks();
+        pendingResort.clear();
+        // Text keys are ranks among all texts: new texts change the ranks of every item.
+        computeKeys(all);
+        std::stable_sort(all.begin(), all.end(), comparator());
+        relayout();
+    }
+
+    // ---- Visibility and thumbnails ----------------------------------------------------
+
+    void requestVisibleWork()
+    {
+        if (listing || rows.empty())
+            return;
+        const int first = std::max(0, firstVisible);
+        const int last = std::min(int(rows.size()) - 1, lastVisible);
+        if (firstVisible < 0 || last < first)
+            return;
+        // Values of the rows on screen go first.
+        if (values && loadsImageInfo) {
+            QList<UWStandardFileRef> front;
+            for (int r = first; r <= last; ++r) {
+                if (rows[size_t(r)]->valuesQueued)
+                    front.append(rows[size_t(r)]->item);
+            }
+            if (!front.isEmpty()) {
+                values->removeObjectsFromQueue(front);
+                values->addObjectsToFrontOfQueue(front);
+            }
+        }
+        if (thumbnailSize.isEmpty())
+            return;
+        // Requests for rows scrolled away are dropped; the rows on screen are asked again.
+        bool away = false;
+        for (TQFolderEntry *e : std::as_const(thumbnailsPending)) {
+            if (e->row < first || e->row > last) {
+                away = true;
+                break;
+            }
+        }
+        if (away) {
+            thumbnailer.cancel();
+            for (TQFolderEntry *e : std::as_const(thumbnailsPending))
+                e->thumbnailRequested = false;
+            thumbnailsPending.clear();
+        }
+        QList<UWStandardFileRef> wanted;
+        for (int r = first; r <= last; ++r) {
+            TQFolderEntry *e = rows[size_t(r)];
+            if (e->thumbnailRequested || e->noThumbnail || e->directory || !e->file)
+                continue;
+            if (cache.contains(cacheKey(e)))
+                continue;
+            e->thumbnailRequested = true;
+            thumbnailsPending.insert(e);
+            wanted.append(e->item);
+        }
+        if (!wanted.isEmpty()) {
+            thumbnailer.setSize(QSizeF(thumbnailSize));
+            thumbnailer.addFilesToQueue(wanted);
+        }
+    }
+
+    TQThumbnailMemoryCache::Key cacheKey(const TQFolderEntry *e) const
+    {
+        return TQThumbnailMemoryCache::Key::forUrl(e->item->URL(), thumbnailSize);
+    }
+
+    void asynchronousThumbnailerCreatedThumbnail(TQAsyncQuicklookThumbnailer *, const QImage &thumbnail,
+                                                 const UWStandardFileRef &file, const UWStandardFileRef &) override
+    {
+        TQFolderEntry *e = byItem.value(file.get());
+        if (!e || !thumbnailsPending.remove(e))
+            return;
+        e->thumbnailRequested = false;
+        if (thumbnail.isNull()) {
+            e->noThumbnail = true;
+            return;
+        }
+        cache.insert(cacheKey(e), thumbnail);
+        if (e->row >= 0)
+            Q_EMIT q->dataChanged(q->createIndex(e->row, NameColumn), q->createIndex(e->row, NameColumn),
+                                  {Qt::DecorationRole, ThumbnailRole});
+        Q_EMIT q->thumbnailArrived(file);
+    }
+
+    TQFolderEntry *entry(const QModelIndex &index) const
+    {
+        if (!index.isValid() || index.model() != q || index.row() >= int(rows.size()))
+            return nullptr;
+        return rows[size_t(index.row())];
+    }
 };
 
-TQFolderModel::TQFolderModel(QObject *parent) : QAbstractItemModel(parent), d(std::make_unique<Private>()) {}
+TQFolderModel::TQFolderModel(QObject *parent) : QAbstractItemModel(parent), d(std::make_unique<Private>(this)) {}
+
 TQFolderModel::~TQFolderModel() = default;
 
-TQSortType TQFolderModel::sortTypeForColumn(int) { return TQSortType::Name; }
-int TQFolderModel::columnForSortType(TQSortType) { return NameColumn; }
-bool TQFolderModel::columnNeedsContent(int) { return false; }
-void TQFolderModel::setFolder(const UWStandardFileRef &folder) { d->folder = folder; }
-void TQFolderModel::setFolderPath(const QString &path) { setFolderNativePath(QFile::encodeName(path)); }
-void TQFolderModel::setFolderNativePath(const QByteArray &nativePath) { setFolder(UWStandardFile::newFileForNativePath(nativePath)); }
-UWStandardFileRef TQFolderModel::folder() const { return d->folder; }
-void TQFolderModel::setItems(const QList<UWStandardFileRef> &) {}
-QList<UWStandardFileRef> TQFolderModel::allItems() const { return d->rows; }
-bool TQFolderModel::isLoading() const { return false; }
+TQSortType TQFolderModel::sortTypeForColumn(int column)
+{
+    return column >= 0 && column < ColumnCount ? columns[column].type : TQSortType::Name;
+}
+
+int TQFolderModel::columnForSortType(TQSortType sortType)
+{
+    return columnOfType(int(sortType));
+}
+
+bool TQFolderModel::columnNeedsContent(int column)
+{
+    return column >= 0 && column < ColumnCount && columns[column].content;
+}
+
+void TQFolderModel::setFolder(const UWStandardFileRef &folder)
+{
+    d->clear();
+    UWStandardFileRef target = folder ? folder->resolvedFileItem() : nullptr;
+    if (!target || !target->isDirectory()) {
+        qCDebug(lcModels).noquote() << "not a folder:" << (folder ? folder->path() : QStringLiteral("(none)"));
+        d->setLoading(false);
+        return;
+    }
+    d->folder = target;
+    d->folderPath = target->nativePath();
+    d->setLoading(true);
+    d->listing = std::make_shared<ListingJob>();
+    d->listing->path = d->folderPath;
+    const std::shared_ptr<ListingJob> job = d->listing;
+    QPointer<TQFolderModel> self(this);
+    QThreadPool *pool = UWFileManager::sharedFileManager() ? UWFileManager::sharedFileManager()->utilityQueue()
+                                                           : QThreadPool::globalInstance();
+    pool->start([job, self] { Private::list(job, self); });
+}
+
+void TQFolderModel::setFolderPath(const QString &path)
+{
+    setFolderNativePath(QFile::encodeName(path));
+}
+
+void TQFolderModel::setFolderNativePath(const QByteArray &nativePath)
+{
+    setFolder(UWStandardFile::newFileForNativePath(nativePath));
+}
+
+UWStandardFileRef TQFolderModel::folder() const
+{
+    return d->folder;
+}
+
+void TQFolderModel::setItems(const QList<UWStandardFileRef> &items)
+{
+    d->clear();
+    d->setLoading(false);
+    Entries entries;
+    QSet<const UWStandardFile *> seen;
+    for (const UWStandardFileRef &item : items) {
+        if (!item || seen.contains(item.get()))
+            continue;
+        seen.insert(item.get());
+        auto *e = new TQFolderEntry;
+        fill(*e, item, nullptr);
+        e->passes = d->passes(e);
+        d->byItem.insert(item.get(), e);
+        entries.push_back(e);
+    }
+    beginResetModel();
+    d->all = entries;
+    d->setSortTraits();
+    d->sortAll();
+    for (TQFolderEntry *e : d->all) {
+        if (e->passes)
+            d->rows.push_back(e);
+    }
+    d->renumber();
+    endResetModel();
+    d->queueValues(d->all);
+    d->requestVisibleWork();
+}
+
+QList<UWStandardFileRef> TQFolderModel::allItems() const
+{
+    QList<UWStandardFileRef> items;
+    items.reserve(qsizetype(d->all.size()));
+    for (const TQFolderEntry *e : d->all)
+        items.append(e->item);
+    return items;
+}
+
+bool TQFolderModel::isLoading() const
+{
+    return d->loading;
+}
+
 void TQFolderModel::setSortType(int sortType, int folderPriority, bool ascending)
 {
-    d->sortType = sortType;
+    if (sortType == d->sortType && folderPriority == d->folderPriority && ascending == d->ascending
+        && sortType != int(TQSortType::Random))
+        return;
+    // Codes without a column of their own sort by name, as the descriptors do.
+    d->sortType = (columnOfType(sortType) >= 0 || sortType == int(TQSortType::Random)) ? sortType : 0;
     d->folderPriority = folderPriority;
     d->ascending = ascending;
+    d->resort();
+    Q_EMIT sortOrderChanged();
+    d->requestVisibleWork();
 }
+
 void TQFolderModel::setSortType(TQSortType sortType, TQFolderPriority folderPriority, bool ascending)
 {
     setSortType(int(sortType), int(folderPriority), ascending);
 }
-int TQFolderModel::sortType() const { return d->sortType; }
-int TQFolderModel::folderPriority() const { return d->folderPriority; }
-bool TQFolderModel::isAscending() const { return d->ascending; }
-void TQFolderModel::sort(int, Qt::SortOrder) {}
-void TQFolderModel::setFilterType(int filterType) { d->filterType = filterType; }
-void TQFolderModel::setFilterType(TQFilterType filterType) { setFilterType(int(filterType)); }
-int TQFolderModel::filterType() const { return d->filterType; }
-void TQFolderModel::setExcludeFolders(bool exclude) { d->excludeFolders = exclude; }
-bool TQFolderModel::excludeFolders() const { return d->excludeFolders; }
-void TQFolderModel::setNameFilter(const QString &text) { d->nameFilter = text; }
-QString TQFolderModel::nameFilter() const { return d->nameFilter; }
-void TQFolderModel::setVisibleRows(int first, int last) { d->visible = {first, last}; }
-QPair<int, int> TQFolderModel::visibleRows() const { return d->visible; }
-void TQFolderModel::setThumbnailSize(const QSize &size) { d->thumbnailSize = size; }
-QSize TQFolderModel::thumbnailSize() const { return d->thumbnailSize; }
-void TQFolderModel::setThumbnailMemoryBudget(qint64 bytes) { d->budget = bytes; }
-qint64 TQFolderModel::thumbnailMemoryBudget() const { return d->budget; }
-qint64 TQFolderModel::thumbnailMemoryUsed() const { return 0; }
-void TQFolderModel::setLoadsImageInfo(bool load) { d->loadsImageInfo = load; }
-bool TQFolderModel::loadsImageInfo() const { return d->loadsImageInfo; }
-UWStandardFileRef TQFolderModel::itemAt(const QModelIndex &) const { return {}; }
-TQFileRef TQFolderModel::fileAt(const QModelIndex &) const { return {}; }
-QModelIndex TQFolderModel::indexOf(const UWStandardFileRef &, int) const { return {}; }
-QModelIndex TQFolderModel::indexOfNativePath(const QByteArray &, int) const { return {}; }
-QList<UWStandardFileRef> TQFolderModel::selectedItems(const QItemSelectionModel *) const { return {}; }
-QList<int> TQFolderModel::selectedFinderLabels(const QItemSelectionModel *) const { return {}; }
-UWStandardFileRef TQFolderModel::firstSelectedFile(const QItemSelectionModel *) const { return {}; }
+
+int TQFolderModel::sortType() const
+{
+    return d->sortType;
+}
+
+int TQFolderModel::folderPriority() const
+{
+    return d->folderPriority;
+}
+
+bool TQFolderModel::isAscending() const
+{
+    return d->ascending;
+}
+
+void TQFolderModel::sort(int column, Qt::SortOrder order)
+{
+    if (column < 0 || column >= ColumnCount)
+        return;
+    setSortType(int(columns[column].type), d->folderPriority, order == Qt::AscendingOrder);
+}
+
+void TQFolderModel::setFilterType(int filterType)
+{
+    if (filterType == d->filterType)
+        return;
+    d->filterType = filterType;
+    d->applyFilter();
+    Q_EMIT filterChanged();
+}
+
+void TQFolderModel::setFilterType(TQFilterType filterType)
+{
+    setFilterType(int(filterType));
+}
+
+int TQFolderModel::filterType() const
+{
+    return d->filterType;
+}
+
+void TQFolderModel::setExcludeFolders(bool exclude)
+{
+    if (exclude == d->excludeFolders)
+        return;
+    d->excludeFolders = exclude;
+    d->applyFilter();
+    Q_EMIT filterChanged();
+}
+
+bool TQFolderModel::excludeFolders() const
+{
+    return d->excludeFolders;
+}
+
+void TQFolderModel::setNameFilter(const QString &text)
+{
+    if (text == d->nameFilter.text())
+        return;
+    d->nameFilter = TQNameFilter(text);
+    d->applyFilter();
+    Q_EMIT filterChanged();
+}
+
+QString TQFolderModel::nameFilter() const
+{
+    return d->nameFilter.text();
+}
+
+void TQFolderModel::setVisibleRows(int first, int last)
+{
+    if (last < first || last < 0)
+        first = last = -1;
+    if (first == d->firstVisible && last == d->lastVisible)
+        return;
+    d->firstVisible = first;
+    d->lastVisible = last;
+    d->requestVisibleWork();
+}
+
+QPair<int, int> TQFolderModel::visibleRows() const
+{
+    return {d->firstVisible, d->lastVisible};
+}
+
+void TQFolderModel::setThumbnailSize(const QSize &size)
+{
+    if (size == d->thumbnailSize)
+        return;
+    d->thumbnailSize = size;
+    d->thumbnailer.cancel();
+    d->thumbnailsPending.clear();
+    d->cache.clear();
+    for (TQFolderEntry *e : d->all) {
+        e->thumbnailRequested = false;
+        e->noThumbnail = false;
+    }
+    d->requestVisibleWork();
+}
+
+QSize TQFolderModel::thumbnailSize() const
+{
+    return d->thumbnailSize;
+}
+
+void TQFolderModel::setThumbnailMemoryBudget(qint64 bytes)
+{
+    d->cache.setBudget(std::max<qint64>(0, bytes));
+}
+
+qint64 TQFolderModel::thumbnailMemoryBudget() const
+{
+    return d->cache.budget();
+}
+
+qint64 TQFolderModel::thumbnailMemoryUsed() const
+{
+    return d->cache.bytesUsed();
+}
+
+void TQFolderModel::setLoadsImageInfo(bool load)
+{
+    if (load == d->loadsImageInfo)
+        return;
+    d->loadsImageInfo = load;
+    if (!load) {
+        if (d->values) {
+            d->values->setDelegate(nullptr);
+            d->values->cancel();
+            d->values.reset();
+        }
+        for (TQFolderEntry *e : d->all)
+            e->valuesQueued = false;
+        d->valuesLeft = 0;
+        return;
+    }
+    // The rows on screen first, then the rest in row order, then what is filtered out.
+    Entries order;
+    if (d->firstVisible >= 0) {
+        for (int r = d->firstVisible; r <= std::min(d->lastVisible, int(d->rows.size()) - 1); ++r)
+            order.push_back(d->rows[size_t(r)]);
+    }
+    for (TQFolderEntry *e : d->rows)
+        order.push_back(e);
+    for (TQFolderEntry *e : d->all) {
+        if (!e->passes)
+            order.push_back(e);
+    }
+    d->queueValues(order);
+}
+
+bool TQFolderModel::loadsImageInfo() const
+{
+    return d->loadsImageInfo;
+}
+
+UWStandardFileRef TQFolderModel::itemAt(const QModelIndex &index) const
+{
+    const TQFolderEntry *e = d->entry(index);
+    return e ? e->item : nullptr;
+}
+
+TQFileRef TQFolderModel::fileAt(const QModelIndex &index) const
+{
+    return TQFile::fromItem(itemAt(index));
+}
+
+QModelIndex TQFolderModel::indexOf(const UWStandardFileRef &item, int column) const
+{
+    const TQFolderEntry *e = item ? d->byItem.value(item.get()) : nullptr;
+    if (!e || e->row < 0 || column < 0 || column >= ColumnCount)
+        return {};
+    return createIndex(e->row, column);
+}
+
+QModelIndex TQFolderModel::indexOfNativePath(const QByteArray &nativePath, int column) const
+{
+    for (const TQFolderEntry *e : d->rows) {
+        if (e->item->nativePath() == nativePath)
+            return index(e->row, column);
+    }
+    return {};
+}
+
+QList<UWStandardFileRef> TQFolderModel::selectedItems(const QItemSelectionModel *selection) const
+{
+    QList<UWStandardFileRef> items;
+    if (!selection || selection->model() != this)
+        return items;
+    QList<int> rowsSelected;
+    for (const QModelIndex &index : selection->selectedIndexes())
+        rowsSelected.append(index.row());
+    std::sort(rowsSelected.begin(), rowsSelected.end());
+    rowsSelected.erase(std::unique(rowsSelected.begin(), rowsSelected.end()), rowsSelected.end());
+    for (int row : std::as_const(rowsSelected)) {
+        if (row >= 0 && row < int(d->rows.size()))
+            items.append(d->rows[size_t(row)]->item);
+    }
+    return items;
+}
+
+QList<int> TQFolderModel::selectedFinderLabels(const QItemSelectionModel *selection) const
+{
+    QList<int> labels;
+    for (const UWStandardFileRef &item : selectedItems(selection)) {
+        // Asked of the item, which keeps its label until it changes: a few items, and never stale.
+        const int label = item->finderLabel();
+        if (!labels.contains(label))
+            labels.append(label);
+    }
+    std::sort(labels.begin(), labels.end());
+    return labels;
+}
+
+UWStandardFileRef TQFolderModel::firstSelectedFile(const QItemSelectionModel *selection) const
+{
+    for (const UWStandardFileRef &item : selectedItems(selection)) {
+        const TQFolderEntry *e = d->byItem.value(item.get());
+        if (e && !e->directory)
+            return item;
+    }
+    return nullptr;
+}
+
 QModelIndex TQFolderModel::index(int row, int column, const QModelIndex &parent) const
 {
-    return hasIndex(row, column, parent) ? createIndex(row, column) : QModelIndex();
+    if (parent.isValid() || row < 0 || column < 0 || row >= int(d->rows.size()) || column >= ColumnCount)
+        return {};
+    return createIndex(row, column);
 }
-QModelIndex TQFolderModel::parent(const QModelIndex &) const { return {}; }
-QModelIndex TQFolderModel::sibling(int row, int column, const QModelIndex &) const { return index(row, column); }
-int TQFolderModel::rowCount(const QModelIndex &parent) const { return parent.isValid() ? 0 : int(d->rows.size()); }
-int TQFolderModel::columnCount(const QModelIndex &parent) const { return parent.isValid() ? 0 : ColumnCount; }
-bool TQFolderModel::hasChildren(const QModelIndex &parent) const { return !parent.isValid() && !d->rows.isEmpty(); }
-QVariant TQFolderModel::data(const QModelIndex &, int) const { return {}; }
-QVariant TQFolderModel::headerData(int, Qt::Orientation, int) const { return {}; }
-Qt::ItemFlags TQFolderModel::flags(const QModelIndex &index) const { return QAbstractItemModel::flags(index); }
-QHash<int, QByteArray> TQFolderModel::roleNames() const { return QAbstractItemModel::roleNames(); }
+
+QModelIndex TQFolderModel::parent(const QModelIndex &) const
+{
+    return {};
+}
+
+QModelIndex TQFolderModel::sibling(int row, int column, const QModelIndex &index) const
+{
+    if (!index.isValid() || index.model() != this)
+        return {};
+    return this->index(row, column);
+}
+
+int TQFolderModel::rowCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : int(d->rows.size());
+}
+
+int TQFolderModel::columnCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : int(ColumnCount);
+}
+
+bool TQFolderModel::hasChildren(const QModelIndex &parent) const
+{
+    return !parent.isValid() && !d->rows.empty();
+}
+
+QVariant TQFolderModel::data(const QModelIndex &index, int role) const
+{
+    TQFolderEntry *e = d->entry(index);
+    if (!e)
+        return {};
+    const int column = index.column();
+    const ColumnInfo &info = columns[column];
+    switch (role) {
+    case Qt::DisplayRole:
+    case Qt::ToolTipRole: {
+        if (column == NameColumn)
+            return e->nameKey.string();
+        if (column == KindColumn)
+            return e->kind;
+        if (info.content && !e->contentKnown)
+            return QString();
+        if (column == LabelColumn)
+            return Private::labelText(e);
+        if (!e->file)
+            return column == SizeColumn ? QString() : QString();
+        const QVariant value = e->file->valueForKey(info.textKey);
+        if (value.typeId() == QMetaType::Double)
+            return value.toDouble() > 0 ? QString::number(value.toDouble()) : QString();
+        return value.toString();
+    }
+    case Qt::DecorationRole:
+        if (column != NameColumn)
+            return {};
+        if (!d->thumbnailSize.isEmpty() && !e->directory) {
+            const QImage image = d->cache.image(d->cacheKey(e));
+            if (!image.isNull())
+                return image;
+        }
+        return e->item->fileIcon();
+    case Qt::TextAlignmentRole:
+        return column == SizeColumn || (column >= WidthColumn && column != ColorProfileColumn && column != CameraModelColumn
+                                        && column != ImageDepthColumn && column != ExifDateColumn
+                                        && column != OrientationColumn)
+            ? QVariant(int(Qt::AlignRight | Qt::AlignVCenter))
+            : QVariant();
+    case ItemRole:
+        return QVariant::fromValue(e->item);
+    case FileRole:
+        return QVariant::fromValue(TQFile::fromItem(e->item));
+    case ThumbnailRole:
+        return d->thumbnailSize.isEmpty() ? QImage() : d->cache.image(d->cacheKey(e));
+    case LabelRole:
+        return e->label >= 0 ? int(e->label) : 0;
+    case LabelColorRole:
+        return e->label > 0 ? QVariant(UWFileManagerCategories::upperColorForFinderLabel(e->label)) : QVariant();
+    case SortValueRole:
+        if (column == NameColumn)
+            return e->nameKey.string();
+        if (column == KindColumn)
+            return e->kind;
+        if (column == SizeColumn)
+            return e->size;
+        if (column == ModificationDateColumn)
+            return QDateTime::fromMSecsSinceEpoch(e->modified);
+        if (column == CreationDateColumn)
+            return QDateTime::fromMSecsSinceEpoch(e->created);
+        if (!e->contentKnown)
+            return {};
+        if (column == DateAddedColumn)
+            return QDateTime::fromMSecsSinceEpoch(e->added);
+        if (column == LabelColumn)
+            return Private::labelText(e);
+        if (!e->file)
+            return {};
+        return e->file->cachedValueForKey(info.sortKey).value_or(QVariant());
+    case IsDirectoryRole:
+        return e->directory;
+    case IsPendingRole:
+        return info.content && !e->contentKnown;
+    case NativePathRole:
+        return e->item->nativePath();
+    default:
+        return {};
+    }
+}
+
+QVariant TQFolderModel::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (orientation != Qt::Horizontal || section < 0 || section >= ColumnCount)
+        return {};
+    if (role == Qt::DisplayRole)
+        return tr(columns[section].title);
+    if (role == Qt::InitialSortOrderRole)
+        return int(section == NameColumn || section == KindColumn || section == LabelColumn ? Qt::AscendingOrder
+                                                                                           : Qt::DescendingOrder);
+    return {};
+}
+
+Qt::ItemFlags TQFolderModel::flags(const QModelIndex &index) const
+{
+    if (!d->entry(index))
+        return Qt::NoItemFlags;
+    return Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren | Qt::ItemIsDragEnabled;
+}
+
+QHash<int, QByteArray> TQFolderModel::roleNames() const
+{
+    QHash<int, QByteArray> names = QAbstractItemModel::roleNames();
+    names.insert(ItemRole, "item");
+    names.insert(FileRole, "file");
+    names.insert(ThumbnailRole, "thumbnail");
+    names.insert(LabelRole, "label");
+    names.insert(LabelColorRole, "labelColor");
+    names.insert(SortValueRole, "sortValue");
+    names.insert(IsDirectoryRole, "isDirectory");
+    names.insert(IsPendingRole, "isPending");
+    names.insert(NativePathRole, "nativePath");
+    return names;
+}
