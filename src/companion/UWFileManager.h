@@ -28,6 +28,8 @@ class UWFolderBatch;
     came and went within the batch is in none. Lists are in the order the changes were heard.
     The items hold their new values already (their caches were emptied and their keys
     announced before the signal).
+
+    \ingroup companion
 */
 struct TQKIT_EXPORT UWFolderChanges
 {
@@ -49,6 +51,7 @@ struct TQKIT_EXPORT UWFolderChanges
     */
     QHash<const UWStandardFile *, QStringList> keys;
 
+    //! True when the batch added, removed, renamed and changed nothing.
     bool isEmpty() const { return added.isEmpty() && removed.isEmpty() && renamed.isEmpty() && changed.isEmpty(); }
     //! The keys \a file announced in this batch.
     QStringList keysFor(const UWStandardFileRef &file) const { return keys.value(file.get()); }
@@ -69,6 +72,8 @@ Q_DECLARE_METATYPE(UWFolderChanges)
     The subscription stands for its path: when the folder there is deleted or moved away, its
     items leave the listing (they hear UWFileEvent::Removed) and a folder that takes the path
     later is listed on the next loadImmediately().
+
+    \ingroup companion
 */
 class TQKIT_EXPORT UWFileSubscription : public QObject
 {
@@ -116,10 +121,12 @@ private:
     \brief The one file manager of the process: folder subscriptions, file-system events,
     the item factory and the utility queue for background operations.
 
-    \section Threads
+    \par Threads
     The manager lives on the main thread; subscriptionForFile() and changeHappenedInDirectory()
     are main-thread calls, and events reach items there. setFileFactory(), fileFactory(),
     setTypeDetection() and utilityQueue() may be called from any thread.
+
+    \ingroup companion
 */
 class TQKIT_EXPORT UWFileManager : public QObject
 {
@@ -158,6 +165,7 @@ public:
         the program's own item class. An empty factory restores UWStandardFile.
     */
     static void setFileFactory(FileFactory factory);
+    //! The factory setFileFactory() installed; empty for UWStandardFile.
     static FileFactory fileFactory();
 
     /*!
@@ -165,6 +173,7 @@ public:
         which never opens a file and suits huge folders.
     */
     static void setTypeDetection(TQTypeRegistry::Detection detection);
+    //! How items recognise their type (see setTypeDetection()).
     static TQTypeRegistry::Detection typeDetection();
 
 Q_SIGNALS:
