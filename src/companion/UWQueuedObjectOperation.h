@@ -3,6 +3,12 @@
 
 #pragma once
 
+/*!
+    \file UWQueuedObjectOperation.h
+    \ingroup companion
+    \brief UWQueuedObjectOperation, its results and its delegate's interface.
+*/
+
 #include "UWStandardFile.h"
 #include "tqkit_export.h"
 
@@ -27,11 +33,13 @@ class UWQueuedObjectOperation;
     file, say); the result is still posted, so that the receiver knows the object was handled.
 
     A plain value; copying it copies a QVariant (implicitly shared) and a reference to the item.
+
+    \ingroup companion
 */
 struct UWQueuedObjectResult
 {
-    QVariant product;
-    UWStandardFileRef object;
+    QVariant product;         //!< what the operation made of the object; null for nothing
+    UWStandardFileRef object; //!< the item the product was made from
 
     //! Equal products made from the same item: identity is the pointer, as everywhere.
     friend bool operator==(const UWQueuedObjectResult &, const UWQueuedObjectResult &) = default;
@@ -50,6 +58,8 @@ Q_DECLARE_METATYPE(UWQueuedObjectResult)
     hold it by a guarded pointer: pass the QObject to UWQueuedObjectOperation::setDelegate().
     Both calls arrive on the main thread (the thread of QCoreApplication), where the delegate
     object must live.
+
+    \ingroup companion
 */
 class TQKIT_EXPORT UWQueuedObjectOperationDelegate
 {
@@ -76,7 +86,7 @@ public:
     waiting list (addObjectsToFrontOfQueue() for the items that just scrolled into view) or
     drop items from it.
 
-    \section Delivery
+    \par Delivery
     Results are gathered into a batch. When a result joins a batch that has no delivery on its
     way, one delivery is queued into the main thread; it calls the delegate's
     queuedObjectOperationPostedResults(), which takes the batch with latestResults(). Several
@@ -86,7 +96,7 @@ public:
     were already taken) calls nothing. Delivery needs the main thread's event loop; with no
     QCoreApplication, nothing is delivered and the results stay in latestResults().
 
-    \section Ownership
+    \par Ownership
     Hold an operation as a std::shared_ptr (std::make_shared) and run it with start(): the
     thread pool and every queued delivery keep a reference, so the owner may drop its own at
     any time. The last reference may therefore be released on a worker thread, where the
@@ -94,13 +104,15 @@ public:
     results by reference, and the delegate by a guarded pointer: it does not own the delegate,
     and a destroyed delegate simply receives nothing.
 
-    \section Threads
+    \par Threads
     The queue, the results, currentObject(), runLoopModes() and the state flags are behind one
     lock: they may be used from any thread, in particular from the main thread while main()
     runs. The delegate belongs to the main thread. Each call takes the lock once for a short
     time; the queue calls cost in proportion to the lengths of the lists involved.
 
     An operation runs once: a second start() is ignored.
+
+    \ingroup companion
 */
 class TQKIT_EXPORT UWQueuedObjectOperation
     : public std::enable_shared_from_this<UWQueuedObjectOperation>
@@ -137,6 +149,7 @@ public:
         Any thread.
     */
     void setRunLoopModes(const QStringList &modes);
+    //! The modes setRunLoopModes() gave; any thread.
     QStringList runLoopModes() const;
 
     //! Replaces the waiting list with \a objects, in order; null entries are left out.
