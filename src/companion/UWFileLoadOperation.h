@@ -16,6 +16,8 @@
     time of the listing), then take results(): the items of every queued folder, in order.
     A folder that cannot be read lists as empty and the reason is logged.
     Not thread-safe: one thread at a time.
+
+    \ingroup companion
 */
 class TQKIT_EXPORT UWFileLoadOperation
 {
