@@ -36,6 +36,8 @@
 
     All functions may be called from any thread; nameForLabel() serialises its cache with a
     mutex, the others are reentrant.
+
+    \ingroup companion
 */
 namespace UWFinderLabels {
 
