@@ -16,6 +16,8 @@
     ICU collator per thread, built on a thread's first comparison and rebuilt when the
     default locale (QLocale()) changes. (TQStringUtilities offers the same order under its
     older names, finderStyleCompare() and finderStyleSortKey().)
+
+    \ingroup platform
 */
 namespace TQNameOrder {
 
@@ -27,7 +29,7 @@ class SortKey;
 
     - Case-insensitive, and digit runs compare by value ("file2" before "file10").
     - Width-insensitive: every character whose Unicode compatibility decomposition is tagged
-      \c <wide> or \c <narrow> is replaced by that decomposition before collating. That is the
+      \c \<wide\> or \c \<narrow\> is replaced by that decomposition before collating. That is the
       full-width ASCII block U+FF01..U+FF5E, the ideographic space U+3000, the full-width
       brackets and signs (U+FF5F, U+FF60, U+FFE0..U+FFE6) and the half-width katakana,
       Hangul and symbols (U+FF61..U+FFDC, U+FFE8..U+FFEE).
@@ -70,6 +72,8 @@ TQKIT_EXPORT SortKey sortKey(const QString &self);
     level is in the key, and ties are broken with the comparing thread's collator.
 
     Immutable and implicitly shared: copying is cheap, and keys may be read from any thread.
+
+    \ingroup platform
 */
 class TQKIT_EXPORT SortKey
 {
@@ -110,7 +114,6 @@ TQKIT_EXPORT int compare(const SortKey &a, const SortKey &b);
 namespace TQStringUtilities {
 
 /*!
-    \class TQStringUtilities::FinderStyleSortKey
     \brief The name order's sort key, TQNameOrder::SortKey, under its older name.
 */
 using FinderStyleSortKey = TQNameOrder::SortKey;
