@@ -3,6 +3,12 @@
 
 #pragma once
 
+/*!
+    \file TQNotFound.h
+    \ingroup platform
+    \brief TQNotFound, the index that stands for no index.
+*/
+
 #include <QtGlobal>
 
 #include <limits>
