@@ -42,11 +42,21 @@ class TQPredicateData;
     text gives an equal predicate.
 
     A value type, implicitly shared; evaluation is reentrant.
+
+    \ingroup platform
 */
 class TQKIT_EXPORT TQPredicate
 {
 public:
-    enum class Type { True, False, Comparison, And, Or, Not };
+    //! What kind of predicate it is.
+    enum class Type {
+        True,       //!< always true (TRUEPREDICATE)
+        False,      //!< always false (FALSEPREDICATE)
+        Comparison, //!< a key path compared with a literal
+        And,        //!< all of its subpredicates
+        Or,         //!< one of its subpredicates
+        Not,        //!< the opposite of its one subpredicate
+    };
 
     /*!
         The predicate written in \a format, with the key paths of \a keys in its "%K" places
@@ -62,22 +72,30 @@ public:
     static TQPredicate andPredicateWithSubpredicates(const QList<TQPredicate> &subpredicates);
     //! True when one of \a subpredicates is (an empty list is false).
     static TQPredicate orPredicateWithSubpredicates(const QList<TQPredicate> &subpredicates);
+    //! True when \a subpredicate is false.
     static TQPredicate notPredicateWithSubpredicate(const TQPredicate &subpredicate);
 
+    //! A copy sharing \a other's data.
     TQPredicate(const TQPredicate &other);
+    //! Shares \a other's data.
     TQPredicate &operator=(const TQPredicate &other);
     ~TQPredicate();
 
+    //! Whether \a object satisfies the predicate (see above for how values compare).
     bool evaluateWithObject(const TQKeyValueSubject &object) const;
+    //! The predicate as text in its own language, which predicateWithFormat() reads back.
     QString predicateFormat() const;
 
+    //! What kind of predicate it is.
     Type type() const;
     //! Of And, Or and Not.
     QList<TQPredicate> subpredicates() const;
     //! Of Comparison: the key path, the literal, and whether it asks for equality.
+    //!@{
     QString keyPath() const;
     QVariant value() const;
     bool isEqualityComparison() const;
+    //!@}
 
     friend TQKIT_EXPORT bool operator==(const TQPredicate &a, const TQPredicate &b);
 
