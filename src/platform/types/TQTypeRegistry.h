@@ -3,6 +3,12 @@
 
 #pragma once
 
+/*!
+    \file TQTypeRegistry.h
+    \ingroup platform
+    \brief TQTypeRegistry, the one registry of file types, and its shorthand TQUTTypeConformsTo().
+*/
+
 #include "tqkit_export.h"
 
 #include <QString>
@@ -32,15 +38,17 @@ class QByteArray;
     Conformance is reflexive and transitive; an identifier that is neither declared nor
     dynamic conforms only to itself.
 
-    \section Threads
+    \par Threads
     The registry is immutable once built (on first use of shared()); every member function
     may be called from any thread at the same time. Answers about dynamic identifiers are
     cached under a lock.
 
-    \section Cost
+    \par Cost
     Conformance questions about declared types are hash look-ups. typeForFile() with
     Detection::ContentAndName reads up to 16 KiB of the file; Detection::NameOnly never
     touches it.
+
+    \ingroup platform
 */
 class TQKIT_EXPORT TQTypeRegistry
 {
