@@ -23,6 +23,8 @@ class TQAsyncQuicklookThumbnailer;
 
     A delegate is a QObject that also implements this interface; pass the QObject to
     TQAsyncQuicklookThumbnailer::setDelegate(). Calls arrive on the main thread.
+
+    \ingroup loading
 */
 class TQKIT_EXPORT TQAsyncQuicklookThumbnailerDelegate
 {
@@ -58,12 +60,15 @@ public:
     setSize(), runLoopModes() and setRunLoopModes(), which any thread may call. It holds its
     delegate by a guarded pointer and does not own it; a destroyed delegate receives nothing.
     It may be destroyed at any time, also from inside a delegate call.
+
+    \ingroup loading
 */
 class TQKIT_EXPORT TQAsyncQuicklookThumbnailer : public QObject, public UWQueuedObjectOperationDelegate
 {
     Q_OBJECT
 
 public:
+    //! An idle thumbnailer without a delegate.
     explicit TQAsyncQuicklookThumbnailer(QObject *parent = nullptr);
     //! Cancels every operation, as cancel() does.
     ~TQAsyncQuicklookThumbnailer() override;
@@ -74,16 +79,19 @@ public:
         sends them nowhere.
     */
     void setDelegate(QObject *delegate);
+    //! The delegate set with setDelegate() (held weakly), or null.
     QObject *delegate() const;
 
     //! The largest thumbnail to make; zero by zero until set, and an empty size makes only
     //! null images.
     //! Applies to operations started after the change.
     QSizeF size() const;
+    //! Sets what size() answers.
     void setSize(const QSizeF &size);
 
     //! Handed to every new operation (see UWQueuedObjectOperation::setRunLoopModes()).
     QStringList runLoopModes() const;
+    //! Sets what runLoopModes() answers.
     void setRunLoopModes(const QStringList &modes);
 
     /*!
