@@ -24,9 +24,11 @@
     TQAsyncQuicklookThumbnailer runs several of these side by side and hands such files to
     new operations when one completes.
 
-    \section Threads
+    \par Threads
     size() and setSize() may be called from any thread, also while main() runs; a new size
     applies from the next file on.
+
+    \ingroup loading
 */
 class TQKIT_EXPORT TQQuicklookThumbnailOperation : public UWQueuedObjectOperation
 {
@@ -37,6 +39,7 @@ public:
     //! The largest thumbnail to make (aspect ratio kept); 300×300 unless set. An empty size
     //! makes no thumbnails: every result is null.
     QSizeF size() const;
+    //! Sets what size() answers.
     void setSize(const QSizeF &size);
 
 protected:
