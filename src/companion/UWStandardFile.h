@@ -3,6 +3,12 @@
 
 #pragma once
 
+/*!
+    \file UWStandardFile.h
+    \ingroup companion
+    \brief UWStandardFile, the file item of the storage layer, its events and its observers.
+*/
+
 #include "TQKeyValueCoding.h"
 #include "tqkit_export.h"
 
@@ -34,9 +40,12 @@ struct UWStatInfo;
     \c type is one of the Type values. After types 1, 2 and 4 the item's content and
     attributes may have changed; after type 3 the item has a new path: \c newNativePath, the
     file system's own bytes, when it is set, else \c newPath.
+
+    \ingroup companion
 */
 struct UWFileEvent
 {
+    //! The kinds of change.
     enum Type {
         ContentChanged = 1,    //!< the file was written
         AttributesChanged = 2, //!< mode, owner, times or extended attributes changed
@@ -44,15 +53,17 @@ struct UWFileEvent
         CreatedOrReplaced = 4, //!< an entry of this name appeared, or replaced the one there
         Removed = 5,           //!< the entry is gone
     };
+    //! A content change.
     UWFileEvent() = default;
+    //! An event of \a type; \a newPath and \a newNativePath say where a renamed item is now.
     // Also what `{UWFileEvent::Renamed, path}` builds, as it did before the native path was added.
     UWFileEvent(int type, const QString &newPath = {}, const QByteArray &newNativePath = {})
         : type(type), newPath(newPath), newNativePath(newNativePath)
     {
     }
 
-    int type = ContentChanged;
-    QString newPath;
+    int type = ContentChanged; //!< one of the Type values
+    QString newPath;           //!< after Renamed: the new path as text
     QByteArray newNativePath; //!< wins over newPath: a name need not be valid UTF-8
 };
 
@@ -69,27 +80,27 @@ struct UWFileEvent
     end; a loop or a dangling link resolves to the link itself), while uti() of a link is
     "public.symlink" and its dates are the link's own.
 
-    \section Names that are not UTF-8
+    \par Names that are not UTF-8
     A file name is a string of bytes, and not every one is valid UTF-8 (a name written on
     another system may hold a byte 0xFF). The item keeps the bytes (nativePath()) and reaches
     the file through them; URL() carries them percent-encoded (QUrl::toEncoded() keeps "%FF"),
     while path(), fileName() and displayName() are texts to show, with U+FFFD in place of what
     does not decode. Use nativePath() or nativePathForURL(), never path(), to reach the file.
 
-    \section Placeholders
+    \par Placeholders
     An item made from an archive (archiveDictionary()) whose volume is not mounted is a
     \e placeholder: isPlaceholder() is true, it has no URL() and no path(), and it answers
     its display name and nothing else. When the volume is mounted again, the file manager
     finds the file, the item takes its location and placeholderStatusChanged() runs.
 
-    \section Ownership
+    \par Ownership
     Items are made by the class operations (newFileForURL(), newFileForPath(),
     newFileForArchive(), arrayOfFilesForPaths()) and by folder listings, always through the
     file manager's item factory (UWFileManager::setFileFactory()), so that every item of a
     program is of the program's item class. They are held as UWStandardFileRef; the caller
     owns what it is handed.
 
-    \section Threads
+    \par Threads
     Every getter (and valueForKey(), cachedValueForKey(), resolveContentType()) may be called
     from any thread at any time, also while the main thread applies an event. The item holds
     one immutable record of what the file system said (location, status, placeholder state)
@@ -101,12 +112,12 @@ struct UWFileEvent
 
     Events, resets, observers and change announcements belong to the main thread.
 
-    \section Keys
+    \par Keys
     One table in the implementation lists every key: the value valueForKey() answers, what
     cachedValueForKey() can answer without the file system, and which announcement names it,
     in which order (keysAnnouncedBy()). keys() and every announcement are read from it.
 
-    \section Asking without reading
+    \par Asking without reading
     A view that paints many rows asks cachedValueForKey() (or isValueCached()): it answers what
     is at hand (the status record's facts, and values computed before) and nothing for what
     would need the file system, so that the view draws a placeholder and queues the work, for
@@ -115,12 +126,14 @@ struct UWFileEvent
     out different, "uti", "resolvedUTI", "kindString" and "fileIcon" are announced on the main
     thread (queued from whichever thread resolved it).
 
-    \section Cost
+    \par Cost
     Making an item for a path does one statx; a listing hands its own statx on. uti(),
     resolvedUTI() and kindString() may read the start of the file to recognise its content
     (see UWFileManager::setTypeDetection()); isInvisible() reads the folder's ".hidden" file;
     finderLabel() reads extended attributes; the other values are cheap. Each getter takes one
     short uncontended lock.
+
+    \ingroup companion
 */
 class TQKIT_EXPORT UWStandardFile : public std::enable_shared_from_this<UWStandardFile>,
                                     public TQKeyValueCoding
@@ -344,10 +357,12 @@ public:
     //! Subscribes \a observer to this item's announcements. The observer must outlive the
     //! subscription or remove itself first. Main thread.
     void addObserver(UWFileObserver *observer);
+    //! Ends \a observer's subscription. Main thread.
     void removeObserver(UWFileObserver *observer);
 
-    //! Announces to the observers that \a key is about to change / has changed.
+    //! Announces to the observers that \a key is about to change.
     void willChangeValueForKey(QStringView key);
+    //! Announces to the observers that \a key has changed.
     void didChangeValueForKey(QStringView key);
 
 protected:
@@ -375,12 +390,16 @@ private:
 /*!
     \class UWFileObserver
     \brief Receives a file item's will/did change announcements, in the order they are made.
+
+    \ingroup companion
 */
 class TQKIT_EXPORT UWFileObserver
 {
 public:
     virtual ~UWFileObserver();
+    //! \a key of \a file is about to change.
     virtual void fileWillChangeValueForKey(UWStandardFile *file, QStringView key) = 0;
+    //! \a key of \a file has changed.
     virtual void fileDidChangeValueForKey(UWStandardFile *file, QStringView key) = 0;
 };
 
