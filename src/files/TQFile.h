@@ -3,6 +3,12 @@
 
 #pragma once
 
+/*!
+    \file TQFile.h
+    \ingroup files
+    \brief TQFile, the file item of the browser, with its sort columns, folder priorities and filters.
+*/
+
 #include "TQPredicate.h"
 #include "TQSortDescriptor.h"
 #include "UWStandardFile.h"
@@ -21,6 +27,8 @@ class UWFileSubscription;
 /*!
     The columns a browser sorts a folder by, for C++ callers of
     TQFile::sortDescriptorsForSortType(); the numbers are the ones hosts store.
+
+    \ingroup files
 */
 enum class TQSortType : int {
     Name = 0,
@@ -67,9 +75,10 @@ enum class TQFilterType : int {
 //! A sort column: the key it sorts by, and whether by name order (else by natural order).
 struct TQSortColumn
 {
-    TQSortType type;
-    QString key;
-    bool nameOrder = false;
+    TQSortType type;        //!< the column
+    QString key;            //!< the key whose values it sorts by
+    bool nameOrder = false; //!< by the name order rather than the values' natural order
+    //! Equal when type, key and nameOrder are.
     bool operator==(const TQSortColumn &) const = default;
 };
 
@@ -82,12 +91,16 @@ using TQFileRef = std::shared_ptr<TQFile>;
 
     Reading and replacing the map are atomic (another thread may read or replace it safely);
     what is inside is the host's business.
+
+    \ingroup files
 */
 class TQKIT_EXPORT TQMarkableItemProtocol
 {
 public:
     virtual ~TQMarkableItemProtocol();
+    //! The host's marks; an empty map until set.
     virtual QVariantMap marks() const = 0;
+    //! Replaces the host's marks with \a marks.
     virtual void setMarks(const QVariantMap &marks) = 0;
 };
 
@@ -103,7 +116,7 @@ public:
     Each value is computed on first request and cached; updateForEvent() and
     placeholderStatusChanged() empty the caches and announce the keys they reset.
 
-    \section Keys
+    \par Keys
     One table in the implementation lists every key this class adds or announces: its getter,
     its peek (cachedValueForKey()), whether it is announced by hand, which reset announces it
     and in which order, and the column that sorts by it. keys(), valueForKey(),
@@ -113,7 +126,7 @@ public:
     announced by hand and emptied by events when known, but nothing in the library fills it:
     valueForKey() does not answer it.
 
-    \section Threads
+    \par Threads
     Like the base class (see UWStandardFile, "Threads"): every getter, valueForKey() and
     cachedValueForKey() may be called from any thread while the main thread applies events.
     The item's own values live in one record that each reset replaces; a reset that runs in
@@ -122,10 +135,12 @@ public:
     main thread; marks() and setMarks() are atomic; a name sort key handed out stays valid
     until the item goes (each one that a rename or a new locale replaced is kept).
 
-    \section Log
+    \par Log
     The category "tqkit.files" carries the item's diagnostic lines ("UTI %1 for %2 not an
     image", "Error getting file size for file %1", "Error rotating image %1"); a host silences
     it with QLoggingCategory's rules.
+
+    \ingroup files
 */
 class TQKIT_EXPORT TQFile : public UWStandardFile, public TQMarkableItemProtocol
 {
@@ -170,9 +185,11 @@ public:
 
     //! The dates as text, the locale's medium date and short time ("Nov 21, 2026, 5:27 AM"),
     //! in local time; empty for placeholders and missing dates.
+    //!@{
     QString modificationDateString() const;
     QString creationDateString() const;
     QString dateAddedString() const;
+    //!@}
     /*!
         Fills its own cache with the access date's text but answers the creation-date text as
         cached at that moment: nothing until creationDateString() has been asked for. Hosts
