@@ -44,21 +44,36 @@ class TQSortDescriptorData;
 
     A value type, implicitly shared. Sorting is reentrant: lists may be sorted on any thread
     whose objects that thread may read.
+
+    \ingroup platform
 */
 class TQKIT_EXPORT TQSortDescriptor
 {
 public:
-    enum class Comparison { Natural, NameOrder, Comparator };
+    //! How values are compared (see above).
+    enum class Comparison {
+        Natural,    //!< the values' own order
+        NameOrder,  //!< the browser's order of names, on the values as text
+        Comparator, //!< a function given with the descriptor
+    };
+    //! A comparison of two values: negative, 0 or positive.
     using Comparator = std::function<int(const QVariant &, const QVariant &)>;
 
+    //! Sorts by the values at \a keyPath, \a ascending or not, compared by \a comparison.
     TQSortDescriptor(const QString &keyPath, bool ascending, Comparison comparison = Comparison::Natural);
+    //! Sorts by the values at \a keyPath, \a ascending or not, compared by \a comparator.
     TQSortDescriptor(const QString &keyPath, bool ascending, Comparator comparator);
+    //! A copy sharing \a other's data.
     TQSortDescriptor(const TQSortDescriptor &other);
+    //! Shares \a other's data.
     TQSortDescriptor &operator=(const TQSortDescriptor &other);
     ~TQSortDescriptor();
 
+    //! The key path the descriptor sorts by.
     QString key() const;
+    //! True for ascending order.
     bool ascending() const;
+    //! How values are compared.
     Comparison comparison() const;
     //! The comparator of Comparison::Comparator; empty for the others.
     Comparator comparator() const;
