@@ -31,6 +31,8 @@
 
     Thread-safety is that of the implementing object; the registry of reference types is
     guarded and may be used from any thread.
+
+    \ingroup platform
 */
 class TQKIT_EXPORT TQKeyValueCoding
 {
@@ -81,9 +83,14 @@ public:
     static const TQKeyValueCoding *objectInValue(const QVariant &value);
 
 protected:
+    //! \name For subclasses
+    //!@{
+
+    //! An interface without state: subclasses construct, copy and assign it freely.
     TQKeyValueCoding() = default;
     TQKeyValueCoding(const TQKeyValueCoding &) = default;
     TQKeyValueCoding &operator=(const TQKeyValueCoding &) = default;
+    //!@}
 };
 
 /*!
@@ -101,15 +108,20 @@ protected:
     or a map. A missing step gives a null value, never an error.
 
     A value; reading it is reentrant, like the object it reads.
+
+    \ingroup platform
 */
 class TQKIT_EXPORT TQKeyValueSubject
 {
 public:
+    //! A null subject: every value is null.
     TQKeyValueSubject() = default;
+    //! Borrows \a object, which must outlive the subject.
     TQKeyValueSubject(const TQKeyValueCoding *object)
         : m_object(object)
     {
     }
+    //! Holds a reference to \a object.
     template <class T>
         requires std::is_base_of_v<TQKeyValueCoding, T>
     TQKeyValueSubject(const std::shared_ptr<T> &object)
@@ -117,14 +129,23 @@ public:
         , m_owner(object)
     {
     }
+    //! Shares \a map.
     TQKeyValueSubject(const QVariantMap &map);
+    //! Keeps a copy of \a value: a map or an object of a registered type, else a null subject.
     TQKeyValueSubject(const QVariant &value);
+    //! \name Copy and move
+    //! A subject copies as the value it is: what it keeps alive, the copy keeps alive too.
+    //!@{
+
+    //! Copies and moves share what the subject keeps alive.
     TQKeyValueSubject(const TQKeyValueSubject &other);
     TQKeyValueSubject(TQKeyValueSubject &&other) noexcept;
     TQKeyValueSubject &operator=(const TQKeyValueSubject &other);
     TQKeyValueSubject &operator=(TQKeyValueSubject &&other) noexcept;
+    //!@}
     ~TQKeyValueSubject();
 
+    //! True when the subject has neither an object nor a map.
     bool isNull() const { return !m_object && !map(); }
     //! The object that answers; valid as long as this subject (or, for a subject made from a
     //! plain pointer, the object itself).
