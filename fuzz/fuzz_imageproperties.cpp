@@ -4,10 +4,12 @@
 // The image property reader on any bytes: once under every type hint whose format it parses
 // itself (a hint that does not match the content must cost nothing but the check), and once
 // under names whose suffix decides the route (".dng" sends TIFF-shaped files to the RAW
-// reader).
+// reader). A JPEG's EXIF is read both ways, by the direct walk and by exiv2 alone: the two
+// answers must be the same.
 
 #include "TQFuzzSupport.h"
 #include "TQImageProperties.h"
+#include "TQImageProperties_p.h"
 
 #include <QJsonDocument>
 #include <QStringList>
@@ -48,5 +50,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         check(TQImageProperties::propertiesOfFile(plain, hint), u"the hint "_s + hint);
     for (const QString &name : names)
         check(TQImageProperties::propertiesOfFile(TQFuzz::writeInput(name, bytes)), name);
+    if (bytes.startsWith("\xff\xd8\xff")) {
+        const QVariantMap direct = TQImageProperties::propertiesOfFile(plain, u"public.jpeg"_s);
+        TQImageProperties_setExiv2OnlyForTesting(true);
+        const QVariantMap parsed = TQImageProperties::propertiesOfFile(plain, u"public.jpeg"_s);
+        TQImageProperties_setExiv2OnlyForTesting(false);
+        if (direct != parsed)
+            TQFuzz::fail("the direct EXIF walk and exiv2 disagree on", QString::fromUtf8(
+                    QJsonDocument::fromVariant(direct).toJson(QJsonDocument::Compact) + " against "
+                    + QJsonDocument::fromVariant(parsed).toJson(QJsonDocument::Compact)));
+    }
     return 0;
 }

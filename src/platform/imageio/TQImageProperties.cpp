@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "TQImageProperties.h"
+#include "TQImageProperties_p.h"
 
 #include "TQExiv2_p.h"
 #include "TQHeifInput_p.h"
@@ -13,6 +14,7 @@
 #include <QFile>
 #include <QHash>
 #include <QVariantList>
+#include <QVarLengthArray>
 
 #include <exiv2/exiv2.hpp>
 #include <libheif/heif.h>
@@ -23,6 +25,8 @@
 #include <cstring>
 #include <exception>
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <map>
 #include <new>
@@ -222,24 +226,30 @@ enum class Kind { Auto, List, Text, Version, Coordinate, GpsTime, Comment };
 
 struct TagName
 {
-    const char *group;
-    const char *name;
+    QString name;
     Kind kind;
 };
+
+// The groups tags are taken from: IFD0 ("{TIFF}"), the EXIF IFD and the GPS IFD.
+QString groupName(int group)
+{
+    return group == 0 ? u"{TIFF}"_s : group == 1 ? u"{Exif}"_s : u"{GPS}"_s;
+}
+
+quint32 nameKey(int group, quint16 tag)
+{
+    return quint32(group) << 16 | tag;
+}
 
 const QHash<quint32, TagName> &exifNames()
 {
     static const QHash<quint32, TagName> names = [] {
         QHash<quint32, TagName> h;
-        // exiv2 keeps its IFD numbering private; its keys know theirs.
-        const int ifd0 = Exiv2::ExifKey("Exif.Image.Make").ifdId();
-        const int exifIfd = Exiv2::ExifKey("Exif.Photo.FNumber").ifdId();
-        const int gpsIfd = Exiv2::ExifKey("Exif.GPSInfo.GPSLatitude").ifdId();
-        const auto add = [&h](int ifd, quint16 tag, const char *group, const char *name, Kind kind = Kind::Auto) {
-            h.insert(quint32(ifd) << 16 | tag, TagName{group, name, kind});
+        const auto add = [&h](int group, quint16 tag, const char *name, Kind kind = Kind::Auto) {
+            h.insert(nameKey(group, tag), TagName{QString::fromLatin1(name), kind});
         };
         using enum Kind;
-        const auto tiff = [&](quint16 tag, const char *name, Kind kind = Auto) { add(ifd0, tag, "{TIFF}", name, kind); };
+        const auto tiff = [&](quint16 tag, const char *name, Kind kind = Auto) { add(0, tag, name, kind); };
         tiff(0x0103, "Compression");
         tiff(0x0106, "PhotometricInterpretation");
         tiff(0x010e, "ImageDescription", Text);
@@ -258,7 +268,7 @@ const QHash<quint32, TagName> &exifNames()
         tiff(0x0142, "TileWidth");
         tiff(0x0143, "TileLength");
         tiff(0x8298, "Copyright", Text);
-        const auto exif = [&](quint16 tag, const char *name, Kind kind = Auto) { add(exifIfd, tag, "{Exif}", name, kind); };
+        const auto exif = [&](quint16 tag, const char *name, Kind kind = Auto) { add(1, tag, name, kind); };
         exif(0x829a, "ExposureTime");
         exif(0x829d, "FNumber");
         exif(0x8822, "ExposureProgram");
@@ -316,7 +326,7 @@ const QHash<quint32, TagName> &exifNames()
         exif(0xa433, "LensMake", Text);
         exif(0xa434, "LensModel", Text);
         exif(0xa435, "LensSerialNumber", Text);
-        const auto gps = [&](quint16 tag, const char *name, Kind kind = Auto) { add(gpsIfd, tag, "{GPS}", name, kind); };
+        const auto gps = [&](quint16 tag, const char *name, Kind kind = Auto) { add(2, tag, name, kind); };
         gps(0x0000, "GPSVersion", List);
         gps(0x0001, "LatitudeRef", Text);
         gps(0x0002, "Latitude", Coordinate);
@@ -361,20 +371,43 @@ std::optional<double> floatingAt(const Exiv2::Value &v, long i)
     return double(Exiv2::getFloat(at, Exiv2::littleEndian));
 }
 
-QVariant numberAt(const Exiv2::Value &v, long i)
+// A value exiv2 parsed, as the conversion below reads it.
+class ParsedValue
+{
+public:
+    explicit ParsedValue(const Exiv2::Value &v) : m_v(v) {}
+    int typeId() const { return int(m_v.typeId()); }
+    long count() const { return m_v.count(); }
+    long toLong(long i) const { return m_v.toLong(i); }
+    std::pair<qint32, qint32> toRational(long i) const { return m_v.toRational(i); }
+    std::optional<double> floating(long i) const { return floatingAt(m_v, i); }
+    QString text() const { return textOf(m_v.toString()); }
+    std::optional<QString> comment() const
+    {
+        if (const auto *comment = dynamic_cast<const Exiv2::CommentValue *>(&m_v))
+            return QString::fromStdString(comment->comment());
+        return std::nullopt;
+    }
+
+private:
+    const Exiv2::Value &m_v;
+};
+
+template<typename Value>
+QVariant numberAt(const Value &v, long i)
 {
     switch (v.typeId()) {
     case Exiv2::unsignedRational:
     case Exiv2::signedRational: {
-        const Exiv2::Rational r = v.toRational(i);
-        if (r.second == 0)
+        const auto [numerator, denominator] = v.toRational(i);
+        if (denominator == 0)
             return {};
-        return double(r.first) / double(r.second);
+        return double(numerator) / double(denominator);
     }
     case Exiv2::tiffFloat:
     case Exiv2::tiffDouble: {
         // Infinity and NaN are no measurement; they are left out rather than handed on.
-        const std::optional<double> value = floatingAt(v, i);
+        const std::optional<double> value = v.floating(i);
         if (!value || !std::isfinite(*value))
             return {};
         return *value;
@@ -384,20 +417,21 @@ QVariant numberAt(const Exiv2::Value &v, long i)
     }
 }
 
-QVariant convert(const Exiv2::Value &v, Kind kind)
+template<typename Value>
+QVariant convert(const Value &v, Kind kind)
 {
     const long count = v.count();
     const bool ascii = v.typeId() == Exiv2::asciiString || v.typeId() == Exiv2::string;
     switch (kind) {
     case Kind::Text:
         if (ascii || v.typeId() == Exiv2::undefined || v.typeId() == Exiv2::unsignedByte) {
-            const QString text = textOf(v.toString());
+            const QString text = v.text();
             return text.isEmpty() ? QVariant() : QVariant(text);
         }
         return {};
     case Kind::Comment:
-        if (const auto *comment = dynamic_cast<const Exiv2::CommentValue *>(&v)) {
-            const QString text = trimmed(QString::fromStdString(comment->comment()));
+        if (const std::optional<QString> comment = v.comment()) {
+            const QString text = trimmed(*comment);
             return text.isEmpty() ? QVariant() : QVariant(text);
         }
         return {};
@@ -440,7 +474,7 @@ QVariant convert(const Exiv2::Value &v, Kind kind)
         break;
     }
     if (ascii) {
-        const QString text = textOf(v.toString());
+        const QString text = v.text();
         return text.isEmpty() ? QVariant() : QVariant(text);
     }
     if (v.typeId() == Exiv2::undefined && count != 1)
@@ -456,24 +490,273 @@ QVariant convert(const Exiv2::Value &v, Kind kind)
     return list.isEmpty() ? QVariant() : QVariant(list);
 }
 
+// The values of one EXIF block, by group, in the order they were found: a tag stated twice
+// keeps its last readable value.
+using ExifGroups = std::array<QVariantMap, 3>;
+
+void mergeExifGroups(ExifGroups &groups, QVariantMap &props)
+{
+    for (int group = 0; group < 3; ++group) {
+        if (groups[group].isEmpty())
+            continue;
+        const QString name = groupName(group);
+        QVariantMap merged = props.value(name).toMap();
+        merged.insert(groups[group]);
+        props.insert(name, merged);
+    }
+}
+
 void addExifData(const Exiv2::ExifData &data, QVariantMap &props)
 {
     const auto &names = exifNames();
-    std::map<QString, QVariantMap> groups;
+    // exiv2 keeps its IFD numbering private; its keys know theirs.
+    static const int ifds[3] = {Exiv2::ExifKey("Exif.Image.Make").ifdId(), Exiv2::ExifKey("Exif.Photo.FNumber").ifdId(),
+                                Exiv2::ExifKey("Exif.GPSInfo.GPSLatitude").ifdId()};
+    ExifGroups groups;
     for (const Exiv2::Exifdatum &d : data) {
-        const auto it = names.constFind(quint32(d.ifdId()) << 16 | d.tag());
-        if (it == names.constEnd() || d.count() == 0)
+        const int group = int(std::find(std::begin(ifds), std::end(ifds), int(d.ifdId())) - std::begin(ifds));
+        if (group == 3 || d.count() == 0)
             continue;
-        const QVariant value = convert(d.value(), it->kind);
+        const auto it = names.constFind(nameKey(group, d.tag()));
+        if (it == names.constEnd())
+            continue;
+        const QVariant value = convert(ParsedValue(d.value()), it->kind);
         if (value.isValid())
-            groups[QString::fromLatin1(it->group)].insert(QString::fromLatin1(it->name), value);
+            groups[group].insert(it->name, value);
     }
-    for (auto &[group, values] : groups) {
-        QVariantMap merged = props.value(group).toMap();
-        merged.insert(values);
-        props.insert(group, merged);
-    }
+    mergeExifGroups(groups, props);
 }
+
+// ---------------------------------------------------------------------------------------------
+// The EXIF block of a JPEG read directly: the three IFDs the dictionary takes tags from, and
+// nothing else. exiv2 parses the whole structure, the maker's private notes included, to
+// give a few dozen values; the walk below gives the same values at a fraction of the cost.
+// It answers only for a block it fully understands: whatever it is not sure exiv2 would read
+// the same way (a value out of the block, a type or text encoding it does not convert, a
+// directory exiv2 would skip or read twice) hands the whole block to exiv2 instead.
+
+std::atomic<bool> exiv2Only{false};
+std::atomic<int> directReads{0};
+
+class DirectExif
+{
+public:
+    explicit DirectExif(QByteArrayView tiff) : m_data(reinterpret_cast<const uchar *>(tiff.data())), m_size(tiff.size()) {}
+
+    std::optional<ExifGroups> read()
+    {
+        if (m_size < 8 || m_size > MaxBlock)
+            return std::nullopt;
+        if (m_data[0] == 'I' && m_data[1] == 'I')
+            m_bigEndian = false;
+        else if (m_data[0] == 'M' && m_data[1] == 'M')
+            m_bigEndian = true;
+        else
+            return std::nullopt;
+        if (u16(2) != 42)
+            return std::nullopt;
+        ExifGroups groups;
+        const quint32 ifd0 = u32(4);
+        if (!readIfd(ifd0, 0, groups))
+            return std::nullopt;
+        // IFD0 visited first, then what its entries point to, in their order: a directory
+        // pointed to twice is read only once by exiv2 (the later pointer is ignored).
+        QVarLengthArray<quint32, 4> visited{ifd0};
+        for (const Pointer &pointer : m_pointers) {
+            if (visited.contains(pointer.offset))
+                return std::nullopt;
+            visited.append(pointer.offset);
+            if (pointer.group == 1) {
+                if (!readIfd(pointer.offset, 1, groups))
+                    return std::nullopt;
+                // What the EXIF IFD points to is visited before the GPS IFD.
+                if (m_interop) {
+                    if (visited.contains(*m_interop))
+                        return std::nullopt;
+                    visited.append(*m_interop);
+                }
+            } else if (!readIfd(pointer.offset, 2, groups)) {
+                return std::nullopt;
+            }
+            // A maker's notes hold directories of their own, which exiv2 visits in turn.
+            if (pointer.group == 2 && m_makerNote
+                && pointer.offset >= m_makerNote->first && pointer.offset < m_makerNote->second)
+                return std::nullopt;
+        }
+        return groups;
+    }
+
+private:
+    struct Pointer
+    {
+        int group;
+        quint32 offset;
+    };
+
+    quint32 u16(qint64 at) const
+    {
+        return m_bigEndian ? quint32(m_data[at]) << 8 | m_data[at + 1] : quint32(m_data[at + 1]) << 8 | m_data[at];
+    }
+    quint32 u32(qint64 at) const
+    {
+        return m_bigEndian ? u16(at) << 16 | u16(at + 2) : u16(at + 2) << 16 | u16(at);
+    }
+
+    // One directory of `group`; false when exiv2 must read the block.
+    bool readIfd(quint32 offset, int group, ExifGroups &groups)
+    {
+        if (offset < 8 || qint64(offset) + 2 > m_size)
+            return false;
+        const quint32 entries = u16(offset);
+        // exiv2 reads no directory of more entries than this, and stops at one cut short.
+        if (entries > 256 || qint64(offset) + 2 + 12 * qint64(entries) + 4 > m_size)
+            return false;
+        const auto &names = exifNames();
+        for (quint32 e = 0; e < entries; ++e) {
+            const qint64 at = qint64(offset) + 2 + 12 * qint64(e);
+            const quint16 tag = quint16(u16(at));
+            const Entry entry{this, int(u16(at + 2)), u32(at + 4), at + 8};
+            if (group == 0 && (tag == 0x8769 || tag == 0x8825)) {
+                if (entry.type != 4 || entry.n != 1 || hasPointer(tag == 0x8769 ? 1 : 2))
+                    return false;
+                m_pointers.append(Pointer{tag == 0x8769 ? 1 : 2, u32(at + 8)});
+                continue;
+            }
+            // Further picture directories, and a maker's notes in a DNG's private data: rare in
+            // a JPEG, and exiv2 visits what they point to.
+            if (group == 0 && (tag == 0x014a || tag == 0xc634))
+                return false;
+            if (group == 1 && tag == 0xa005) {
+                if (m_interop || entry.type != 4 || entry.n != 1)
+                    return false;
+                m_interop = u32(at + 8);
+                continue;
+            }
+            if (group == 1 && tag == 0x927c) {
+                const std::optional<qint64> data = entry.dataOffset();
+                if (m_makerNote || !data)
+                    return false;
+                m_makerNote = std::pair<qint64, qint64>(*data, *data + entry.n);
+                continue;
+            }
+            const auto it = names.constFind(nameKey(group, tag));
+            if (it == names.constEnd() || entry.n == 0)
+                continue;
+            if (!entry.readable(it->kind))
+                return false;
+            const QVariant value = convert(entry, it->kind);
+            if (value.isValid())
+                groups[group].insert(it->name, value);
+        }
+        return true;
+    }
+
+    bool hasPointer(int group) const
+    {
+        return std::any_of(m_pointers.begin(), m_pointers.end(), [group](const Pointer &p) { return p.group == group; });
+    }
+
+    // One directory entry, read the way exiv2 reads its value.
+    struct Entry
+    {
+        const DirectExif *exif;
+        int type;
+        quint32 n; // components
+        qint64 valueField;
+
+        static int width(int type)
+        {
+            switch (type) {
+            case 1: case 2: case 6: case 7: return 1;
+            case 3: case 8: return 2;
+            case 4: case 9: case 11: case 13: return 4;
+            case 5: case 10: case 12: return 8;
+            default: return 0;
+            }
+        }
+        // Where the value's bytes are, when all of them are inside the block.
+        std::optional<qint64> dataOffset() const
+        {
+            const qint64 size = qint64(n) * width(type);
+            if (width(type) == 0)
+                return std::nullopt;
+            if (size <= 4)
+                return valueField;
+            const qint64 offset = exif->u32(valueField);
+            if (offset > exif->m_size || size > exif->m_size - offset)
+                return std::nullopt;
+            return offset;
+        }
+        // Whether this walk converts the value exactly as exiv2's value classes would.
+        bool readable(Kind kind) const
+        {
+            if (!dataOffset())
+                return false;
+            switch (type) {
+            case 2: // ASCII
+                return kind == Kind::Auto || kind == Kind::List || kind == Kind::Text;
+            case 1: case 7: // BYTE, UNDEFINED
+                if (kind == Kind::Text)
+                    return false;
+                if (kind == Kind::Comment && type == 7) {
+                    // Texts marked ASCII or unmarked; Unicode and JIS are exiv2's to convert.
+                    const QByteArrayView marker(reinterpret_cast<const char *>(exif->m_data) + *dataOffset(),
+                                                std::min<qint64>(n, 8));
+                    return marker == QByteArrayView("ASCII\0\0\0", 8) || marker == QByteArrayView("\0\0\0\0\0\0\0\0", 8);
+                }
+                return true;
+            case 3: case 4: case 8: case 9: // SHORT, LONG, SSHORT, SLONG
+                return true;
+            case 5: case 10: // RATIONAL, SRATIONAL
+                return kind != Kind::Version;
+            default:
+                return false;
+            }
+        }
+
+        int typeId() const { return type; }
+        long count() const { return long(n); }
+        const uchar *bytes() const { return exif->m_data + *dataOffset(); }
+        long toLong(long i) const
+        {
+            const qint64 at = *dataOffset();
+            switch (type) {
+            case 3: return long(exif->u16(at + 2 * i));
+            case 8: return long(qint16(exif->u16(at + 2 * i)));
+            case 4: return long(exif->u32(at + 4 * i));
+            case 9: return long(qint32(exif->u32(at + 4 * i)));
+            default: return long(exif->m_data[at + i]);
+            }
+        }
+        std::pair<qint32, qint32> toRational(long i) const
+        {
+            const qint64 at = *dataOffset() + 8 * i;
+            return {qint32(exif->u32(at)), qint32(exif->u32(at + 4))};
+        }
+        std::optional<double> floating(long) const { return std::nullopt; }
+        QString text() const
+        {
+            const char *begin = reinterpret_cast<const char *>(bytes());
+            return textOf(std::string(begin, qstrnlen(begin, n)));
+        }
+        std::optional<QString> comment() const
+        {
+            if (type != 7)
+                return std::nullopt;
+            if (n < 8)
+                return QString();
+            const char *begin = reinterpret_cast<const char *>(bytes()) + 8;
+            return QString::fromUtf8(begin, qsizetype(qstrnlen(begin, n - 8)));
+        }
+    };
+
+    const uchar *m_data;
+    qint64 m_size;
+    bool m_bigEndian = false;
+    QVarLengthArray<Pointer, 2> m_pointers;
+    std::optional<quint32> m_interop;
+    std::optional<std::pair<qint64, qint64>> m_makerNote;
+};
 
 // A TIFF structure ("II*\0" or "MM\0*"), possibly still behind the "Exif\0\0" of a JPEG segment.
 void addExifBlock(const QString &path, QByteArray block, QVariantMap &props)
@@ -482,6 +765,14 @@ void addExifBlock(const QString &path, QByteArray block, QVariantMap &props)
         block.remove(0, 6);
     if (block.size() < 8)
         return;
+    if (!exiv2Only.load(std::memory_order_relaxed)) {
+        if (std::optional<ExifGroups> groups = DirectExif(block).read()) {
+            directReads.fetch_add(1, std::memory_order_relaxed);
+            mergeExifGroups(*groups, props);
+            return;
+        }
+        qCDebug(lcPlatform) << "the EXIF block of" << path << "is read by exiv2";
+    }
     guarded(path, "EXIF", [&] {
         Exiv2::ExifData data;
         Exiv2::ExifParser::decode(data, reinterpret_cast<const Exiv2::byte *>(block.constData()),
@@ -1008,7 +1299,7 @@ int smallNumber(const Exiv2::ExifData &exif, const char *key)
     const auto it = exif.findKey(Exiv2::ExifKey(key));
     if (it == exif.end() || it->count() == 0)
         return -1;
-    const std::optional<int> value = wholeInt(numberAt(it->value(), 0));
+    const std::optional<int> value = wholeInt(numberAt(ParsedValue(it->value()), 0));
     return value && *value >= 0 && *value <= 0xffff ? *value : -1;
 }
 
@@ -1219,3 +1510,13 @@ QVariantMap propertiesOfFile(const QString &path, const QString &typeHint)
 }
 
 } // namespace TQImageProperties
+
+void TQImageProperties_setExiv2OnlyForTesting(bool exiv2Only)
+{
+    TQImageProperties::exiv2Only.store(exiv2Only);
+}
+
+int TQImageProperties_directExifReadsForTesting()
+{
+    return TQImageProperties::directReads.load();
+}
