@@ -32,9 +32,17 @@ const TQNameOrder::SortKey *TQKeyValueCoding::nameSortKeyForKey(QStringView key)
     return nullptr;
 }
 
-void TQKeyValueCoding::prefetchValueForKey(QStringView key) const
+void TQKeyValueCoding::prefetchValueForKey(QStringView key, int step) const
 {
     Q_UNUSED(key);
+    Q_UNUSED(step);
+}
+
+TQKeyValueCoding::SortNumber TQKeyValueCoding::sortNumberForKey(QStringView key, qint64 *number) const
+{
+    Q_UNUSED(key);
+    Q_UNUSED(number);
+    return SortNumber::Unknown;
 }
 
 void TQKeyValueCoding::registerReferenceType(QMetaType type, Extractor extract)

@@ -54,9 +54,28 @@ public:
     /*!
         A hint that valueForKey(\a key) will be asked for soon: an object whose values live
         behind pointers may start loading them into the cache. Sorting a long list gives this
-        hint a few objects ahead of the one it reads. By default nothing.
+        hint twice per object, with \a step 0 some objects ahead of the one it reads and with
+        \a step 1 a few objects ahead: values behind two pointers load the first at step 0
+        and the second at step 1, when the first is in the cache. Never blocks; by default
+        nothing.
     */
-    virtual void prefetchValueForKey(QStringView key) const;
+    virtual void prefetchValueForKey(QStringView key, int step) const;
+
+    //! What sortNumberForKey() found.
+    enum class SortNumber : quint8 {
+        Unknown, //!< the object leaves the answer to valueForKey()
+        Missing, //!< the value is null: it sorts with the missing values
+        Integer, //!< the value orders as the whole number written to the caller
+    };
+    /*!
+        The value for \a key as a whole number that orders as the value does in natural order
+        (an integer as it is, a date as milliseconds since the epoch), read without making a
+        QVariant: sorting a long list asks each object once, and the QVariant (and the date
+        inside it) would cost more than the read. An object that answers Integer writes the
+        number to \a number; it must answer exactly what valueForKey() gives. By default
+        Unknown.
+    */
+    virtual SortNumber sortNumberForKey(QStringView key, qint64 *number) const;
 
     //! Reads the object out of a QVariant of a registered type; nullptr when it holds none.
     using Extractor = const TQKeyValueCoding *(*)(const QVariant &value);

@@ -12,6 +12,9 @@
 #include <QVariant>
 
 #include <functional>
+#include <memory>
+#include <type_traits>
+#include <vector>
 
 class TQSortDescriptorData;
 
@@ -95,7 +98,7 @@ public:
     template <class T>
     static void sort(QList<T> &list, const QList<TQSortDescriptor> &descriptors)
     {
-        const QList<qsizetype> order = sortedOrder(subjects(list), descriptors);
+        const QList<qsizetype> order = orderOf(list, descriptors);
         QList<T> sorted;
         sorted.reserve(list.size());
         for (qsizetype i : order)
@@ -109,7 +112,7 @@ public:
     {
         QList<T> sorted;
         sorted.reserve(list.size());
-        for (qsizetype i : sortedOrder(subjects(list), descriptors))
+        for (qsizetype i : orderOf(list, descriptors))
             sorted.append(list.at(i));
         return sorted;
     }
@@ -118,28 +121,31 @@ public:
     QString description() const;
 
 private:
-    // The list outlives the sort, so objects held by shared pointers are borrowed for it: a
-    // shared owner per element would cost two atomic operations and a cache miss each.
+    // The list outlives the sort, so objects held by shared pointers are borrowed for it, as
+    // plain pointers: a subject per element would cost two atomic operations and 64 bytes.
     template <class T>
-    static TQKeyValueSubject subject(const std::shared_ptr<T> &element)
+    static QList<qsizetype> orderOf(const QList<std::shared_ptr<T>> &list, const QList<TQSortDescriptor> &descriptors)
     {
-        return TQKeyValueSubject(static_cast<const TQKeyValueCoding *>(element.get()));
+        static_assert(std::is_base_of_v<TQKeyValueCoding, T>);
+        std::vector<const TQKeyValueCoding *> objects;
+        objects.reserve(size_t(list.size()));
+        for (const std::shared_ptr<T> &element : list)
+            objects.push_back(element.get());
+        return sortedOrderOfObjects(objects.data(), list.size(), descriptors);
     }
     template <class T>
-    static TQKeyValueSubject subject(const T &element)
-    {
-        return TQKeyValueSubject(element);
-    }
-
-    template <class T>
-    static QList<TQKeyValueSubject> subjects(const QList<T> &list)
+    static QList<qsizetype> orderOf(const QList<T> &list, const QList<TQSortDescriptor> &descriptors)
     {
         QList<TQKeyValueSubject> subjects;
         subjects.reserve(list.size());
         for (const T &element : list)
-            subjects.append(subject(element));
-        return subjects;
+            subjects.append(TQKeyValueSubject(element));
+        return sortedOrder(subjects, descriptors);
     }
+    // sortedOrder() of \a count objects, borrowed for the sort; null pointers sort as null
+    // subjects do.
+    static QList<qsizetype> sortedOrderOfObjects(const TQKeyValueCoding *const *objects, qsizetype count,
+                                                 const QList<TQSortDescriptor> &descriptors);
 
     friend class TQSortOrder;
     QSharedDataPointer<TQSortDescriptorData> d;

@@ -1,0 +1,464 @@
+// SPDX-FileCopyrightText: 2026 The TQKit developers
+// SPDX-License-Identifier: BSD-3-Clause
+
+#include "QuillboxApplication.h"
+#include "QuillboxDesktopBookmarks.h"
+#include "QuillboxFolderView.h"
+#include "QuillboxInspector.h"
+#include "QuillboxScreenshots.h"
+#include "QuillboxSidebar.h"
+#include "QuillboxTasks.h"
+#include "QuillboxWindow.h"
+#include "TQSampleData.h"
+#include "TQTestDesktop.h"
+
+#include <FVColorMenuMatrix.h>
+#include <FVColorMenuView.h>
+#include <TQActivityWindowController.h>
+#include <TQAlternatesMenu.h>
+#include <TQBookmarksController.h>
+#include <TQFolderModel.h>
+#include <TQResponderUtilities.h>
+
+#include <QApplication>
+#include <QListView>
+#include <QMenuBar>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTreeView>
+
+#include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
+using Places = QList<QuillboxDesktopBookmark>;
+
+namespace {
+
+QByteArray native(const QString &path)
+{
+    return QFile::encodeName(path);
+}
+
+bool waitActive(QWidget *window)
+{
+    window->show();
+    window->activateWindow();
+    return QTest::qWaitFor([window] { return QApplication::activeWindow() == window; });
+}
+
+// Where the red and the blue corner blocks of a sample picture lie within \a area of
+// \a image: their centres, or (-1, -1) when a colour is missing.
+QPair<QPointF, QPointF> markers(const QImage &image, const QRect &area)
+{
+    QPointF sums[2];
+    int counts[2] = {0, 0};
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        for (int x = area.left(); x <= area.right(); ++x) {
+            const QColor c = image.pixelColor(x, y);
+            const int which = c.red() > 180 && c.green() < 80 && c.blue() < 80 ? 0
+                : c.blue() > 180 && c.red() < 80 && c.green() < 80          ? 1
+                                                                            : -1;
+            if (which >= 0) {
+                sums[which] += QPointF(x, y);
+                ++counts[which];
+            }
+        }
+    }
+    const auto centre = [&](int i) { return counts[i] > 4 ? sums[i] / counts[i] : QPointF(-1, -1); };
+    return {centre(0), centre(1)};
+}
+
+// Upright: the red block left of the blue one, both at the same height.
+bool upright(const QPair<QPointF, QPointF> &found, qreal tolerance)
+{
+    return found.first.x() >= 0 && found.second.x() >= 0 && found.first.x() < found.second.x()
+        && qAbs(found.first.y() - found.second.y()) <= tolerance;
+}
+
+} // namespace
+
+class tst_Quillbox : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_root;
+    int m_trees = 0;
+
+    // A fresh copy of the sample files, for a test that changes them.
+    QString samples()
+    {
+        const QString dir = m_root.filePath(u"samples-%1"_s.arg(++m_trees));
+        QDir().mkpath(dir);
+        QString error;
+        if (TQSampleData::writeSamples(dir, &error).isEmpty())
+            qFatal("sample files: %s", qPrintable(error));
+        return dir;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_root.isValid());
+        const QString failure = isolateTestDesktop(m_root.filePath(u"desktop"_s));
+        QVERIFY2(failure.isEmpty(), qPrintable(failure));
+        QuillboxApplication::setUp();
+        // Each test starts as a first start: no settings left by the one before.
+        QSettings().clear();
+    }
+
+    void cleanup() { QSettings().clear(); }
+
+    void desktopBookmarks_data()
+    {
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<Places>("expected");
+        QTest::addColumn<QString>("warning");
+
+        QTest::newRow("GTK lines with and without a title")
+            << u"gtk"_s << "file:///home/me/Pictures\nfile:///home/me/My%20Work Work and more\n\n"_ba
+            << Places{{"/home/me/Pictures", {}}, {"/home/me/My Work", u"Work and more"_s}} << QString();
+        QTest::newRow("GTK keeps names that are not UTF-8 as bytes")
+            << u"gtk"_s << "file:///data/caf%E9 Caf\xc3\xa9\n"_ba << Places{{"/data/caf\xe9", u"Café"_s}} << QString();
+        QTest::newRow("GTK leaves out remote places and other hosts")
+            << u"gtk"_s << "sftp://server/home\nfile://otherhost/x\nfile://localhost/srv/a\nrecent:///\n"_ba
+            << Places{{"/srv/a", {}}} << QString();
+        QTest::newRow("GTK refuses a NUL inside a path")
+            << u"gtk"_s << "file:///tmp/a%00b\nfile:///tmp/ok\n"_ba << Places{{"/tmp/ok", {}}} << QString();
+        QTest::newRow("KDE places with titles; system items, separators and app-only ones left out")
+            << u"kde"_s
+            << R"(<?xml version="1.0"?><xbel>
+<bookmark href="file:///home/me"><title>Home</title><info><metadata owner="http://www.kde.org"><isSystemItem>true</isSystemItem></metadata></info></bookmark>
+<separator/>
+<bookmark href="file:///home/me/Music"><title>My Music</title></bookmark>
+<bookmark href="trash:/"><title>Trash</title></bookmark>
+<bookmark href="file:///home/me/Only"><title>Only</title><info><metadata owner="http://www.kde.org"><OnlyInApp>kfind</OnlyInApp></metadata></info></bookmark>
+<bookmark href="file:///home/me/Sp%20ace"/></xbel>)"_ba
+            << Places{{"/home/me/Music", u"My Music"_s}, {"/home/me/Sp ace", {}}} << QString();
+        QTest::newRow("KDE file broken half-way: the places before the damage")
+            << u"kde"_s << "<xbel><bookmark href=\"file:///a\"><title>A</title></bookmark><bookmark <<<"_ba
+            << Places{{"/a", u"A"_s}} << u"not a places file"_s;
+        QTest::newRow("a file larger than any bookmarks file is refused whole")
+            << u"gtk"_s << QByteArray("file:///x\n").repeated(QuillboxDesktopBookmarks::MaximumFileSize / 10 + 1) << Places{}
+            << u"more than a bookmarks file holds"_s;
+        QTest::newRow("a FIFO under the name is refused, not read")
+            << u"fifo"_s << QByteArray() << Places{} << u"not a regular file"_s;
+    }
+
+    void desktopBookmarks()
+    {
+        QFETCH(QString, format);
+        QFETCH(QByteArray, contents);
+        QFETCH(Places, expected);
+        QFETCH(QString, warning);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(u"bookmarks"_s);
+        if (format == u"fifo")
+            QCOMPARE(::mkfifo(native(path).constData(), 0600), 0);
+        else
+            QVERIFY(writeWholeFile(path, contents));
+        if (!warning.isEmpty())
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^Desktop bookmarks %1: .*%2"_s.arg(QRegularExpression::escape(path), warning)));
+        const Places places = format == u"kde" ? QuillboxDesktopBookmarks::readKdePlaces(path)
+                                                : QuillboxDesktopBookmarks::readGtkBookmarks(path);
+        QCOMPARE(places, expected);
+    }
+
+    // The import takes both files of the user, each existing place once, with its title, and
+    // only once however often it is asked.
+    void importDesktopBookmarks()
+    {
+        const QString tree = samples();
+        const QString config = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
+        const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+        QVERIFY(writeWholeFile(config + u"/gtk-3.0/bookmarks"_s,
+                               QUrl::fromLocalFile(tree + u"/text"_s).toEncoded() + " Texts\nfile:///no/such/folder\n"));
+        QVERIFY(writeWholeFile(data + u"/user-places.xbel"_s,
+                               "<xbel><bookmark href=\"" + QUrl::fromLocalFile(tree + u"/media"_s).toEncoded()
+                                   + "\"><title>Films</title></bookmark><bookmark href=\""
+                                   + QUrl::fromLocalFile(tree + u"/text"_s).toEncoded() + "\"/></xbel>"));
+        QuillboxSidebar sidebar;
+        sidebar.restore(native(tree + u"/images"_s));
+        const qsizetype before = sidebar.controller()->bookmarksCount();
+        QCOMPARE(sidebar.importDesktopBookmarks(), 2);
+        QCOMPARE(sidebar.importDesktopBookmarks(), 0);
+        QAbstractItemModel *model = sidebar.view()->model();
+        QCOMPARE(model->rowCount(), before + 2);
+        QCOMPARE(model->index(int(before), 0).data().toString(), u"Texts"_s);
+        QCOMPARE(model->index(int(before) + 1, 0).data().toString(), u"Films"_s);
+        QFile::remove(config + u"/gtk-3.0/bookmarks"_s);
+        QFile::remove(data + u"/user-places.xbel"_s);
+    }
+
+    // What a user does first: browse into a folder, pick an image, label it from the context
+    // menu, turn it, copy it into a bookmarked folder through the drop menu, and look there.
+    void browseLabelRotateCopy()
+    {
+        const QString tree = samples();
+        QuillboxWindow window;
+        window.restore(native(tree));
+        QVERIFY(waitActive(&window));
+        QuillboxFolderView *view = window.folderView();
+        TQFolderModel *model = view->model();
+        QTRY_VERIFY(!model->isLoading() && model->rowCount() > 0);
+        // A first start bookmarks the folder and its folders: "empty-folder" is one of them.
+        const QString target = tree + u"/empty-folder"_s;
+        QVERIFY(std::any_of(window.dropFolders().cbegin(), window.dropFolders().cend(),
+                            [&](const TQFileRef &f) { return f->path() == target; }));
+
+        // Ctrl+O on the images folder enters it.
+        QVERIFY(view->selectItem(UWStandardFile::newFileForPath(tree + u"/images"_s)));
+        view->currentView()->setFocus();
+        QTest::keyClick(view->currentView(), Qt::Key_O, Qt::ControlModifier);
+        QCOMPARE(window.folder()->path(), tree + u"/images"_s);
+        const QString photo = tree + u"/images/orientation-6.jpg"_s;
+        QTRY_VERIFY(model->indexOfNativePath(native(photo)).isValid());
+        QVERIFY(view->selectItem(UWStandardFile::newFileForPath(photo)));
+
+        // The inspector shows the file's values and its picture upright.
+        QuillboxInspector *inspector = window.inspector();
+        QTRY_VERIFY(inspector->isFilled());
+        const TQFileRef file = TQFile::newFileForPath(photo);
+        QCOMPARE(inspector->text(QuillboxInspector::Camera), file->cameraModelString());
+        QCOMPARE(inspector->text(QuillboxInspector::Dimensions), file->dimensionsString());
+        QVERIFY(!inspector->text(QuillboxInspector::DateTaken).isEmpty());
+        QTRY_VERIFY(!inspector->preview().isNull());
+        QVERIFY2(upright(markers(inspector->preview(), inspector->preview().rect()), 8), "the preview is not upright");
+
+        // The label picker of the context menu outlines the selection's labels and labels it.
+        const bool xattrs = TQFile::newFileForPath(tree + u"/empty.dat"_s)->setFinderLabel(0);
+        std::unique_ptr<QMenu> menu = window.makeContextMenu();
+        menu->popup(window.mapToGlobal(QPoint(100, 100)));
+        auto *picker = menu->findChild<FVColorMenuView *>();
+        QVERIFY(picker && picker->isVisible() && picker->matrix()->isEnabled());
+        QCOMPARE(picker->matrix()->selectedLabels().value_or(QList<int>()), QList<int>{0});
+        int row = -1, column = -1;
+        picker->matrix()->getRow(&row, &column, 6);
+        QTest::mouseClick(picker->matrix(), Qt::LeftButton, {}, picker->matrix()->cellFrameAtRow(row, column).center().toPoint());
+        QTRY_VERIFY(!menu->isVisible());
+        if (xattrs) {
+            QCOMPARE(TQFile::newFileForPath(photo)->finderLabel(), 6);
+            QTRY_COMPARE(model->indexOfNativePath(native(photo)).data(TQFolderModel::LabelRole).toInt(), 6);
+        } else {
+            qInfo("this file system keeps no user extended attributes: labels not checked");
+        }
+
+        // Rotate Right: a quarter turn clockwise of orientation 6 is 3, written on disk.
+        QSignalSpy finished(window.tasks(), &QuillboxTasks::taskFinished);
+        window.findChild<QAction *>(u"rotateRight"_s)->trigger();
+        QTRY_COMPARE(finished.count(), 1);
+        QCOMPARE(TQFile::newFileForPath(photo)->storedImageOrientation(), 3);
+
+        // Copy through the drop menu: Alt shows the copy variants live, and the bookmarked
+        // folder's copy item reaches the window through the responder chain.
+        menu = window.makeContextMenu();
+        menu->popup(window.mapToGlobal(QPoint(100, 100)));
+        QMenu *drop = nullptr;
+        for (QAction *action : menu->actions()) {
+            if (action->menu() && TQAlternatesMenu::existingForMenu(action->menu()))
+                drop = action->menu();
+        }
+        QVERIFY(drop);
+        drop->popup(menu->pos() + QPoint(menu->width(), 0));
+        QKeyEvent alt(QEvent::KeyPress, Qt::Key_Alt, Qt::AltModifier);
+        QApplication::sendEvent(drop, &alt);
+        QAction *copy = nullptr;
+        for (QAction *action : drop->actions()) {
+            const UWStandardFileRef folder = TQFile::itemFromValue(action->data());
+            if (action->isVisible() && folder && folder->path() == target)
+                copy = action;
+        }
+        QVERIFY(copy);
+        QCOMPARE(TQResponderUtilities::action(copy), u"copyToMenuAction:"_s);
+        copy->trigger();
+        QTRY_COMPARE(finished.count(), 2);
+        const auto result = finished.at(1).at(0).value<QuillboxTaskResult>();
+        QVERIFY(result.succeeded());
+        QCOMPARE(result.kind, QuillboxTaskResult::Kind::Copy);
+        const QString copied = target + u"/orientation-6.jpg"_s;
+        QCOMPARE(result.created, QList<QByteArray>{native(copied)});
+        QFile a(photo), b(copied);
+        QVERIFY(a.open(QIODevice::ReadOnly) && b.open(QIODevice::ReadOnly));
+        QCOMPARE(b.readAll(), a.readAll());
+        QTRY_VERIFY(window.activity()->items().isEmpty());
+
+        // The bookmark leads there, and the model lists the copy.
+        window.sidebar()->itemChosen(UWStandardFile::newFileForPath(target));
+        QCOMPARE(window.folder()->path(), target);
+        QTRY_COMPARE(model->rowCount(), 1);
+        QVERIFY(model->indexOfNativePath(native(copied)).isValid());
+    }
+
+    void navigationKeys()
+    {
+        const QString tree = samples();
+        QuillboxWindow window;
+        window.restore(native(tree + u"/images"_s));
+        QVERIFY(waitActive(&window));
+        QuillboxFolderView *view = window.folderView();
+        view->currentView()->setFocus();
+        QTest::keyClick(view->currentView(), Qt::Key_Up, Qt::AltModifier);
+        QCOMPARE(window.folder()->path(), tree);
+        // The folder left is selected once the listing shows it.
+        QTRY_COMPARE(view->selectedItems().size(), 1);
+        QCOMPARE(view->selectedItems().first()->path(), tree + u"/images"_s);
+        QTest::keyClick(view->currentView(), Qt::Key_Left, Qt::AltModifier);
+        QCOMPARE(window.folder()->path(), tree + u"/images"_s);
+        QTest::keyClick(view->currentView(), Qt::Key_Right, Qt::AltModifier);
+        QCOMPARE(window.folder()->path(), tree);
+        QTest::keyClick(view->currentView(), Qt::Key_Right, Qt::AltModifier); // nothing ahead
+        QCOMPARE(window.folder()->path(), tree);
+    }
+
+    // The window's frame, folder, view, zoom, sort order and filter come back at the next start.
+    void stateRestoredAtStart()
+    {
+        const QString tree = samples();
+        {
+            QuillboxWindow window;
+            window.restore(native(tree + u"/text"_s));
+            window.show();
+            window.folderView()->setMode(QuillboxFolderView::GridMode);
+            window.folderView()->setZoom(200);
+            window.folderView()->model()->setSortType(TQSortType::FileSize, TQFolderPriority::FoldersLast, false);
+            window.folderView()->model()->setFilterType(TQFilterType::VisibleNonFolders);
+            window.setFavouriteFolders({tree + u"/media"_s});
+            window.close();
+        }
+        QuillboxWindow window;
+        window.restore();
+        QCOMPARE(window.folder()->path(), tree + u"/text"_s);
+        QCOMPARE(window.folderView()->mode(), QuillboxFolderView::GridMode);
+        QCOMPARE(window.folderView()->zoom(), 200);
+        const TQFolderModel *model = window.folderView()->model();
+        QCOMPARE(model->sortType(), int(TQSortType::FileSize));
+        QCOMPARE(model->folderPriority(), int(TQFolderPriority::FoldersLast));
+        QCOMPARE(model->isAscending(), false);
+        QCOMPARE(model->filterType(), int(TQFilterType::VisibleNonFolders));
+        QCOMPARE(window.dropFolders().first()->path(), tree + u"/media"_s);
+    }
+
+    void emptyFolderMessage_data()
+    {
+        QTest::addColumn<QString>("folder");
+        QTest::addColumn<QString>("nameFilter");
+        QTest::addColumn<bool>("boxDrawn");
+        QTest::newRow("an empty folder") << u"empty-folder"_s << QString() << true;
+        QTest::newRow("a filter that matches nothing") << u"images"_s << u"zzz"_s << true;
+        QTest::newRow("a filter that matches one row") << u"images"_s << u"portrait"_s << false;
+    }
+
+    void emptyFolderMessage()
+    {
+        QFETCH(QString, folder);
+        QFETCH(QString, nameFilter);
+        QFETCH(bool, boxDrawn);
+        QuillboxWindow window;
+        window.restore(native(samples() + u'/' + folder));
+        window.resize(900, 600);
+        window.show();
+        TQFolderModel *model = window.folderView()->model();
+        model->setNameFilter(nameFilter);
+        QTRY_VERIFY(!model->isLoading());
+        QWidget *viewport = window.folderView()->listView()->viewport();
+        const QImage picture = viewport->grab().toImage();
+        const QColor base = viewport->palette().color(QPalette::Base);
+        int differing = 0;
+        const QPoint centre = picture.rect().center();
+        for (int dy = -40; dy <= 40; dy += 4) {
+            for (int dx = -120; dx <= 120; dx += 4)
+                differing += picture.pixelColor(centre + QPoint(dx, dy)) != base;
+        }
+        QCOMPARE(differing > 100, boxDrawn);
+    }
+
+    // The pictures the demo writes: thumbnails present, upright and not blank, the inspector
+    // filled with values and its preview, the context menu open with its submenus.
+    void screenshots()
+    {
+        const QString tree = samples();
+        QuillboxWindow window;
+        window.restore(native(tree + u"/images"_s));
+        QTemporaryDir out;
+        QString error;
+        const QStringList written = QuillboxScreenshots::write(window, out.path(), &error);
+        QVERIFY2(written.size() == 4, qPrintable(error));
+        const QImage grid(written.at(1));
+        QVERIFY(!grid.isNull());
+        const qreal ratio = grid.devicePixelRatio();
+
+        QListView *gridView = window.folderView()->gridView();
+        const TQFolderModel *model = window.folderView()->model();
+        int images = 0;
+        for (int row = 0; row < model->rowCount(); ++row) {
+            const QModelIndex index = model->index(row, TQFolderModel::NameColumn);
+            const TQFileRef file = model->fileAt(index);
+            const QRect cell = gridView->visualRect(index);
+            if (!file || !file->isImage() || !gridView->viewport()->rect().contains(cell))
+                continue;
+            ++images;
+            const QRect inWindow(gridView->viewport()->mapTo(&window, cell.topLeft()) * ratio, cell.size() * ratio);
+            QVERIFY2(upright(markers(grid, inWindow), 6 * ratio), qPrintable(u"thumbnail of %1"_s.arg(file->displayName())));
+        }
+        QVERIFY(images >= 4);
+
+        QuillboxInspector *inspector = window.inspector();
+        QVERIFY(inspector->isFilled());
+        for (const auto field : {QuillboxInspector::Dimensions, QuillboxInspector::Megapixels, QuillboxInspector::Camera,
+                                 QuillboxInspector::Exposure, QuillboxInspector::ISO, QuillboxInspector::DateTaken})
+            QVERIFY2(!inspector->text(field).isEmpty(), QMetaEnum::fromType<QuillboxInspector::Field>().valueToKey(field));
+        auto *preview = inspector->findChild<QLabel *>(u"preview"_s);
+        const QRect previewArea(preview->mapTo(&window, QPoint(0, 0)) * ratio, preview->size() * ratio);
+        QVERIFY2(upright(markers(grid, previewArea), 8 * ratio), "the inspector's preview");
+
+        for (const QString &menuPicture : written.mid(2)) {
+            const QImage picture(menuPicture);
+            QVERIFY(picture.width() > grid.width() || picture.height() > grid.height() || picture != grid);
+        }
+    }
+
+    // LANGUAGE=de: the window, the library's menus and Qt's own texts in German.
+    void germanWindow()
+    {
+        QVERIFY(QuillboxApplication::installTranslations(QLocale(QLocale::German, QLocale::Germany)));
+        QuillboxWindow window;
+        window.restore(native(samples() + u"/images"_s));
+        const QStringList titles = [&] {
+            QStringList list;
+            for (QAction *action : window.menuBar()->actions())
+                list.append(action->text());
+            return list;
+        }();
+        QuillboxApplication::installTranslations(QLocale(QLocale::English));
+        QuillboxWindow english;
+        english.restore(native(samples() + u"/images"_s));
+        for (int i = 0; i < titles.size(); ++i)
+            QVERIFY2(titles.at(i) != english.menuBar()->actions().at(i)->text(), qPrintable(titles.at(i)));
+    }
+
+    // Every text of Quillbox has a finished German translation (lupdate runs on a copy).
+    void translationsFinished()
+    {
+        QTemporaryDir dir;
+        const QString copy = dir.filePath(u"quillbox_de.ts"_s);
+        QVERIFY(QFile::copy(QStringLiteral(QUILLBOX_TS_FILE), copy));
+        QFile::setPermissions(copy, QFile::ReadOwner | QFile::WriteOwner);
+        QProcess lupdate;
+        lupdate.setWorkingDirectory(QStringLiteral(TQKIT_SOURCE_DIR));
+        lupdate.start(QStringLiteral(TQKIT_LUPDATE),
+                      {u"-silent"_s, u"-no-obsolete"_s, u"-locations"_s, u"none"_s, u"-extensions"_s, u"cpp,h,ui"_s,
+                       u"-source-language"_s, u"en"_s, u"apps/quillbox"_s, u"-ts"_s, copy});
+        QVERIFY(lupdate.waitForFinished(120000));
+        QCOMPARE(lupdate.exitCode(), 0);
+        QFile ts(copy);
+        QVERIFY(ts.open(QIODevice::ReadOnly));
+        const QByteArray contents = ts.readAll();
+        QVERIFY(contents.count("<message") > 100);
+        QCOMPARE(contents.count("type=\"unfinished\""), 0);
+    }
+};
+
+QTEST_MAIN(tst_Quillbox)
+#include "tst_quillbox.moc"
