@@ -16,7 +16,8 @@ using Factory = std::function<UWStandardFileRef()>;
 void setFactory(Factory factory);
 Factory factory();
 
-// A new, initialised item for \a url; nullptr when the item refuses the URL.
+// A new, initialised item for \a url, or for the path \a pathRep when it is given (\a url may
+// then be empty); nullptr when the item refuses the location.
 UWStandardFileRef make(const QUrl &url, const QByteArray &pathRep = {}, const UWStatInfo *statInfo = nullptr);
 // A new placeholder item that stands for \a archive.
 UWStandardFileRef makePlaceholder(const QString &displayName, const QVariantMap &archive);

@@ -41,7 +41,7 @@ QList<Entry> list(const QByteArray &folder, QString *error)
             continue;
         // The bytes go to the item as they are: a name need not survive a trip through text.
         const QByteArray path = prefix + name;
-        if (UWStandardFileRef file = UWFileFactory::make(UWStandardFile::URLForNativePath(path), path, &stat))
+        if (UWStandardFileRef file = UWFileFactory::make(QUrl(), path, &stat))
             entries.append({QByteArray(name), std::move(file)});
         errno = 0;
     }

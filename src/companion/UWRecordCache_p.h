@@ -18,6 +18,9 @@
 // into the record it was computed from while that record is current: work begun before a
 // reset never lands in the record that follows it.
 //
+// No record is made until a value is stored: an item of a big listing whose values nobody
+// asks for costs no record, and reading an empty cache reads a shared empty one.
+//
 // The lock is a small spin lock on a standard atomic: sorting asks every item for a value in
 // every comparison, and the critical sections are a few loads and stores, where a futex-based
 // lock costs several times the work it guards. ThreadSanitizer sees standard atomics (it would
@@ -42,10 +45,7 @@ template <class Values>
 class UWRecordCache
 {
 public:
-    UWRecordCache()
-        : m_values(std::make_shared<Values>())
-    {
-    }
+    UWRecordCache() = default;
     explicit UWRecordCache(Values initial)
         : m_values(std::make_shared<Values>(std::move(initial)))
     {
@@ -56,7 +56,7 @@ public:
     std::shared_ptr<Values> record() const
     {
         std::lock_guard locker(m_lock);
-        return m_values;
+        return current();
     }
 
     //! Runs \a read on the current record under the lock: for a few fields read together.
@@ -64,7 +64,7 @@ public:
     auto read(Read read) const
     {
         std::lock_guard locker(m_lock);
-        return read(std::as_const(*m_values));
+        return read(m_values ? std::as_const(*m_values) : empty());
     }
 
     //! The slot's value if it was computed for the current record; nothing otherwise.
@@ -72,7 +72,7 @@ public:
     std::optional<T> peek(std::optional<T> Values::*slot) const
     {
         std::lock_guard locker(m_lock);
-        return (*m_values).*slot;
+        return m_values ? (*m_values).*slot : std::nullopt;
     }
 
     //! The slot's value: cached, or \a compute(record) published into that record. \a compute
@@ -92,9 +92,11 @@ public:
     std::optional<T> lookUp(std::optional<T> Values::*slot, std::shared_ptr<Values> *from) const
     {
         std::lock_guard locker(m_lock);
-        if (const std::optional<T> &cached = (*m_values).*slot)
-            return cached;
-        *from = m_values;
+        if (m_values) {
+            if (const std::optional<T> &cached = (*m_values).*slot)
+                return cached;
+        }
+        *from = current();
         return std::nullopt;
     }
 
@@ -118,12 +120,12 @@ public:
     auto reset(Edit edit)
     {
         std::lock_guard locker(m_lock);
-        auto next = std::make_shared<Values>(*m_values);
+        auto next = m_values ? std::make_shared<Values>(*m_values) : std::make_shared<Values>();
         struct Publish
         {
             UWRecordCache *cache;
             std::shared_ptr<Values> &next;
-            ~Publish() { cache->m_values = std::move(next); }
+            ~Publish() { cache->replace(std::move(next)); }
         } publish{this, next};
         return edit(*next);
     }
@@ -134,7 +136,7 @@ public:
     auto fill(Fill fill) const
     {
         std::lock_guard locker(m_lock);
-        return fill(*m_values);
+        return fill(*current());
     }
 
     /*!
@@ -152,12 +154,41 @@ public:
     void endResets()
     {
         std::lock_guard locker(m_lock);
-        if (--m_resetting == 0)
-            m_values = std::make_shared<Values>(*m_values);
+        // Without a record nothing began from one.
+        if (--m_resetting == 0 && m_values)
+            replace(std::make_shared<Values>(*m_values));
+    }
+
+    //! Starts loading the current record into the cache: a hint, without the lock, that may
+    //! name a record just replaced (a prefetch never faults).
+    void prefetch() const
+    {
+        if (const Values *hint = m_hint.load(std::memory_order_relaxed))
+            __builtin_prefetch(hint);
     }
 
 private:
+    // The record values are stored into, made on first need. Called under m_lock.
+    const std::shared_ptr<Values> &current() const
+    {
+        if (!m_values)
+            replace(std::make_shared<Values>());
+        return m_values;
+    }
+    // Called under m_lock.
+    void replace(std::shared_ptr<Values> next) const
+    {
+        m_values = std::move(next);
+        m_hint.store(m_values.get(), std::memory_order_relaxed);
+    }
+    static const Values &empty()
+    {
+        static const Values none;
+        return none;
+    }
+
     mutable UWSpinLock m_lock;
-    std::shared_ptr<Values> m_values; // guarded by m_lock; the slots of *m_values too
+    mutable std::shared_ptr<Values> m_values; // guarded by m_lock; the slots of *m_values too
+    mutable std::atomic<const Values *> m_hint{nullptr}; // m_values, for prefetching only
     int m_resetting = 0;              // guarded by m_lock
 };

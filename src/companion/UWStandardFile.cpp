@@ -206,6 +206,13 @@ QDateTime dateFromNSecs(qint64 nsecs)
 // only at '/' and '.' and must neither lose nor change a byte that is not UTF-8.
 QByteArray cleanNativePath(const QByteArray &path)
 {
+    // Most paths arrive clean (a listing joins a clean folder and a name): those are kept as
+    // they are, without the trip through text.
+    const bool clean = path.startsWith('/') && !path.contains("//") && !path.contains("/./")
+        && !path.contains("/../") && (path.size() == 1 || !path.endsWith('/')) && !path.endsWith("/.")
+        && !path.endsWith("/..");
+    if (clean)
+        return path;
     return QDir::cleanPath(QString::fromLatin1(path)).toLatin1();
 }
 
@@ -282,11 +289,12 @@ struct Placeholder
 // record.
 struct Record
 {
-    // Facts.
-    QByteArray path; // absolute and clean, the file system's bytes; empty for a placeholder
-    UWStatInfo stat;
+    // Facts. Whether the file exists and its status come first: sorting a big folder reads
+    // them from every item, and one cache line then holds both.
     bool exists = false;
     bool lost = false; // currentURL() found the file nowhere: no location until it is back
+    UWStatInfo stat;
+    QByteArray path; // absolute and clean, the file system's bytes; empty for a placeholder
     std::shared_ptr<const Placeholder> placeholder;
 
     // Derived values.
@@ -326,6 +334,12 @@ struct Record
         application.reset();
     }
 };
+
+// The status record's times, in nanoseconds: what each date key stands for.
+qint64 modified(const UWStatInfo &s) { return s.modifiedNSecs; }
+qint64 created(const UWStatInfo &s) { return s.hasBirthTime ? s.bornNSecs : s.statusChangedNSecs; }
+qint64 accessed(const UWStatInfo &s) { return s.accessedNSecs; }
+qint64 added(const UWStatInfo &s) { return s.statusChangedNSecs; }
 
 // Where the links of \a record lead: the end of the chain, or the item itself.
 QByteArray resolvePath(const Record &record)
@@ -425,8 +439,8 @@ UWStandardFileRef UWStandardFile::newFileForNativePath(const QByteArray &nativeP
             return nullptr;
         absolute = QByteArray(here) + '/' + absolute;
     }
-    absolute = cleanNativePath(absolute);
-    return UWFileFactory::make(URLForNativePath(absolute), absolute);
+    // The bytes without a URL: the item needs none, and making one costs more than the statx.
+    return UWFileFactory::make(QUrl(), absolute);
 }
 
 QUrl UWStandardFile::URLForNativePath(const QByteArray &nativePath)
@@ -511,6 +525,9 @@ struct UWStandardFileKeys
     quint16 announcedBy; // Announcement flags
     bool listed = true;  // false: answered but not listed (an alias sorting asks for)
     bool summary = false; // one of the few keys a one-line summary of the item shows
+    // The value as a number that sorts as it does (TQKeyValueCoding::sortNumberForKey()).
+    using Number = TQKeyValueCoding::SortNumber (*)(const UWStandardFile &, qint64 *);
+    Number number = nullptr;
 
     static const Record &record(const UWStandardFile &file, std::shared_ptr<Record> &holder)
     {
@@ -573,6 +590,18 @@ struct UWStandardFileKeys
         return QVariant(*label == 0 ? QString() : UWFinderLabels::nameForLabel(*label));
     }
 
+    // A date of the status record as the milliseconds its QDateTime holds.
+    template <qint64 (*pick)(const UWStatInfo &)>
+    static TQKeyValueCoding::SortNumber dateNumber(const UWStandardFile &file, qint64 *number)
+    {
+        return file.d->cache.read([number](const Record &r) {
+            if (!r.exists)
+                return TQKeyValueCoding::SortNumber::Missing;
+            *number = pick(r.stat) / 1000000;
+            return TQKeyValueCoding::SortNumber::Integer;
+        });
+    }
+
     static const std::array<UWStandardFileKeys, 24> &table();
     static const UWStandardFileKeys *find(QStringView key);
 };
@@ -593,12 +622,16 @@ const std::array<UWStandardFileKeys, 24> &UWStandardFileKeys::table()
         {u"fileName", [](F f) { return QVariant(f.fileName()); }, nullptr, none},
         {u"resolvedURL", [](F f) { return urlValue(f.resolvedURL()); }, &K::peekResolvedURL, none},
         {u"modificationDate", [](F f) { return dateValue(f.modificationDate()); }, nullptr,
-         Announcement::Removed | Announcement::StatusRead, true, true},
-        {u"creationDate", [](F f) { return dateValue(f.creationDate()); }, nullptr, quint16(Announcement::StatusRead)},
-        {u"accessDate", [](F f) { return dateValue(f.accessDate()); }, nullptr, quint16(Announcement::StatusRead)},
-        {u"dateAdded", [](F f) { return dateValue(f.dateAdded()); }, nullptr, quint16(Announcement::StatusRead)},
+         Announcement::Removed | Announcement::StatusRead, true, true, &K::dateNumber<modified>},
+        {u"creationDate", [](F f) { return dateValue(f.creationDate()); }, nullptr, quint16(Announcement::StatusRead),
+         true, false, &K::dateNumber<created>},
+        {u"accessDate", [](F f) { return dateValue(f.accessDate()); }, nullptr, quint16(Announcement::StatusRead),
+         true, false, &K::dateNumber<accessed>},
+        {u"dateAdded", [](F f) { return dateValue(f.dateAdded()); }, nullptr, quint16(Announcement::StatusRead),
+         true, false, &K::dateNumber<added>},
         // Sorting asks for the date added under this name.
-        {u"addedDate", [](F f) { return dateValue(f.dateAdded()); }, nullptr, quint16(Announcement::StatusRead), false},
+        {u"addedDate", [](F f) { return dateValue(f.dateAdded()); }, nullptr, quint16(Announcement::StatusRead), false,
+         false, &K::dateNumber<added>},
         {u"finderLabel", [](F f) { return QVariant(f.finderLabel()); },
          [](F f) { return peekSlot(f, &Record::finderLabel); }, quint16(Announcement::LabelChanged)},
         {u"finderLabelTitle", [](F f) { return QVariant(f.finderLabelTitle()); }, &K::peekLabelTitle,
@@ -698,11 +731,20 @@ bool UWStandardFile::isValueCached(QStringView key) const
     return cachedValueForKey(key).has_value();
 }
 
-void UWStandardFile::prefetchValueForKey(QStringView key) const
+TQKeyValueCoding::SortNumber UWStandardFile::sortNumberForKey(QStringView key, qint64 *number) const
+{
+    const UWStandardFileKeys *row = UWStandardFileKeys::find(key);
+    return row && row->number ? row->number(*this, number) : SortNumber::Unknown;
+}
+
+void UWStandardFile::prefetchValueForKey(QStringView key, int step) const
 {
     Q_UNUSED(key);
-    // Sorted columns are mostly dates and names: the record behind the cache.
-    __builtin_prefetch(d.get());
+    // Sorted columns are mostly dates and names: the record, behind the cache's pointer.
+    if (step == 0)
+        __builtin_prefetch(d.get());
+    else
+        d->cache.prefetch();
 }
 
 QStringList UWStandardFile::summaryKeys()
@@ -727,7 +769,7 @@ QStringList UWStandardFile::keys()
 
 bool UWStandardFile::initWithURL(const QUrl &url, const QByteArray &pathRep, const UWStatInfo *statInfo)
 {
-    if (!url.isLocalFile())
+    if (pathRep.isEmpty() ? !url.isLocalFile() : !url.isEmpty() && !url.isLocalFile())
         return false;
     // The bytes a listing read are the name; a URL carries them percent-encoded.
     const QByteArray path = cleanNativePath(pathRep.isEmpty() ? nativePathForURL(url) : pathRep);
@@ -1274,22 +1316,22 @@ QDateTime statusDate(const UWRecordCache<Record> &cache, qint64 (*pick)(const UW
 
 QDateTime UWStandardFile::modificationDate() const
 {
-    return statusDate(d->cache, [](const UWStatInfo &s) { return s.modifiedNSecs; });
+    return statusDate(d->cache, &modified);
 }
 
 QDateTime UWStandardFile::creationDate() const
 {
-    return statusDate(d->cache, [](const UWStatInfo &s) { return s.hasBirthTime ? s.bornNSecs : s.statusChangedNSecs; });
+    return statusDate(d->cache, &created);
 }
 
 QDateTime UWStandardFile::accessDate() const
 {
-    return statusDate(d->cache, [](const UWStatInfo &s) { return s.accessedNSecs; });
+    return statusDate(d->cache, &accessed);
 }
 
 QDateTime UWStandardFile::dateAdded() const
 {
-    return statusDate(d->cache, [](const UWStatInfo &s) { return s.statusChangedNSecs; });
+    return statusDate(d->cache, &added);
 }
 
 int UWStandardFile::finderLabel() const

@@ -302,7 +302,9 @@ public:
         dates come as QString, bool, int and QDateTime (UTC); a missing value is a null QVariant.
     */
     QVariant valueForKey(QStringView key) const override;
-    void prefetchValueForKey(QStringView key) const override;
+    void prefetchValueForKey(QStringView key, int step) const override;
+    //! The dates as their milliseconds; other keys through valueForKey().
+    SortNumber sortNumberForKey(QStringView key, qint64 *number) const override;
     /*!
         The value of \a key when it is at hand without touching the file system: a fact of the
         status record, or a value computed before and not reset since. Nothing when the value
@@ -368,9 +370,10 @@ public:
 protected:
     UWStandardFile();
     /*!
-        Sets the item up for \a url. \a pathRep (the path's bytes) and \a statInfo (what a
-        listing already knows) may be empty and are only used to spare a system call.
-        Returns false when the item cannot stand for \a url.
+        Sets the item up for \a url, or for \a pathRep (the path's bytes) when that is given:
+        \a url may then be empty, as the library's own listings leave it. \a statInfo (what a
+        listing already knows) may be null and only spares a system call. Returns false when
+        the item cannot stand for the location.
     */
     virtual bool initWithURL(const QUrl &url, const QByteArray &pathRep, const UWStatInfo *statInfo);
 

@@ -11,15 +11,17 @@
 // making the item needs no second system call.
 struct UWStatInfo
 {
+    // What sorting reads first: the kind, the size and the dates, so that they share a cache
+    // line with the record's own first fields.
     mode_t mode = 0;
-    dev_t device = 0;
-    ino_t inode = 0;
+    bool hasBirthTime = false;
     qint64 size = 0;
     qint64 modifiedNSecs = 0;
     qint64 statusChangedNSecs = 0;
-    qint64 accessedNSecs = 0;
     qint64 bornNSecs = 0;
-    bool hasBirthTime = false;
+    qint64 accessedNSecs = 0;
+    dev_t device = 0;
+    ino_t inode = 0;
 
     // Fills the record for \a path without following a final link; false (errno set) on failure.
     bool read(const char *path, bool followLinks = false);

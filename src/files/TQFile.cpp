@@ -31,10 +31,14 @@
 
 Q_LOGGING_CATEGORY(lcFiles, "tqkit.files", QtWarningMsg)
 
-// Every item of the process is a TQFile: the factory goes in as the library loads.
+// Every item of the process is a TQFile: the factory goes in as the library loads. The item
+// and its shared count are one allocation: a listing makes thousands.
 struct TQFileFactory
 {
-    static UWStandardFileRef make() { return UWStandardFileRef(new TQFile); }
+    struct Made final : TQFile
+    {
+    };
+    static UWStandardFileRef make() { return std::make_shared<Made>(); }
 };
 
 static void installFileFactory()
@@ -322,6 +326,9 @@ struct TQFileKeys
     bool nested = false;
     TQSortType sortType = TQSortType(-1);
     Order order = Order::None;
+    // The value as a number that sorts as it does (TQKeyValueCoding::sortNumberForKey()).
+    using Number = TQKeyValueCoding::SortNumber (*)(F, qint64 *);
+    Number number = nullptr;
 
     static std::shared_ptr<const ImageValues> imageValues(F file);
 
@@ -430,7 +437,10 @@ const std::vector<TQFileKeys> &TQFileKeys::table()
         {u"fileSizeString", Source::Own, [](F f) { return QVariant(f.fileSizeString()); },
          [](F f) { return peekSize(f, true); }, true, cachedValue, true},
         {u"fileSize", Source::Own, [](F f) { return QVariant(f.fileSize()); }, [](F f) { return peekSize(f, false); },
-         true, cachedValue, true, TQSortType::FileSize, Order::Natural},
+         true, cachedValue, true, TQSortType::FileSize, Order::Natural, [](F f, qint64 *number) {
+             *number = f.fileSize();
+             return TQKeyValueCoding::SortNumber::Integer;
+         }},
         {u"isImage", Source::Own, [](F f) { return QVariant(f.isImage()); },
          [](F f) { return peekSlot(f, &Values::isImage); }, true, cachedValue},
         {u"isMusic", Source::Own, [](F f) { return QVariant(f.isMusic()); },
@@ -1024,11 +1034,25 @@ std::optional<QVariant> TQFile::cachedValueForKey(QStringView key) const
     return row->peek ? row->peek(*this) : std::optional<QVariant>(row->value(*this));
 }
 
-void TQFile::prefetchValueForKey(QStringView key) const
+TQKeyValueCoding::SortNumber TQFile::sortNumberForKey(QStringView key, qint64 *number) const
 {
-    // Most keys need the storage side's record as well as the values here.
-    UWStandardFile::prefetchValueForKey(key);
-    __builtin_prefetch(d.get());
+    const TQFileKeys *row = TQFileKeys::find(key);
+    if (!row || row->source == Source::Inherited)
+        return UWStandardFile::sortNumberForKey(key, number);
+    return row->number ? row->number(*this, number) : SortNumber::Unknown;
+}
+
+void TQFile::prefetchValueForKey(QStringView key, int step) const
+{
+    UWStandardFile::prefetchValueForKey(key, step);
+    // The base's keys need nothing of this side.
+    const TQFileKeys *row = TQFileKeys::find(key);
+    if (!row || row->source != Source::Own)
+        return;
+    if (step == 0)
+        __builtin_prefetch(d.get());
+    else
+        d->cache.prefetch();
 }
 
 QStringList TQFile::keys()

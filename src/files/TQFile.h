@@ -384,7 +384,9 @@ public:
 
     QVariant valueForKey(QStringView key) const override;
     std::optional<QVariant> cachedValueForKey(QStringView key) const override;
-    void prefetchValueForKey(QStringView key) const override;
+    void prefetchValueForKey(QStringView key, int step) const override;
+    //! The size and the dates as numbers; other keys through valueForKey().
+    SortNumber sortNumberForKey(QStringView key, qint64 *number) const override;
     //! Keeps the sort key of "displayName" until the name or the default locale changes.
     const TQStringUtilities::FinderStyleSortKey *nameSortKeyForKey(QStringView key) const override;
     static QStringList keys();

@@ -68,6 +68,8 @@ private slots:
     void datesComeFromTheFile();
     void keysAnswerTheirValues();
     void rejectsWhatIsNotALocalFile();
+    void pathsAreCleaned_data();
+    void pathsAreCleaned();
     void finderLabelFromAttributes_data();
     void finderLabelFromAttributes();
     void specialFilesAreNotRead_data();
@@ -197,8 +199,28 @@ void TestStandardFile::rejectsWhatIsNotALocalFile()
     const UWStandardFileRef root = UWStandardFile::newFileForPath(QStringLiteral("/"));
     QCOMPARE(root->displayName(), QStringLiteral("/"));
     QCOMPARE(root->uti(), QStringLiteral("public.volume"));
-    const UWStandardFileRef unclean = UWStandardFile::newFileForPath(m_dir.path() + QStringLiteral("/folder/../photo.jpg"));
-    QCOMPARE(unclean->path(), path("photo.jpg"));
+}
+
+void TestStandardFile::pathsAreCleaned_data()
+{
+    QTest::addColumn<QString>("written"); // after the temporary folder
+    QTest::addColumn<QString>("clean");
+    QTest::newRow("a step back") << "/folder/../photo.jpg" << "/photo.jpg";
+    QTest::newRow("a double slash") << "//photo.jpg" << "/photo.jpg";
+    QTest::newRow("a dot") << "/./photo.jpg" << "/photo.jpg";
+    QTest::newRow("a trailing slash") << "/folder/" << "/folder";
+    QTest::newRow("a trailing dot") << "/folder/." << "/folder";
+    QTest::newRow("a trailing step back") << "/folder/.." << "";
+    QTest::newRow("dots inside a name stay") << "/..photo.jpg." << "/..photo.jpg.";
+}
+
+void TestStandardFile::pathsAreCleaned()
+{
+    QFETCH(QString, written);
+    QFETCH(QString, clean);
+    const UWStandardFileRef item = UWStandardFile::newFileForPath(m_dir.path() + written);
+    QCOMPARE(item->path(), m_dir.path() + clean);
+    QCOMPARE(item->URL(), QUrl::fromLocalFile(m_dir.path() + clean));
 }
 
 void TestStandardFile::finderLabelFromAttributes_data()

@@ -61,6 +61,8 @@ private slots:
     void keyListsFollowTheDesign();
     void handAnnouncedKeys();
     void comparisonValues();
+    void sortNumbersAreTheValues_data();
+    void sortNumbersAreTheValues();
 
 private:
     QList<UWStandardFileRef> listing() const;
@@ -482,6 +484,50 @@ void TestFileSorting::comparisonValues()
     for (int i = 0; i < 20; ++i)
         randoms.insert(item->comparisonValueForType(7).toUInt());
     QVERIFY(randoms.size() > 1);
+}
+
+void TestFileSorting::sortNumbersAreTheValues_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("a file") << u"notes.txt"_s;
+    QTest::newRow("a folder") << u"Folder"_s;
+    QTest::newRow("a missing file") << u"missing.txt"_s;
+}
+
+void TestFileSorting::sortNumbersAreTheValues()
+{
+    QFETCH(QString, name);
+
+    // Sorting reads sizes and dates as numbers, not through valueForKey(): they must agree,
+    // to the millisecond of a time given in nanoseconds.
+    QTemporaryDir dir;
+    QVERIFY(QDir(dir.path()).mkdir(u"Folder"_s));
+    QFile text(dir.filePath(u"notes.txt"_s));
+    QVERIFY(text.open(QIODevice::WriteOnly) && text.write("words\n") == 6);
+    text.close();
+    const QString path = dir.filePath(name);
+    const timespec when[2] = {{0, UTIME_OMIT}, {1767268800, 123456789}};
+    QCOMPARE(::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), when, 0) == 0, name != u"missing.txt");
+    const TQFileRef item = TQFile::newFileForPath(path);
+    QStringList asNumbers;
+    for (const QString &key : TQFile::keys() + QStringList{u"addedDate"_s}) {
+        qint64 number = -1;
+        const QVariant value = item->valueForKey(key);
+        switch (item->sortNumberForKey(key, &number)) {
+        case TQKeyValueCoding::SortNumber::Integer:
+            asNumbers.append(key);
+            QCOMPARE(value.typeId() == QMetaType::QDateTime ? value.toDateTime().toMSecsSinceEpoch() : value.toLongLong(), number);
+            break;
+        case TQKeyValueCoding::SortNumber::Missing:
+            asNumbers.append(key);
+            QVERIFY2(value.isNull(), qPrintable(key));
+            break;
+        case TQKeyValueCoding::SortNumber::Unknown:
+            break;
+        }
+    }
+    for (const char *column : {"fileSize", "modificationDate", "creationDate", "addedDate"})
+        QVERIFY2(asNumbers.contains(QLatin1String(column)), column);
 }
 
 QTEST_GUILESS_MAIN(TestFileSorting)
