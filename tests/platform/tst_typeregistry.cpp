@@ -231,6 +231,12 @@ void TestTypeRegistry::detectsFiles_data()
     QTest::newRow("an empty file is typed by its name") << "empty.txt" << QByteArray() << "public.plain-text" << "public.plain-text";
     QTest::newRow("binary noise keeps its name") << "noise.mp3" << QByteArray("\x01\x02\x03\xff\xfe\x00\x10", 7) << "public.mp3" << "public.mp3";
     QTest::newRow("PDF content without a name") << "document" << QByteArray("%PDF-1.4\n%\xe2\xe3\xcf\xd3\n") << "com.adobe.pdf" << "public.data";
+    // Sparse and preallocated files: zeros of any length say nothing, the name decides.
+    QTest::newRow("three zeros named like a song") << "blank.mp3" << QByteArray(3, '\0') << "public.mp3" << "public.mp3";
+    QTest::newRow("zeros named like text") << "blank.txt" << QByteArray(4099, '\0') << "public.plain-text" << "public.plain-text";
+    QTest::newRow("zeros past the part read, no name") << "blank" << QByteArray(20000, '\0') << "public.data" << "public.data";
+    QTest::newRow("a film whose signature starts with zeros") << "clip" << QByteArray("\0\0\0\x18" "ftypmp42" "\0\0\0\0", 16)
+                                                               << "public.mpeg-4" << "public.data";
 }
 
 void TestTypeRegistry::detectsFiles()

@@ -17,6 +17,9 @@
 
 #include <sys/stat.h>
 
+#include <cstring>
+#include <mutex>
+
 namespace {
 
 struct DeclaredType
@@ -141,12 +144,23 @@ struct TQTypeRegistry::Private
 
     QStringList directSupertypes(const QString &type) const;
     QString typeForMime(const QMimeType &mime) const;
-    // What the content says when it should override the name; invalid when the name stands.
+    // Sparse and preallocated files begin with zeros, and the database's answer for zeros
+    // depends on their number alone. Guarded by zeroLock.
+    mutable std::mutex zeroLock;
+    mutable QHash<qsizetype, QMimeType> zeroAnswers;
+    QMimeType zeroAnswer(qsizetype length) const; // called under zeroLock
+
+    // What the content says when it should override the name (invalid when the name stands),
+    // and the name's own MIME type when it had to be looked up.
     struct ContentVerdict
     {
         QMimeType contentWins;
+        QMimeType byName;
     };
     ContentVerdict contentVerdict(const QByteArray &path, const QString &fileName) const;
+    QMimeType mimeTypeForContent(const QByteArray &data) const;
+    // The type of a bare file name; \a byName, when valid, is the database's answer for it.
+    QString typeForBareName(const QString &name, const QMimeType &byName) const;
 };
 
 TQTypeRegistry::TQTypeRegistry()
@@ -372,21 +386,51 @@ QStringList TQTypeRegistry::filenameExtensions(const QString &type) const
 
 QString TQTypeRegistry::typeForFileName(const QString &fileName) const
 {
+    const QString name = fileName.contains(QLatin1Char('/')) ? QFileInfo(fileName).fileName() : fileName;
+    return d->typeForBareName(name, QMimeType());
+}
+
+QString TQTypeRegistry::Private::typeForBareName(const QString &name, const QMimeType &byName) const
+{
     // Extensions the registry declares come first: they are how the identifiers are meant
     // to be found, and they settle names the MIME globs leave ambiguous.
-    const QString name = QFileInfo(fileName).fileName();
     const qsizetype dot = name.indexOf(QLatin1Char('.'), 1);
     if (dot > 0) {
         // "a.tar.gz" tries "tar.gz" before "gz".
         for (qsizetype at = dot; at >= 0 && at < name.size() - 1;
              at = name.indexOf(QLatin1Char('.'), at + 1)) {
-            const QString declared = d->typeByExtension.value(name.mid(at + 1).toLower());
+            const QString declared = typeByExtension.value(name.mid(at + 1).toLower());
             if (!declared.isEmpty())
                 return declared;
         }
     }
-    const QMimeType mime = d->mimeDatabase.mimeTypeForFile(name, QMimeDatabase::MatchExtension);
-    return isGenericMime(mime) ? QStringLiteral("public.data") : d->typeForMime(mime);
+    const QMimeType mime = byName.isValid() ? byName : mimeDatabase.mimeTypeForFile(name, QMimeDatabase::MatchExtension);
+    return isGenericMime(mime) ? QStringLiteral("public.data") : typeForMime(mime);
+}
+
+QMimeType TQTypeRegistry::Private::mimeTypeForContent(const QByteArray &data) const
+{
+    const bool zeros = !data.isEmpty() && data.front() == '\0'
+        && std::memcmp(data.constData(), data.constData() + 1, size_t(data.size() - 1)) == 0;
+    if (!zeros)
+        return mimeDatabase.mimeTypeForData(data);
+    // A magic rule reads bytes at fixed places, so on zeros it can only begin to match as the
+    // data grows, never stop; the database takes the first rule in a fixed order that matches.
+    // When one byte and the longest prefix read get the same answer, every length between
+    // gets it too; otherwise each length is asked for itself.
+    std::lock_guard locker(zeroLock);
+    const QMimeType shortest = zeroAnswer(1);
+    if (data.size() <= contentPrefixSize && shortest == zeroAnswer(contentPrefixSize))
+        return shortest;
+    return zeroAnswer(data.size());
+}
+
+QMimeType TQTypeRegistry::Private::zeroAnswer(qsizetype length) const
+{
+    auto known = zeroAnswers.constFind(length);
+    if (known == zeroAnswers.cend())
+        known = zeroAnswers.insert(length, mimeDatabase.mimeTypeForData(QByteArray(length, '\0')));
+    return *known;
 }
 
 QString TQTypeRegistry::typeForData(const QByteArray &data) const
@@ -405,25 +449,24 @@ TQTypeRegistry::Private::contentVerdict(const QByteArray &path, const QString &f
         file.warnIfRefused(QFile::decodeName(path), "type detection");
         return {};
     }
-    const QMimeType byName = mimeDatabase.mimeTypeForFile(fileName, QMimeDatabase::MatchExtension);
-    const QMimeType byContent = mimeDatabase.mimeTypeForData(file.read(0, contentPrefixSize));
-
+    const QMimeType byContent = mimeTypeForContent(file.read(0, contentPrefixSize));
     // Unreadable, empty or unrecognised content: the name is all there is.
     if (isGenericMime(byContent))
         return {};
+    const QMimeType byName = mimeDatabase.mimeTypeForFile(fileName, QMimeDatabase::MatchExtension);
     if (isGenericMime(byName))
-        return {byContent};
+        return {byContent, byName};
     if (byName == byContent || byName.inherits(byContent.name()))
-        return {};
+        return {QMimeType(), byName};
     if (byContent.inherits(byName.name()))
-        return {byContent};
+        return {byContent, byName};
     // "Looks like text" is a guess, not a recognised format: it only overrides a name
     // that claims a format which is never text.
     if (byContent.name() == u"text/plain" && !isMediaMime(byName))
-        return {};
+        return {QMimeType(), byName};
     qCDebug(lcPlatform) << "name and content of" << QFile::decodeName(path) << "disagree:" << byName.name()
                         << "by name," << byContent.name() << "by content; the content wins";
-    return {byContent};
+    return {byContent, byName};
 }
 
 QString TQTypeRegistry::typeForFile(const QString &path, Detection detection) const
@@ -448,12 +491,14 @@ QString TQTypeRegistry::typeForFile(const QByteArray &path, Detection detection)
     if (const QString special = specialFileMime(target.st_mode); !special.isEmpty())
         return typeForMimeType(special);
     const QString fileName = QFile::decodeName(path.mid(path.lastIndexOf('/') + 1));
+    QMimeType byName;
     if (detection == Detection::ContentAndName && S_ISREG(target.st_mode) && target.st_size > 0) {
         const Private::ContentVerdict verdict = d->contentVerdict(path, fileName);
         if (verdict.contentWins.isValid())
             return d->typeForMime(verdict.contentWins);
+        byName = verdict.byName;
     }
-    return typeForFileName(fileName);
+    return d->typeForBareName(fileName, byName);
 }
 
 bool TQUTTypeConformsTo(const QString &type, const QString &conformsTo)
