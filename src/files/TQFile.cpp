@@ -1045,13 +1045,13 @@ TQKeyValueCoding::SortNumber TQFile::sortNumberForKey(QStringView key, qint64 *n
 void TQFile::prefetchValueForKey(QStringView key, int step) const
 {
     UWStandardFile::prefetchValueForKey(key, step);
-    // The base's keys need nothing of this side.
+    // The base's keys need nothing of this side, but for the name's sort key kept here.
     const TQFileKeys *row = TQFileKeys::find(key);
-    if (!row || row->source != Source::Own)
+    if (!row || (row->source != Source::Own && row->order != Order::Name))
         return;
     if (step == 0)
         __builtin_prefetch(d.get());
-    else
+    else if (row->source == Source::Own)
         d->cache.prefetch();
 }
 

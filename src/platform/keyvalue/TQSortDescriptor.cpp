@@ -101,27 +101,17 @@ public:
     // Reads every value; answers their one kind, or Unread when they are of several.
     Kind readAll()
     {
-        // Reading a value of a long list costs a few cache misses per object, so objects are
-        // touched ahead of their reads: the object itself far ahead, its values nearer.
-        constexpr qsizetype objectAhead = 24, firstStepAhead = 16, secondStepAhead = 8;
-        const bool direct = m_descriptor.components.size() == 1;
-        const qsizetype n = m_objects.size();
-        for (qsizetype i = 0; i < n; ++i) {
-            if (direct && i + objectAhead < n)
-                __builtin_prefetch(m_objects.object(i + objectAhead));
-            if (direct && i + firstStepAhead < n) {
-                if (const TQKeyValueCoding *ahead = m_objects.object(i + firstStepAhead))
-                    ahead->prefetchValueForKey(m_descriptor.keyPath, 0);
-            }
-            if (direct && i + secondStepAhead < n) {
-                if (const TQKeyValueCoding *ahead = m_objects.object(i + secondStepAhead))
-                    ahead->prefetchValueForKey(m_descriptor.keyPath, 1);
-            }
-            read(i);
-        }
+        readEach(m_objects.size(), [](qsizetype i) { return i; });
         const quint8 kind = m_kinds.empty() ? quint8(Unread) : m_kinds.front();
         const bool same = std::all_of(m_kinds.cbegin(), m_kinds.cend(), [kind](quint8 k) { return k == kind; });
         return same ? Kind(kind) : Unread;
+    }
+
+    // Reads the values of the objects at \a positions (ties of an earlier level, which the
+    // sort then visits in no order a cache would like).
+    void readSome(const std::vector<qsizetype> &positions)
+    {
+        readEach(qsizetype(positions.size()), [&positions](qsizetype i) { return positions[size_t(i)]; });
     }
 
     bool ascending() const { return m_descriptor.ascending; }
@@ -129,6 +119,28 @@ public:
     qint64 integer(size_t i) const { return m_numbers[i].integer; }
 
 private:
+    template <class Position>
+    void readEach(qsizetype n, Position position)
+    {
+        // Reading a value of a long list costs a few cache misses per object, so objects are
+        // touched ahead of their reads: the object itself far ahead, its values nearer.
+        constexpr qsizetype objectAhead = 24, firstStepAhead = 16, secondStepAhead = 8;
+        const bool direct = m_descriptor.components.size() == 1;
+        for (qsizetype i = 0; i < n; ++i) {
+            if (direct && i + objectAhead < n)
+                __builtin_prefetch(m_objects.object(position(i + objectAhead)));
+            if (direct && i + firstStepAhead < n) {
+                if (const TQKeyValueCoding *ahead = m_objects.object(position(i + firstStepAhead)))
+                    ahead->prefetchValueForKey(m_descriptor.keyPath, 0);
+            }
+            if (direct && i + secondStepAhead < n) {
+                if (const TQKeyValueCoding *ahead = m_objects.object(position(i + secondStepAhead)))
+                    ahead->prefetchValueForKey(m_descriptor.keyPath, 1);
+            }
+            read(position(i));
+        }
+    }
+
     void read(qsizetype index)
     {
         const size_t i = size_t(index);
@@ -348,13 +360,26 @@ void mergeSort(std::vector<qsizetype> &items, Compare &&compare)
     }
 }
 
-// Sorts by \a less, then sorts each run of entries that \a equal finds equal by \a tie.
-template <class Entry, class Less, class Equal, class Tie>
-void sortInRuns(std::vector<Entry> &entries, Less less, Equal equal, Tie tie, bool ties = true)
+// Sorts by \a less, then sorts each run of entries that \a equal finds equal by \a tie, after
+// \a prepare was given the entries of every such run.
+template <class Entry, class Less, class Equal, class Tie, class Prepare>
+void sortInRuns(std::vector<Entry> &entries, Less less, Equal equal, Tie tie, bool ties, Prepare prepare)
 {
     std::stable_sort(entries.begin(), entries.end(), less);
     if (!ties)
         return;
+    std::vector<const Entry *> tied;
+    for (auto run = entries.begin(); run != entries.end();) {
+        auto end = run + 1;
+        while (end != entries.end() && equal(*run, *end))
+            ++end;
+        if (end - run > 1) {
+            for (auto entry = run; entry != end; ++entry)
+                tied.push_back(&*entry);
+        }
+        run = end;
+    }
+    prepare(tied);
     for (auto run = entries.begin(); run != entries.end();) {
         auto end = run + 1;
         while (end != entries.end() && equal(*run, *end))
@@ -502,7 +527,8 @@ QList<qsizetype> TQSortOrder::orderOf(const Objects &objects, const QList<TQSort
                     if (byName)
                         return (byName < 0) == ascending;
                     return breakTies(a.position, b.position);
-                });
+                },
+                true, [](const auto &) {});
             for (size_t i = 0; i < entries.size(); ++i)
                 positions[i] = entries[i].position;
             return QList<qsizetype>(positions.begin(), positions.end());
@@ -516,10 +542,19 @@ QList<qsizetype> TQSortOrder::orderOf(const Objects &objects, const QList<TQSort
             const auto byValueDescending = [](const Entry &a, const Entry &b) { return b.first < a.first; };
             const auto equal = [](const Entry &a, const Entry &b) { return a.first == b.first; };
             const auto rest = [&](const Entry &a, const Entry &b) { return breakTies(a.second, b.second); };
+            // Sizes repeat, so the tie-breaking key is read ahead for every tied object at once.
+            const auto readTies = [&](const std::vector<const Entry *> &tied) {
+                std::vector<qsizetype> tiedPositions;
+                tiedPositions.reserve(tied.size());
+                for (const Entry *entry : tied)
+                    tiedPositions.push_back(entry->second);
+                order.level(1).readSome(tiedPositions);
+            };
+            const bool ties = descriptors.size() > 1;
             if (ascending)
-                sortInRuns(entries, byValue, equal, rest, descriptors.size() > 1);
+                sortInRuns(entries, byValue, equal, rest, ties, readTies);
             else
-                sortInRuns(entries, byValueDescending, equal, rest, descriptors.size() > 1);
+                sortInRuns(entries, byValueDescending, equal, rest, ties, readTies);
             for (size_t i = 0; i < entries.size(); ++i)
                 positions[i] = entries[i].second;
             return QList<qsizetype>(positions.begin(), positions.end());
