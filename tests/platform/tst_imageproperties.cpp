@@ -4,6 +4,7 @@
 #include "TQImageMetadata.h"
 #include "TQBoundedChild.h"
 #include "TQImageProperties.h"
+#include "TQImageProperties_p.h"
 #include "TQSampleData.h"
 
 #include <QBuffer>
@@ -159,6 +160,91 @@ QByteArray iccProfile(const QByteArray &name, qsizetype size)
     return icc;
 }
 
+
+// ---------------------------------------------------------------------------------------------
+// EXIF blocks written by the test: IFD0, the EXIF IFD and the GPS IFD, each a list of entries,
+// laid out in that order with the values after them.
+
+struct Tag
+{
+    quint16 tag;
+    quint16 type;
+    quint32 count;
+    QByteArray value; // the value's bytes in the block's byte order
+};
+
+struct Tiff
+{
+    bool bigEndian = false;
+    QList<Tag> ifd0, exif, gps;
+
+    QByteArray number(quint64 v, int width) const
+    {
+        QByteArray out(width, '\0');
+        for (int i = 0; i < width; ++i)
+            out[bigEndian ? width - 1 - i : i] = char(v >> (8 * i));
+        return out;
+    }
+    Tag ascii(quint16 tag, const QByteArray &text) const { return {tag, 2, quint32(text.size()), text}; }
+    Tag shorts(quint16 tag, QList<int> values, quint16 type = 3) const
+    {
+        QByteArray bytes;
+        for (int v : values)
+            bytes += number(quint16(v), 2);
+        return {tag, type, quint32(values.size()), bytes};
+    }
+    Tag longs(quint16 tag, QList<qint64> values, quint16 type = 4) const
+    {
+        QByteArray bytes;
+        for (qint64 v : values)
+            bytes += number(quint32(v), 4);
+        return {tag, type, quint32(values.size()), bytes};
+    }
+    Tag rationals(quint16 tag, QList<std::pair<qint64, qint64>> values, quint16 type = 5) const
+    {
+        QByteArray bytes;
+        for (auto [n, d] : values)
+            bytes += number(quint32(n), 4) + number(quint32(d), 4);
+        return {tag, type, quint32(values.size()), bytes};
+    }
+    Tag bytes(quint16 tag, const QByteArray &value, quint16 type = 7) const { return {tag, type, quint32(value.size()), value}; }
+
+    // The block; `exifAt`/`gpsAt` replace where IFD0 points (0: where the IFD is written).
+    QByteArray block(quint32 exifAt = 0, quint32 gpsAt = 0) const
+    {
+        const auto ifdSize = [](const QList<Tag> &tags) { return 2 + 12 * tags.size() + 4; };
+        const bool withExif = !exif.isEmpty(), withGps = !gps.isEmpty();
+        const qsizetype pointers = (withExif ? 1 : 0) + (withGps ? 1 : 0);
+        const quint32 exifOffset = quint32(8 + ifdSize(ifd0) + 12 * pointers);
+        const quint32 gpsOffset = quint32(exifOffset + (withExif ? ifdSize(exif) : 0));
+        QList<Tag> first = ifd0;
+        if (withExif)
+            first.append(Tag{0x8769, 4, 1, number(exifAt ? exifAt : exifOffset, 4)});
+        if (withGps)
+            first.append(Tag{0x8825, 4, 1, number(gpsAt ? gpsAt : gpsOffset, 4)});
+        QByteArray out = QByteArray(bigEndian ? "MM" : "II") + number(42, 2) + number(8, 4);
+        qsizetype data = gpsOffset + (withGps ? ifdSize(gps) : 0);
+        QByteArray values;
+        const QList<Tag> *ifds[] = {&first, &exif, &gps};
+        for (const QList<Tag> *ifd : ifds) {
+            if (ifd->isEmpty())
+                continue;
+            out += number(quint64(ifd->size()), 2);
+            for (const Tag &t : *ifd) {
+                out += number(t.tag, 2) + number(t.type, 2) + number(t.count, 4);
+                if (t.value.size() <= 4) {
+                    out += t.value.leftJustified(4, '\0');
+                } else {
+                    out += number(quint64(data + values.size()), 4);
+                    values += t.value;
+                }
+            }
+            out += number(0, 4);
+        }
+        return out + values;
+    }
+};
+
 } // namespace
 
 class tst_ImageProperties : public QObject
@@ -298,6 +384,104 @@ private slots:
         }
     }
 
+    // The EXIF of a JPEG is read by a direct walk when it can be, and must then say exactly
+    // what exiv2 says of the same block; what the walk is not sure of goes to exiv2.
+    void readsExifAsExiv2Does_data()
+    {
+        QTest::addColumn<QByteArray>("block");
+        QTest::addColumn<bool>("direct");
+        for (const bool big : {false, true}) {
+            Tiff t;
+            t.bigEndian = big;
+            t.ifd0 = {t.ascii(0x010f, "Canon\0"), t.ascii(0x0110, QByteArray("EOS R5  \0junk", 13)), t.shorts(0x0112, {6}),
+                      t.rationals(0x011a, {{300, 1}}), t.shorts(0x0128, {2}), t.ascii(0x0131, "caf\xe9 latin-1"),
+                      t.ascii(0x0132, "2023:07:14 09:26:53\0"), t.ascii(0x013b, "   \0")};
+            t.exif = {t.rationals(0x829a, {{1, 250}}), t.rationals(0x829d, {{28, 10}}), t.shorts(0x8827, {800, 1600}),
+                      t.bytes(0x9000, "0232"), t.rationals(0x9204, {{-2, 3}}, 10), t.rationals(0x920a, {{47, 0}}),
+                      t.bytes(0x9286, QByteArray("ASCII\0\0\0a comment  \0x", 22)), t.bytes(0xa000, "0100"),
+                      t.longs(0xa002, {0xffffffffLL}), t.shorts(0xa003, {-5}, 8), t.longs(0x9206, {-7}, 9),
+                      t.bytes(0xa300, "\x03"), t.shorts(0x9214, {1, 2, 3, 4}), t.ascii(0xa434, "RF24-105mm"),
+                      t.rationals(0xa432, {{24, 1}, {105, 1}, {0x80000000LL, 1}, {4, 0}}), t.bytes(0x927c, "maker notes")};
+            t.gps = {t.bytes(0x0000, "\x02\x03\0\0", 1), t.ascii(0x0001, "N"), t.rationals(0x0002, {{48, 1}, {51, 1}, {3030, 100}}),
+                     t.rationals(0x0007, {{9, 1}, {26, 1}, {5350, 100}}), t.rationals(0x0006, {{355, 10}})};
+            const char *order = big ? "big-endian" : "little-endian";
+            QTest::addRow("%s: a camera's tags of every type", order) << t.block() << true;
+            Tiff twice = t;
+            twice.ifd0 += {t.ascii(0x010f, "Nikon"), t.ascii(0x0110, "\0"), t.shorts(0x0112, {8})};
+            QTest::addRow("%s: tags stated twice", order) << twice.block() << true;
+            Tiff odd = t;
+            odd.exif = {t.bytes(0x9286, QByteArray(8, '\0') + "unmarked\0"), t.bytes(0x9000, "0\x80" "3"),
+                        t.shorts(0x9000, {48, 50, 51, 50}), t.shorts(0x9003, {1})};
+            QTest::addRow("%s: odd but plain types", order) << odd.block() << true;
+        }
+        Tiff t;
+        t.ifd0 = {t.ascii(0x010f, "Canon")};
+        t.exif = {t.rationals(0x829a, {{1, 250}})};
+        t.gps = {t.ascii(0x0001, "N")};
+        const QByteArray plain = t.block();
+        QTest::newRow("plain") << plain << true;
+        const auto with = [&t](QList<Tag> Tiff::*ifd, const Tag &tag) {
+            Tiff changed = t;
+            (changed.*ifd).append(tag);
+            return changed.block();
+        };
+        QTest::newRow("a UserComment in Unicode") << with(&Tiff::exif, t.bytes(0x9286, QByteArray("UNICODE\0a\0b\0", 12))) << false;
+        QTest::newRow("a UserComment in JIS") << with(&Tiff::exif, t.bytes(0x9286, QByteArray("JIS\0\0\0\0\0ab", 10))) << false;
+        QTest::newRow("a UserComment stored as text") << with(&Tiff::exif, t.ascii(0x9286, "text")) << false;
+        QTest::newRow("a text tag stored as bytes") << with(&Tiff::ifd0, t.bytes(0x0110, "R5", 1)) << false;
+        QTest::newRow("a FLOAT value") << with(&Tiff::exif, Tag{0x920a, 11, 1, QByteArray("\0\0\x0c\x42", 4)}) << false;
+        QTest::newRow("a version stored as text") << with(&Tiff::exif, t.ascii(0x9000, "0232")) << false;
+        QTest::newRow("an unknown type") << with(&Tiff::ifd0, Tag{0x0110, 99, 1, "x"}) << false;
+        QTest::newRow("an unknown type on a tag not asked for") << with(&Tiff::ifd0, Tag{0x0111, 99, 1, "x"}) << true;
+        QByteArray outside = with(&Tiff::ifd0, t.ascii(0x0110, "a long model name"));
+        outside.chop(5);
+        QTest::newRow("a value past the end of the block") << outside << false;
+        QTest::newRow("a count no block holds") << with(&Tiff::ifd0, Tag{0x0110, 2, 0x40000000, "x"}) << false;
+        QTest::newRow("the EXIF IFD is IFD0") << t.block(8) << false;
+        QTest::newRow("the GPS IFD is the EXIF IFD") << t.block(0, 8 + 2 + 12 * 3 + 4) << false;
+        QTest::newRow("an IFD past the end") << t.block(0, 5000) << false;
+        QTest::newRow("an interoperability IFD shared with GPS")
+                << with(&Tiff::exif, t.longs(0xa005, {8 + 2 + 12 * 3 + 4 + 2 + 12 * 2 + 4})) << false;
+        Tiff noted = t;
+        noted.exif.append(t.bytes(0x927c, QByteArray(100, 'U') + QByteArray(6, '\0') + QByteArray(94, 'U')));
+        const QByteArray notes = noted.block();
+        QTest::newRow("maker notes apart from the GPS IFD") << notes << true;
+        QTest::newRow("a GPS IFD inside the maker notes") << noted.block(0, quint32(notes.indexOf(QByteArray(100, 'U')) + 100))
+                                                          << false;
+        // IFD0 also holds the two pointers.
+        Tiff many = t;
+        for (int i = many.ifd0.size(); i < 255; ++i)
+            many.ifd0.append(t.shorts(quint16(0xc000 + i), {i}));
+        QTest::newRow("257 entries") << many.block() << false;
+        many.ifd0.removeLast();
+        QTest::newRow("256 entries") << many.block() << true;
+        QTest::newRow("a maker's private DNG data") << with(&Tiff::ifd0, t.bytes(0xc634, "PENTAX \0MM", 1)) << false;
+        QTest::newRow("further picture directories") << with(&Tiff::ifd0, t.longs(0x014a, {8})) << false;
+        QByteArray motorola = plain;
+        motorola[0] = 'M';
+        QTest::newRow("mixed byte order marks") << motorola << false;
+    }
+
+    void readsExifAsExiv2Does()
+    {
+        QFETCH(QByteArray, block);
+        QFETCH(bool, direct);
+        QByteArray jpeg = contents(file(u"plain.jpg"_s));
+        const QByteArray segment = "Exif" + QByteArray(2, '\0') + block;
+        jpeg.insert(2, QByteArray("\xff\xe1", 2) + char((segment.size() + 2) >> 8) + char(segment.size() + 2) + segment);
+        const QString name = file(u"exif.jpg"_s);
+        QVERIFY(writeFile(name, jpeg));
+        const int before = TQImageProperties_directExifReadsForTesting();
+        const QVariantMap ours = propertiesOfFile(name);
+        QCOMPARE(TQImageProperties_directExifReadsForTesting() - before, direct ? 1 : 0);
+        TQImageProperties_setExiv2OnlyForTesting(true);
+        const QVariantMap theirs = propertiesOfFile(name);
+        TQImageProperties_setExiv2OnlyForTesting(false);
+        QCOMPARE(QJsonDocument::fromVariant(ours).toJson(), QJsonDocument::fromVariant(theirs).toJson());
+        QCOMPARE(ours, theirs);
+        QVERIFY(ours.contains(u"PixelWidth"_s));
+    }
+
     void readsResolutionGpsAndIptc()
     {
         skipUnlessMade(u"tagged.jpg"_s);
@@ -392,6 +576,38 @@ private slots:
         QVERIFY(unhinted.contains(u"PixelWidth"_s));
         QCOMPARE(propertiesOfFile(file(name), hint), unhinted);
     }
+    // The content decides the reader, and a camera's RAW suffix or type sends a TIFF-shaped
+    // file to the RAW reader, which states no pixel format of its own (the RAW's first IFD is
+    // often a small preview's).
+    void routesByContentAndName_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("hint");
+        QTest::addColumn<bool>("pixelFormat");
+        QTest::newRow("a TIFF named .bin") << u"photo.tiff"_s << u"tiff.bin"_s << QString() << true;
+        QTest::newRow("a TIFF named .DNG") << u"photo.tiff"_s << u"tiff.DNG"_s << QString() << false;
+        QTest::newRow("a TIFF named .nef, hinted as TIFF") << u"photo.tiff"_s << u"tiff.nef"_s << u"public.tiff"_s << false;
+        QTest::newRow("a TIFF hinted as a RAW") << u"photo.tiff"_s << u"tiff.data"_s << u"com.nikon.raw-image"_s << false;
+        QTest::newRow("a PNG named .dng") << u"photo.png"_s << u"png.dng"_s << QString() << true;
+        QTest::newRow("a JPEG hinted as a RAW") << u"camera.jpg"_s << u"jpeg.data"_s << u"com.canon.raw-image"_s << true;
+    }
+
+    void routesByContentAndName()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, name);
+        QFETCH(QString, hint);
+        QFETCH(bool, pixelFormat);
+        QVERIFY(QFile::copy(file(source), file(name)));
+        const QVariantMap props = propertiesOfFile(file(name), hint);
+        const QVariantMap original = propertiesOfFile(file(source));
+        QCOMPARE(props.value(u"PixelWidth"_s), original.value(u"PixelWidth"_s));
+        QCOMPARE(props.value(u"{TIFF}"_s), original.value(u"{TIFF}"_s));
+        QCOMPARE(props.contains(u"Depth"_s), pixelFormat);
+        QCOMPARE(props.contains(u"ColorModel"_s), pixelFormat);
+    }
+
     // A special file answers nothing, at once, with one warning naming it: it is never opened in
     // a way that waits for a writer, and never read.
     void refusesSpecialFiles_data()
