@@ -614,14 +614,18 @@ struct TQFolderModel::Private : public QObject,
         }
         renumber();
         std::erase_if(all, [&set](TQFolderEntry *e) { return set.contains(e); });
+        QList<UWStandardFileRef> queued;
         for (TQFolderEntry *e : gone) {
             byItem.remove(e->item.get());
             thumbnailsPending.remove(e);
-            cache.removeIdentity(e->item->URL().toString(QUrl::FullyEncoded));
-            if (values)
-                values->removeObjectsFromQueue({e->item});
+            if (cache.count())
+                cache.removeIdentity(e->item->URL().toString(QUrl::FullyEncoded));
+            if (e->valuesQueued)
+                queued.append(e->item);
             delete e;
         }
+        if (values && !queued.isEmpty())
+            values->removeObjectsFromQueue(queued);
     }
 
     // The roles and columns that the keys an item announced touch.
@@ -842,6 +846,7 @@ struct TQFolderModel::Private : public QObject,
             qCInfo(lcModels).noquote() << "cannot list" << QFile::decodeName(folderPath) << "-" << error;
         listing.reset();
         goLive();
+        queueAllValues();
         setLoading(false);
         Q_EMIT q->loadingFinished();
         requestVisibleWork();
@@ -862,8 +867,8 @@ struct TQFolderModel::Private : public QObject,
         subscription = manager->subscriptionForFile(folder);
         if (!subscription)
             return;
-        connect(subscription.get(), &UWFileSubscription::filesChanged, this,
-                [this](const UWFolderChanges &changes) { filesChanged(changes); });
+        // Connected after the reconciliation below: a subscription that another view loaded
+        // before reports its own relisting here, which files() already shows.
         subscription->loadImmediately();
         QHash<QByteArray, TQFolderEntry *> byName;
         byName.reserve(all.size());
@@ -891,6 +896,8 @@ struct TQFolderModel::Private : public QObject,
         insertEntries(std::move(added));
         for (const auto &[e, file] : std::as_const(changed))
             changeEntry(e, file, {QStringLiteral("fileSize"), QStringLiteral("modificationDate")});
+        connect(subscription.get(), &UWFileSubscription::filesChanged, this,
+                [this](const UWFolderChanges &changes) { filesChanged(changes); });
     }
 
     void filesChanged(const UWFolderChanges &changes)
@@ -940,6 +947,22 @@ struct TQFolderModel::Private : public QObject,
     }
 
     // ---- Background values ------------------------------------------------------------
+
+    // The rows on screen first, then the rest in row order, then what is filtered out.
+    void queueAllValues()
+    {
+        Entries order;
+        if (firstVisible >= 0) {
+            for (int r = firstVisible; r <= std::min(lastVisible, int(rows.size()) - 1); ++r)
+                order.push_back(rows[size_t(r)]);
+        }
+        order.insert(order.end(), rows.begin(), rows.end());
+        for (TQFolderEntry *e : all) {
+            if (!e->passes)
+                order.push_back(e);
+        }
+        queueValues(order);
+    }
 
     void queueValues(const Entries &entries)
     {
@@ -1382,19 +1405,7 @@ void TQFolderModel::setLoadsImageInfo(bool load)
         d->valuesLeft = 0;
         return;
     }
-    // The rows on screen first, then the rest in row order, then what is filtered out.
-    Entries order;
-    if (d->firstVisible >= 0) {
-        for (int r = d->firstVisible; r <= std::min(d->lastVisible, int(d->rows.size()) - 1); ++r)
-            order.push_back(d->rows[size_t(r)]);
-    }
-    for (TQFolderEntry *e : d->rows)
-        order.push_back(e);
-    for (TQFolderEntry *e : d->all) {
-        if (!e->passes)
-            order.push_back(e);
-    }
-    d->queueValues(order);
+    d->queueAllValues();
 }
 
 bool TQFolderModel::loadsImageInfo() const
