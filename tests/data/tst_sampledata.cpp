@@ -15,7 +15,6 @@
 #include <QJsonObject>
 #include <QMimeDatabase>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -66,8 +65,6 @@ private slots:
     void pictures();
     void oddFiles_data();
     void oddFiles();
-    void writeImageRefusesBadInput_data();
-    void writeImageRefusesBadInput();
 
 private:
     QTemporaryDir m_dir;
@@ -215,43 +212,6 @@ void TestSampleData::oddFiles()
         QCOMPARE(byDot || byList, expected.value(u"hidden"_s).toBool());
         QCOMPARE(byDot ? u"dot"_s : byList ? u"hidden-list"_s : QString(), expected.value(u"hiddenBy"_s).toString());
     }
-}
-
-void TestSampleData::writeImageRefusesBadInput_data()
-{
-    QTest::addColumn<QByteArray>("format");
-    QTest::addColumn<QSize>("size");
-    QTest::addColumn<QVariantMap>("exif");
-    QTest::addColumn<QString>("file");
-
-    const QSize ok(16, 12);
-    const QByteArray jpeg("JPEG");
-    const QString file = u"x.pic"_s;
-    QTest::newRow("An unknown format is refused") << QByteArray("GIF") << ok << QVariantMap() << file;
-    QTest::newRow("A picture too small to show its corners is refused") << QByteArray("PNG") << QSize(3, 12) << QVariantMap() << file;
-    QTest::newRow("An orientation past 8 is refused") << jpeg << ok << QVariantMap{{u"Orientation"_s, 9}} << file;
-    QTest::newRow("An ISO past 16 bits is refused") << jpeg << ok << QVariantMap{{u"ISO"_s, 70000}} << file;
-    QTest::newRow("An infinite f-number is refused") << jpeg << ok << QVariantMap{{u"FNumber"_s, qInf()}} << file;
-    QTest::newRow("A date in the wrong form is refused") << jpeg << ok << QVariantMap{{u"DateTimeOriginal"_s, u"2020-01-02 03:04:05"_s}} << file;
-    QTest::newRow("An empty camera make is refused") << jpeg << ok << QVariantMap{{u"Make"_s, QString()}} << file;
-    QTest::newRow("A misspelt key is refused") << jpeg << ok << QVariantMap{{u"Fnumber"_s, 2.8}} << file;
-    QTest::newRow("A file in a missing folder is refused") << jpeg << ok << QVariantMap{{u"ISO"_s, 100}} << u"no/such/folder/x.jpg"_s;
-}
-
-void TestSampleData::writeImageRefusesBadInput()
-{
-    QFETCH(QByteArray, format);
-    QFETCH(QSize, size);
-    QFETCH(QVariantMap, exif);
-    QFETCH(QString, file);
-
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    // The reason must be logged; ignoreMessage() fails the row if no warning comes.
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u".+"_s));
-    QVERIFY(!TQSampleData::writeImage(dir.filePath(file), format.constData(), size, exif));
-    // Refused before anything is written, so no half-made file is left for a test to trip on.
-    QVERIFY(!QFileInfo::exists(dir.filePath(file)));
 }
 
 QTEST_GUILESS_MAIN(TestSampleData)

@@ -205,24 +205,6 @@ private slots:
         QCOMPARE(matrix()->grab().toImage(), before);
     }
 
-    void namesStayWithTheirPicker()
-    {
-        QMenu other;
-        other.addAction(action); // one action, a second picker of its own
-        expectPopupWarnings();
-        other.popup(host->mapToGlobal(QPoint(200, 20)));
-        QVERIFY(QTest::qWaitForWindowExposed(&other));
-        QVERIFY(openMenu());
-        FVColorMenuView *second = other.findChild<FVColorMenuView *>();
-        QVERIFY(second && second != picker());
-        QTest::mouseMove(matrix(), centre(matrix(), 4));
-        QCOMPARE(picker()->labelNameField()->text(), u"“Green”"_s);
-        QVERIFY(second->labelNameField()->text().isEmpty());
-        // The newer popup closes first, so that none is handed the keyboard back.
-        menu->hide();
-        other.hide();
-    }
-
     void clickPicksAndCloses_data()
     {
         QTest::addColumn<int>("column");

@@ -141,9 +141,6 @@ void TestMenuDescription::openWith_data()
     QTest::newRow("JPEG, default marked where GIO put it, icon paths and theme names as the entries give them")
         << u"files/photo.jpg"_s << QStringList() << true
         << QStringList{paint, viewer, third.arg(1), u"-"_s, edit};
-    QTest::newRow("PNG: the default GIO's list lacks comes last")
-        << u"files/drawing.png"_s << QStringList() << false
-        << QStringList{viewer, paint, only.arg(0), u"-"_s, edit};
     QTest::newRow("PNG, default marked") << u"files/drawing.png"_s << QStringList() << true
                                          << QStringList{viewer, paint, only.arg(1), u"-"_s, edit};
     QTest::newRow("include items without files: the first has the key, both their entries' IDs")

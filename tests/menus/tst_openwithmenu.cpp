@@ -140,8 +140,6 @@ void TestOpenWithMenu::shape_data()
     QTest::newRow("a type no application opens: no system section and no separator")
         << QStringList{u"files/blob.tqkit-nobody"_s} << QStringList{u"Notes"_s}
         << QStringList{u"Notes [Ctrl+Alt+O] openWithMenuAction:"_s, u"---"_s, edit};
-    QTest::newRow("include items without files") << QStringList() << QStringList{u"Third"_s}
-        << QStringList{u"Third [Ctrl+Alt+O] openWithMenuAction:"_s, u"---"_s, edit};
 }
 
 void TestOpenWithMenu::shape()

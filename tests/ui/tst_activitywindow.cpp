@@ -11,9 +11,7 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QLabel>
-#include <QLineEdit>
 #include <QListView>
-#include <QPainter>
 #include <QProcess>
 #include <QProgressBar>
 #include <QSettings>
@@ -151,15 +149,10 @@ private Q_SLOTS:
         QTest::addColumn<double>("height");
 
         QTest::newRow("no items are as tall as one") << 0 << 22.0f << 102.0;
-        QTest::newRow("one item") << 1 << 22.0f << 102.0;
-        QTest::newRow("five items fill the rows area") << 5 << 22.0f << 422.0;
+        QTest::newRow("two items") << 2 << 22.0f << 182.0;
         QTest::newRow("a sixth item does not grow it") << 6 << 22.0f << 422.0;
-        QTest::newRow("neither does a twelfth") << 12 << 22.0f << 422.0;
         QTest::newRow("five items without a title bar are exactly at the limit") << 5 << 0.0f << 400.0;
         QTest::newRow("the limit counts the title bar too") << 4 << 100.0f << 500.0;
-        QTest::newRow("a fractional title bar below the limit is widened") << 1 << 0.1f << 80.0 + double(0.1f);
-        QTest::newRow("at the limit the title bar is added in single precision")
-            << 6 << 0.1f << double(0.1f + 400.0f);
     }
 
     void frameArithmetic()
@@ -174,27 +167,6 @@ private Q_SLOTS:
         QCOMPARE(result.width(), frame.width());
     }
 
-    // The design measures y upwards from the bottom of the screen; Qt measures it down from
-    // the top. Its window at y 500, 102 high, that gets a second item ends at y 420, 182 high:
-    // its top edge, 602 up, stays where it was.
-    void secondItemKeepsTheTopEdge()
-    {
-        const int screenHeight = 702; // puts the design's top edge at Qt's y = 100
-        auto qtTop = [&](int upY, int height) { return screenHeight - (upY + height); };
-
-        FixedTitleBarController controller(22.0f);
-        addItems(controller, 1);
-        QWidget *window = controller.window();
-        window->move(40, qtTop(500, 102));
-        QCOMPARE(window->frameGeometry().top(), qtTop(500, 102));
-        QCOMPARE(window->frameGeometry().height(), 102);
-
-        addItems(controller, 1);
-        QCOMPARE(window->frameGeometry().height(), 182);
-        QCOMPARE(window->frameGeometry().top(), qtTop(420, 182));
-        QCOMPARE(window->frameGeometry().left(), 40);
-    }
-
     // A real window, with the platform's title bar or the design's 22.
     void windowFitsItsRows_data()
     {
@@ -202,13 +174,8 @@ private Q_SLOTS:
         QTest::addColumn<int>("items");
         QTest::addColumn<int>("rowsHeight");
 
-        for (const float titleBar : {-1.0f, 22.0f}) {
-            const char *bar = titleBar < 0 ? "platform title bar" : "22-pixel title bar";
-            QTest::addRow("%s, no items", bar) << titleBar << 0 << 80;
-            QTest::addRow("%s, one item", bar) << titleBar << 1 << 80;
-            QTest::addRow("%s, five items", bar) << titleBar << 5 << 400;
-            QTest::addRow("%s, six items", bar) << titleBar << 6 << 400;
-        }
+        QTest::newRow("platform title bar, no items") << -1.0f << 0 << 80;
+        QTest::newRow("22-pixel title bar, six items") << 22.0f << 6 << 400;
     }
 
     void windowFitsItsRows()
@@ -346,33 +313,6 @@ private Q_SLOTS:
         }
     }
 
-    void keyboardFocus_data()
-    {
-        QTest::addColumn<bool>("withoutActivating");
-        QTest::newRow("by default the window becomes active") << false;
-        QTest::newRow("asked not to, it leaves the focus where it was") << true;
-    }
-
-    void keyboardFocus()
-    {
-        QFETCH(bool, withoutActivating);
-        QLineEdit typing;
-        typing.show();
-        typing.activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(&typing));
-
-        TQActivityWindowController controller;
-        controller.setShowWithoutActivating(withoutActivating);
-        addItems(controller, 1);
-        QVERIFY(QTest::qWaitForWindowExposed(controller.window()));
-        // The offscreen platform activates every window it shows; what a real window system
-        // reads to leave the focus alone is the window's flag.
-        QCOMPARE(controller.window()->testAttribute(Qt::WA_ShowWithoutActivating), withoutActivating);
-        QCOMPARE(controller.window()->windowHandle()->property("_q_showWithoutActivating").toBool(), withoutActivating);
-        if (!withoutActivating)
-            QTRY_COMPARE(QApplication::activeWindow(), controller.window());
-    }
-
     void frameIsKeptBetweenRuns()
     {
         int width = 0;
@@ -447,47 +387,6 @@ private Q_SLOTS:
         QCOMPARE(index.data(TQActivityItemsModel::TimeLeftRole).toString(), timeLeft);
         QCOMPARE(index.data(Qt::SizeHintRole).toSize().height(), 80);
         QCOMPARE(controller.listView()->visualRect(index).height(), 80);
-    }
-
-    // A worker that reports many times while the GUI thread is busy costs one refresh.
-    void workerReportsFromItsThread()
-    {
-        TQActivityWindowController controller;
-        const TQActivityItemRef item = addItems(controller, 1).first();
-        QSignalSpy changed(controller.controller(), &QAbstractItemModel::dataChanged);
-        QThread *worker = QThread::create([item] {
-            for (int step = 1; step <= 10000; ++step)
-                item->setProgress(step / 10000.0 * 0.75);
-        });
-        worker->start();
-        QVERIFY(worker->wait());
-        delete worker;
-        QTRY_COMPARE(changed.count(), 1);
-        QCoreApplication::processEvents();
-        QCOMPARE(changed.count(), 1);
-        QCOMPARE(controller.rowWidget(item)->progressBar()->value(), 750);
-
-        // Once removed, the item may go on being reported into without reaching the list.
-        controller.removeItem(item);
-        item->setProgress(0.9);
-        QCoreApplication::processEvents();
-        QCOMPARE(changed.count(), 1);
-    }
-
-    void listOperations()
-    {
-        TQActivityWindowController controller;
-        new QAbstractItemModelTester(controller.controller(), QAbstractItemModelTester::FailureReportingMode::Fatal,
-                                     &controller);
-        const TQActivityItemRef item = controller.newItem();
-        QVERIFY(controller.items().isEmpty()); // newItem does not add
-        controller.addItem(item);
-        controller.addItem(item);
-        controller.addItem(nullptr);
-        QCOMPARE(controller.items().size(), 1);
-        controller.removeItem(controller.newItem()); // not listed: nothing goes, the window stays
-        QCOMPARE(controller.items().size(), 1);
-        QVERIFY(controller.window()->isVisible());
     }
 
     // The list under the model tester, through every kind of change a view follows.
@@ -565,55 +464,16 @@ private Q_SLOTS:
         QCOMPARE(controller.listView()->indexWidget(controller.controller()->index(0)), nullptr);
     }
 
-    // Under the row widgets the view paints the rows' backgrounds only: a title painted there
-    // too would peek out beside the row's own controls.
-    void rowWidgetsHideTheViewsText()
-    {
-        TQActivityWindowController controller;
-        const TQActivityItemRef item = addItems(controller, 1).first();
-        item->setTitle(u"WWWWWWWWWWWWWWWWWWWW"_s);
-        QCoreApplication::processEvents();
-        const QModelIndex index = controller.controller()->index(0);
-        QStyleOptionViewItem option;
-        option.initFrom(controller.listView());
-        option.rect = QRect(0, 0, 300, 80);
-        option.palette.setColor(QPalette::Text, Qt::red);
-        option.palette.setColor(QPalette::Base, Qt::white);
-        option.palette.setColor(QPalette::AlternateBase, Qt::white);
-        option.widget = controller.listView();
-        QImage image(300, 80, QImage::Format_RGB32);
-        image.fill(Qt::white);
-        auto reddish = [&] {
-            int count = 0;
-            for (int y = 0; y < image.height(); ++y)
-                for (int x = 0; x < image.width(); ++x)
-                    count += QColor(image.pixel(x, y)).red() > 200 && QColor(image.pixel(x, y)).green() < 100;
-            return count;
-        };
-        {
-            QPainter painter(&image);
-            controller.listView()->itemDelegate()->paint(&painter, option, index);
-        }
-        QCOMPARE(reddish(), 0);
-
-        // Without row widgets the view's delegate shows the title.
-        controller.setRowWidgetFactory(nullptr);
-        {
-            QPainter painter(&image);
-            controller.listView()->itemDelegate()->paint(&painter, option, index);
-        }
-        QVERIFY(reddish() > 0);
-    }
-
     void launcherProgress_data()
     {
         QTest::addColumn<QList<double>>("fractions");
         QTest::addColumn<double>("progress");
         QTest::addColumn<bool>("countVisible");
+        QTest::addColumn<double>("progressAfterFirstDone");
 
-        QTest::newRow("one task half done") << QList<double>{0.5} << 0.5 << false;
-        QTest::newRow("an unknown amount leaves the mean") << QList<double>{0.25, -1.0} << 0.25 << true;
-        QTest::newRow("three tasks") << QList<double>{0.2, 0.4, 0.9} << 0.5 << true;
+        QTest::newRow("one task half done") << QList<double>{0.5} << 0.5 << false << 1.0;
+        QTest::newRow("an unknown amount leaves the mean") << QList<double>{0.25, -1.0} << 0.25 << true << 1.0;
+        QTest::newRow("three tasks") << QList<double>{0.2, 0.4, 0.9} << 0.5 << true << 2.3 / 3;
     }
 
     void launcherProgress()
@@ -621,6 +481,7 @@ private Q_SLOTS:
         QFETCH(QList<double>, fractions);
         QFETCH(double, progress);
         QFETCH(bool, countVisible);
+        QFETCH(double, progressAfterFirstDone);
 
         TQActivityWindowController controller;
         controller.setLauncherDesktopId(u"org.tqkit.ActivityTest"_s);
@@ -637,17 +498,9 @@ private Q_SLOTS:
         QCOMPARE(last(u"progress-visible"_s), QVariant(true));
         QCOMPARE(last(u"count-visible"_s), QVariant(countVisible));
 
-        // A worker's report moves the bar.
+        // A report moves the bar: the first task done, the others as they were.
         items.first()->setProgress(1.0);
-        double expected = 0;
-        int known = 0;
-        for (const TQActivityItemRef &item : items) {
-            if (item->progress() >= 0) {
-                expected += item->progress();
-                ++known;
-            }
-        }
-        QTRY_COMPARE(last(u"progress"_s).toDouble(), expected / known);
+        QTRY_COMPARE(last(u"progress"_s).toDouble(), progressAfterFirstDone);
 
         for (const TQActivityItemRef &item : items)
             controller.removeItem(item);

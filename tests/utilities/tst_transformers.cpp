@@ -6,9 +6,7 @@
 #include "TQUserDefaultsUtilities.h"
 
 #include <QApplication>
-#include <QDate>
 #include <QFont>
-#include <QImage>
 #include <QLocale>
 #include <QRegularExpression>
 #include <QSize>
@@ -61,7 +59,6 @@ private slots:
     void fontDescription_data();
     void fontDescription();
     void fontDescriptionOfAFontNotInstalledNamesTheMatch();
-    void fontDescriptionOfAnArchivedFont();
     void uppercase_data();
     void uppercase();
     void uppercaseIgnoresTheLocale();
@@ -85,8 +82,6 @@ void TestTransformers::fontDescription_data()
     QTest::newRow("a 12-point font") << QVariant(font(sans, 12)) << u"DejaVu Sans Book (12 pt)"_s;
     QTest::newRow("12.5 points round down to even") << QVariant(font(sans, 12.5)) << u"DejaVu Sans Book (12 pt)"_s;
     QTest::newRow("13.5 points round up to even") << QVariant(font(sans, 13.5)) << u"DejaVu Sans Book (14 pt)"_s;
-    QTest::newRow("just over a half rounds up") << QVariant(font(sans, 12.51)) << u"DejaVu Sans Book (13 pt)"_s;
-    QTest::newRow("half a point reads nought") << QVariant(font(sans, 0.5)) << u"DejaVu Sans Book (0 pt)"_s;
     QTest::newRow("the style of the matched face is named")
         << QVariant(font(sans, 10, QFont::Bold)) << u"DejaVu Sans Bold (10 pt)"_s;
     QFont pixels(sans);
@@ -95,11 +90,10 @@ void TestTransformers::fontDescription_data()
 
     QTest::newRow("nothing gives nothing") << QVariant() << QString();
     QTest::newRow("a family name is no font") << QVariant(sans) << QString();
-    QTest::newRow("a number is no font") << QVariant(12) << QString();
-    QTest::newRow("empty data is no archive") << QVariant(QByteArray()) << QString();
     QTest::newRow("bytes that are no archive") << QVariant(QByteArray("DejaVu Sans 12")) << QString();
     QTest::newRow("an archive of something else") << QVariant(archived(sans)) << QString();
     QTest::newRow("an archive cut short") << QVariant(archived(sans).chopped(3)) << QString();
+    QTest::newRow("an archived font") << QVariant(archived(font(sans, 13.5))) << u"DejaVu Sans Book (14 pt)"_s;
 }
 
 void TestTransformers::fontDescription()
@@ -121,13 +115,6 @@ void TestTransformers::fontDescriptionOfAFontNotInstalledNamesTheMatch()
     QVERIFY2(description.size() > u" (11 pt)"_s.size(), qPrintable(description));
 }
 
-void TestTransformers::fontDescriptionOfAnArchivedFont()
-{
-    const QByteArray data = archived(font(u"DejaVu Sans"_s, 13.5));
-    QVERIFY(!data.isEmpty());
-    QCOMPARE(checked(TQFontDescriptionTransformer(), data).toString(), u"DejaVu Sans Book (14 pt)"_s);
-}
-
 void TestTransformers::uppercase_data()
 {
     QTest::addColumn<QVariant>("value");
@@ -136,21 +123,15 @@ void TestTransformers::uppercase_data()
     QTest::newRow("text") << QVariant(u"Hello, world"_s) << u"HELLO, WORLD"_s;
     QTest::newRow("a sharp s becomes two letters") << QVariant(u"straße"_s) << u"STRASSE"_s;
     QTest::newRow("a number") << QVariant(12) << u"12"_s;
-    QTest::newRow("a truth") << QVariant(true) << u"TRUE"_s;
     QTest::newRow("bytes read as UTF-8") << QVariant(QByteArray("gr\xc3\xbc\x6e")) << u"GRÜN"_s;
-    QTest::newRow("a date") << QVariant(QDate(2026, 3, 14)) << u"2026-03-14"_s;
     QTest::newRow("a list of words") << QVariant(QStringList{u"a"_s, u"b"_s}) << u"(A, B)"_s;
-    QTest::newRow("a single word in a list stays a list") << QVariant(QStringList{u"a"_s}) << u"(A)"_s;
     QTest::newRow("a mixed list with nothing in it")
         << QVariant(QVariantList{1, u"x"_s, QVariant()}) << u"(1, X, <NULL>)"_s;
-    QTest::newRow("a list of numbers") << QVariant::fromValue(QList<int>{1, 2}) << u"(1, 2)"_s;
-    QTest::newRow("an empty list") << QVariant(QVariantList()) << u"()"_s;
     QTest::newRow("nested lists") << QVariant(QVariantList{QVariantList{u"a"_s}, u"b"_s}) << u"((A), B)"_s;
     QTest::newRow("a map") << QVariant(QVariantMap{{u"k"_s, u"v"_s}, {u"n"_s, 2}}) << u"{K = V; N = 2}"_s;
     QTest::newRow("a size in its debug form") << QVariant(QSize(3, 4)) << u"QSIZE(3, 4)"_s;
 
     QTest::newRow("nothing gives nothing") << QVariant() << QString();
-    QTest::newRow("a null pointer gives nothing") << QVariant::fromValue(nullptr) << QString();
     QTest::newRow("a value with no printed form gives nothing") << QVariant::fromValue(Opaque()) << QString();
     QTest::newRow("a list holding a value with no printed form gives nothing")
         << QVariant(QVariantList{1, QVariant::fromValue(Opaque())}) << QString();
@@ -184,18 +165,12 @@ void TestTransformers::emptiness_data()
     QTest::newRow("nothing is empty") << QVariant() << true;
     QTest::newRow("a null pointer is nothing") << QVariant::fromValue(nullptr) << true;
     QTest::newRow("a null string is zero-length text") << QVariant(QString()) << true;
-    QTest::newRow("the empty string is empty") << QVariant(u""_s) << true;
     QTest::newRow("empty bytes are empty") << QVariant(QByteArray()) << true;
-    QTest::newRow("zero-length bytes are empty") << QVariant(QByteArray("")) << true;
 
     QTest::newRow("a space is text") << QVariant(u" "_s) << false;
     QTest::newRow("a byte is data") << QVariant(QByteArray(1, '\0')) << false;
     QTest::newRow("the number 0 has no length") << QVariant(0) << false;
-    QTest::newRow("false has no length") << QVariant(false) << false;
     QTest::newRow("an empty list has no length") << QVariant(QVariantList()) << false;
-    QTest::newRow("an empty map has no length") << QVariant(QVariantMap()) << false;
-    QTest::newRow("an invalid date has no length") << QVariant(QDateTime()) << false;
-    QTest::newRow("a character has no length") << QVariant(QChar(u'a')) << false;
     QTest::newRow("an opaque value has no length") << QVariant::fromValue(Opaque()) << false;
 }
 
@@ -218,16 +193,6 @@ void TestTransformers::flippedViewCountsFromTheTop()
     QVERIFY(view.isFlipped());
     QCOMPARE(view.property("flipped"), QVariant(true));
 
-    view.resize(40, 40);
-    view.setAutoFillBackground(true);
-    view.setPalette(QPalette(Qt::white));
-    QWidget child(&view);
-    child.setAutoFillBackground(true);
-    child.setPalette(QPalette(Qt::red));
-    child.setGeometry(0, 0, 10, 10);
-    const QImage picture = view.grab().toImage();
-    QCOMPARE(picture.pixelColor(2, 2), QColor(Qt::red));
-    QCOMPARE(picture.pixelColor(2, 37), QColor(Qt::white));
 }
 
 QTEST_MAIN(TestTransformers)
