@@ -23,6 +23,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -305,7 +306,9 @@ QByteArray readAt(QIODevice *device, qint64 offset, qint64 length)
     return device->read(length);
 }
 
-// Descriptor device: Unbuffered, so pos() is where the next readData() starts.
+// Descriptor device: Unbuffered, so pos() is where the next readData() starts. Qt's JPEG
+// reader asks for 4 KiB at a time; the device reads ahead in windows of its own, so that a
+// 10 MB picture costs a few dozen system calls instead of thousands.
 class DescriptorDevice : public QIODevice
 {
 public:
@@ -321,10 +324,31 @@ protected:
     qint64 readData(char *data, qint64 maxSize) override
     {
         const qint64 at = pos();
-        maxSize = std::min(maxSize, m_file.size() - at);
+        maxSize = std::max<qint64>(0, std::min(maxSize, m_file.size() - at));
+        if (maxSize >= Window)
+            return readAt(data, at, maxSize);
+        if (at < m_windowStart || at + maxSize > m_windowStart + m_window.size()) {
+            m_window.resize(Window);
+            const qint64 n = readAt(m_window.data(), at, std::min(Window, m_file.size() - at));
+            m_window.resize(std::max<qint64>(n, 0));
+            m_windowStart = at;
+            if (n < 0)
+                return -1;
+        }
+        const qint64 n = std::min(maxSize, m_windowStart + m_window.size() - at);
+        std::memcpy(data, m_window.constData() + (at - m_windowStart), size_t(n));
+        return n;
+    }
+    qint64 writeData(const char *, qint64) override { return -1; }
+
+private:
+    static constexpr qint64 Window = 256 << 10;
+
+    qint64 readAt(char *data, qint64 at, qint64 length) const
+    {
         qint64 done = 0;
-        while (done < maxSize) {
-            const ssize_t n = ::pread(m_file.fd(), data + done, size_t(maxSize - done), at + done);
+        while (done < length) {
+            const ssize_t n = ::pread(m_file.fd(), data + done, size_t(length - done), at + done);
             if (n < 0 && errno == EINTR)
                 continue;
             if (n < 0)
@@ -335,10 +359,10 @@ protected:
         }
         return done;
     }
-    qint64 writeData(const char *, qint64) override { return -1; }
 
-private:
     const TQRegularFile &m_file;
+    QByteArray m_window;
+    qint64 m_windowStart = 0;
 };
 
 bool isSof(uchar marker)
