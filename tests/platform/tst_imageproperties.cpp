@@ -608,6 +608,51 @@ private slots:
         QCOMPARE(props.contains(u"ColorModel"_s), pixelFormat);
     }
 
+    // A TIFF's colour model and alpha come from its photometric interpretation and its
+    // samples: a sample more than the model's colours is alpha, stated or not.
+    void readsTiffPixelFormats_data()
+    {
+        QTest::addColumn<int>("photometric");
+        QTest::addColumn<int>("samples");
+        QTest::addColumn<bool>("extraSamples");
+        QTest::addColumn<QString>("model");
+        QTest::addColumn<bool>("alpha");
+        QTest::newRow("white is zero") << 0 << 1 << false << u"Gray"_s << false;
+        QTest::newRow("white is zero, and alpha") << 0 << 2 << false << u"Gray"_s << true;
+        QTest::newRow("black is zero") << 1 << 1 << false << u"Gray"_s << false;
+        QTest::newRow("black is zero, and alpha") << 1 << 2 << false << u"Gray"_s << true;
+        QTest::newRow("RGB") << 2 << 3 << false << u"RGB"_s << false;
+        QTest::newRow("RGB and a fourth sample") << 2 << 4 << false << u"RGB"_s << true;
+        QTest::newRow("RGB and stated extra samples") << 2 << 3 << true << u"RGB"_s << true;
+        QTest::newRow("a palette") << 3 << 1 << false << u"RGB"_s << false;
+        QTest::newRow("a palette and alpha") << 3 << 2 << false << u"RGB"_s << true;
+        QTest::newRow("CMYK") << 5 << 4 << false << u"CMYK"_s << false;
+        QTest::newRow("CMYK and alpha") << 5 << 5 << false << u"CMYK"_s << true;
+        QTest::newRow("CIE Lab") << 8 << 3 << false << u"Lab"_s << false;
+    }
+
+    void readsTiffPixelFormats()
+    {
+        QFETCH(int, photometric);
+        QFETCH(int, samples);
+        QFETCH(bool, extraSamples);
+        QFETCH(QString, model);
+        QFETCH(bool, alpha);
+        Tiff t;
+        t.ifd0 = {t.shorts(0x0100, {4}), t.shorts(0x0101, {2}), t.shorts(0x0102, QList<int>(samples, 8)),
+                  t.shorts(0x0106, {photometric}), t.longs(0x0111, {8}), t.shorts(0x0115, {samples}),
+                  t.longs(0x0117, {8 * samples})};
+        if (extraSamples)
+            t.ifd0.append(t.shorts(0x0152, {2}));
+        const QString name = file(u"format.tif"_s);
+        QVERIFY(writeFile(name, t.block() + QByteArray(8 * samples, '\x40')));
+        const QVariantMap props = propertiesOfFile(name);
+        QCOMPARE(props.value(u"PixelWidth"_s).toInt(), 4);
+        QCOMPARE(props.value(u"Depth"_s).toInt(), 8);
+        QCOMPARE(props.value(u"ColorModel"_s).toString(), model);
+        QCOMPARE(props.value(u"HasAlpha"_s).toBool(), alpha);
+    }
+
     // A special file answers nothing, at once, with one warning naming it: it is never opened in
     // a way that waits for a writer, and never read.
     void refusesSpecialFiles_data()
