@@ -6,6 +6,7 @@
 # A command-line program that asks for Core must not need QtWidgets or TQKitWidgets.
 set -euo pipefail
 build=$1
+version=${2:-}
 source_dir=$(cd "$(dirname "$0")" && pwd)
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
@@ -60,4 +61,15 @@ for pc in TQKitWidgets TQKit; do
         $(pkg-config --cflags --libs $pc)
     expect_answer "pkg-config consumer ($pc)" "$scratch/pkgconfig-$pc"
 done
+# The installed version header and the library agree with the project's version, and so does
+# tqinfo --version.
+if [ -n "$version" ]; then
+    g++ -std=c++20 -fPIC "$source_dir/consumer/version.cpp" -o "$scratch/version" $(pkg-config --cflags --libs TQKitCore)
+    answer=$(LD_LIBRARY_PATH="$libdir" "$scratch/version")
+    [ "$answer" = "$version $version" ] || { echo "the version header and library said '$answer', not $version"; exit 1; }
+    if [ -x "$scratch/prefix/bin/tqinfo" ]; then
+        answer=$(LD_LIBRARY_PATH="$libdir" QT_QPA_PLATFORM=offscreen "$scratch/prefix/bin/tqinfo" --version)
+        [ "$answer" = "tqinfo $version" ] || { echo "tqinfo --version said '$answer'"; exit 1; }
+    fi
+fi
 echo "installed packages build and run with CMake (Core, Widgets, both) and pkg-config"
