@@ -39,7 +39,7 @@ struct UWStatInfo;
 
     \c type is one of the Type values. After types 1, 2 and 4 the item's content and
     attributes may have changed; after type 3 the item has a new path: \c newNativePath, the
-    file system's own bytes, when it is set, else \c newPath.
+    file system's own bytes, when it is set, else \c newPath. A plain value.
 
     \ingroup companion
 */
@@ -393,6 +393,9 @@ private:
 /*!
     \class UWFileObserver
     \brief Receives a file item's will/did change announcements, in the order they are made.
+
+    Called on the main thread, where announcements are made; the item does not own its
+    observers (see UWStandardFile::addObserver()).
 
     \ingroup companion
 */
