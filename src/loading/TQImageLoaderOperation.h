@@ -28,6 +28,9 @@
 
     Takes files until the queue is empty, without waiting for more, or until cancelled.
 
+    Threads and ownership as for every UWQueuedObjectOperation: held by std::shared_ptr, run
+    on a pool thread, its queue usable from any thread, results delivered on the main thread.
+
     \ingroup loading
 */
 class TQKIT_EXPORT TQImageLoaderOperation : public UWQueuedObjectOperation
