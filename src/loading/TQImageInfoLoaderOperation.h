@@ -17,6 +17,9 @@
     without a result. Takes files until the queue is empty, without waiting for more, or
     until cancelled.
 
+    Threads and ownership as for every UWQueuedObjectOperation: held by std::shared_ptr, run
+    on a pool thread, its queue usable from any thread, results delivered on the main thread.
+
     \ingroup loading
 */
 class TQKIT_EXPORT TQImageInfoLoaderOperation : public UWQueuedObjectOperation
