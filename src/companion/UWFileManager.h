@@ -29,6 +29,9 @@ class UWFolderBatch;
     The items hold their new values already (their caches were emptied and their keys
     announced before the signal).
 
+    A plain value, copied across threads like any; the items it lists are shared with the
+    file manager's listing.
+
     \ingroup companion
 */
 struct TQKIT_EXPORT UWFolderChanges
