@@ -54,7 +54,7 @@ TQKIT_EXPORT QDebug operator<<(QDebug debug, const TQApplicationInfo &info);
 
 /*!
     An entry GIO names for a type that applicationsInGioOrder() leaves out, and why, so that a
-    caller can tell the user once which entry to repair.
+    caller can tell the user once which entry to repair. A plain value.
 
     \ingroup platform
 */
