@@ -17,7 +17,8 @@
 
     what() reads "Invalid parameter not satisfying: " followed by the condition that failed
     ("NULL != context"); file() and line() name the place that checked it. Functions that
-    can throw it say so, with the condition, in their documentation.
+    can throw it say so, with the condition, in their documentation. A plain value, thrown
+    and caught on the thread that broke the precondition.
 
     \ingroup platform
 */
