@@ -43,6 +43,8 @@ struct TQKIT_EXPORT TQMenuItemDescription
     \struct TQMenuDescription
     \brief A menu's title and rows, without widgets.
 
+    A plain value; it shares the rows' represented objects with whoever else holds them.
+
     \ingroup files
 */
 struct TQKIT_EXPORT TQMenuDescription
@@ -68,7 +70,7 @@ struct TQKIT_EXPORT TQMenuDescription
 namespace TQMenuDescriptions {
 
 /*!
-    Choices beyond the plain Open With menu, all off by default.
+    Choices beyond the plain Open With menu, all off by default. A plain value.
 
     \ingroup files
 */
