@@ -81,7 +81,7 @@ TQKIT_EXPORT std::unique_ptr<QMenu> openWithMenuForFiles(const QList<TQFileRef> 
 TQKIT_EXPORT std::unique_ptr<QMenu> menuFromDescription(const TQMenuDescription &description);
 
 /*!
-    Choices beyond the plain drop menu, all off by default.
+    Choices beyond the plain drop menu, all off by default. A plain value.
 
     \ingroup menus
 */
