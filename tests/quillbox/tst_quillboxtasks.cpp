@@ -408,6 +408,44 @@ private Q_SLOTS:
         QCOMPARE(tree(src(source)), before);
     }
 
+    void changedDuringMove_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::newRow("a file") << QStringLiteral("large.bin");
+        QTest::newRow("a folder") << QStringLiteral("album.2026");
+    }
+
+    // A file changed while it is copied to another file system is not deleted: its copy is
+    // the older state, so the source stays, and every file is still somewhere.
+    void changedDuringMove()
+    {
+        QFETCH(QString, source);
+        if (!QFileInfo(QStringLiteral("/dev/shm")).isDir())
+            QSKIP("no /dev/shm");
+        m_otherFileSystem = std::make_unique<QTemporaryDir>(QStringLiteral("/dev/shm/tst_quillboxtasks-XXXXXX"));
+        writeFile(src(QStringLiteral("large.bin")), noise(3 << 20));
+        const QMap<QString, QByteArray> before = tree(src(source));
+        std::atomic<bool> touched{false};
+        m_tasks->setChunkHook([&](const TQActivityItemRef &, qint64) {
+            if (touched.exchange(true))
+                return;
+            QDirIterator it(m_source, QDir::Files, QDirIterator::Subdirectories);
+            while (it.hasNext()) {
+                QFile file(it.next());
+                if (file.open(QIODevice::ReadWrite))
+                    file.setFileTime(QDateTime::currentDateTimeUtc().addDays(1), QFileDevice::FileModificationTime);
+            }
+        });
+        const QuillboxTaskResult result = finish(m_tasks->move(QStringList{src(source)}, m_otherFileSystem->path()));
+        QCOMPARE(result.problems.size(), 1);
+        QVERIFY(result.removed.isEmpty());
+        QVERIFY(QFileInfo::exists(src(source)));
+        QMap<QString, QByteArray> kept = tree(src(source));
+        kept.insert(tree(m_otherFileSystem->path() + QLatin1Char('/') + source));
+        for (auto it = before.cbegin(); it != before.cend(); ++it)
+            QCOMPARE(kept.value(it.key()), it.value());
+    }
+
     void rotation_data()
     {
         QTest::addColumn<int>("orientation");
