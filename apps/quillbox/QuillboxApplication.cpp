@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 
 #include "QuillboxApplication.h"
+#include "QuillboxIcons.h"
 #include "QuillboxLogging.h"
 
 #include <TQEventUtilities.h>
@@ -24,6 +25,7 @@ void setUp()
     // Qt's views tell a double click by the application's interval; the library's rule says
     // which interval that is (the user's own setting, else the desktop's).
     QGuiApplication::styleHints()->setMouseDoubleClickInterval(int(TQEventUtilities::doubleClickDelay() * 1000));
+    QuillboxIcons::install();
     installTranslations(QLocale());
 }
 

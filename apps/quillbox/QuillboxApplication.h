@@ -13,7 +13,7 @@
 */
 namespace QuillboxApplication {
 
-/** The names, the double-click time and the translations for QLocale(). */
+/** The names, the double-click time, the icon themes (QuillboxIcons) and the translations for QLocale(). */
 void setUp();
 
 /**

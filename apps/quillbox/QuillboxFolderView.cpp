@@ -16,6 +16,7 @@
 #include <QMimeData>
 #include <QPainter>
 #include <QStyledItemDelegate>
+#include <QTimer>
 #include <QTreeView>
 
 namespace {
@@ -237,9 +238,15 @@ void QuillboxFolderView::setMode(Mode mode)
     setCurrentWidget(mode == GridMode ? static_cast<QWidget *>(d->grid) : d->list);
     if (hadFocus)
         currentView()->setFocus();
-    const QModelIndex current = selectionModel()->currentIndex();
-    if (current.isValid())
-        currentView()->scrollTo(current);
+    // A hidden view scrolled with the selection at a size it did not have: it scrolls again
+    // once it is laid out on screen.
+    QTimer::singleShot(0, this, [this] {
+        const QModelIndex current = selectionModel()->currentIndex();
+        if (current.isValid())
+            currentView()->scrollTo(current);
+        else
+            currentView()->scrollToTop();
+    });
     (mode == GridMode ? d->gridRows : d->listRows)->refresh();
     emit modeChanged(mode);
 }

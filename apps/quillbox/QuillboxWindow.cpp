@@ -3,6 +3,7 @@
 
 #include "QuillboxWindow.h"
 #include "QuillboxFolderView.h"
+#include "QuillboxIcons.h"
 #include "QuillboxInspector.h"
 #include "QuillboxListEditor.h"
 #include "QuillboxLogging.h"
@@ -105,7 +106,7 @@ const Choice FilterChoices[] = {
 
 QIcon themed(const char *name)
 {
-    return QIcon::fromTheme(QString::fromLatin1(name));
+    return QuillboxIcons::icon(QString::fromLatin1(name));
 }
 
 } // namespace
@@ -207,8 +208,8 @@ QuillboxWindow::QuillboxWindow(QWidget *parent)
     }, "bookmark-new");
     add("importBookmarks", tr("&Import Desktop Bookmarks"), {}, &QuillboxWindow::importDesktopBookmarks);
     add("about", tr("&About Quillbox"), {}, &QuillboxWindow::showAbout, "help-about");
-    add("asList", tr("As &List"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L), [this] { d->view->setMode(QuillboxFolderView::ListMode); }, "view-list-details");
-    add("asGrid", tr("As &Thumbnails"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_T), [this] { d->view->setMode(QuillboxFolderView::GridMode); }, "view-list-icons");
+    add("asList", tr("As &List"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L), [this] { d->view->setMode(QuillboxFolderView::ListMode); }, "view-list");
+    add("asGrid", tr("As &Thumbnails"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_T), [this] { d->view->setMode(QuillboxFolderView::GridMode); }, "view-grid");
     d->modeGroup = new QActionGroup(this);
     for (const char *name : {"asList", "asGrid"}) {
         d->action(name)->setCheckable(true);
@@ -317,6 +318,7 @@ QuillboxWindow::QuillboxWindow(QWidget *parent)
     d->zoom->setPageStep(QuillboxFolderView::ZoomStep);
     d->zoom->setMaximumWidth(120);
     d->zoom->setToolTip(tr("Thumbnail size"));
+    d->zoom->setValue(d->view->zoom());
     toolbar->addWidget(d->zoom);
     connect(d->zoom, &QSlider::valueChanged, d->view, &QuillboxFolderView::setZoom);
     connect(d->view, &QuillboxFolderView::zoomChanged, d->zoom, &QSlider::setValue);

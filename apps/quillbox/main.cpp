@@ -12,6 +12,7 @@
 
 #include <QApplication>
 #include <QFile>
+#include <QtMessageHandler>
 
 #include <cstdio>
 #include <cstring>
@@ -38,6 +39,15 @@ int main(int argc, char **argv)
         }
     }
 
+    if (!screenshots.isEmpty()) {
+        // Rendering without a display, the window system says at every window what it cannot
+        // do (raise, grab the keyboard, size hints): true, and of no concern to a picture.
+        static QtMessageHandler previous = qInstallMessageHandler(nullptr);
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &message) {
+            if (!message.startsWith(u"This plugin does not support"))
+                previous(type, context, message);
+        });
+    }
     QuillboxWindow window;
     window.restore(folder);
     if (!screenshots.isEmpty()) {
