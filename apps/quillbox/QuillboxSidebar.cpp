@@ -132,14 +132,21 @@ int QuillboxSidebar::importDesktopBookmarks()
 {
     int added = 0;
     const QList<QuillboxDesktopBookmark> places = QuillboxDesktopBookmarks::readDesktopBookmarks();
+    const QVariantList entries = d->controller.bookmarks();
     for (const QuillboxDesktopBookmark &place : places) {
         const UWStandardFileRef file = UWStandardFile::newFileForNativePath(place.nativePath);
         if (!file || !QFileInfo::exists(QFile::decodeName(place.nativePath)))
             continue;
+        // A bookmark the user retitled is still the same place.
+        if (std::any_of(entries.cbegin(), entries.cend(), [&](const QVariant &entry) {
+                const UWStandardFileRef bookmarked = fileOfEntry(entry);
+                return bookmarked && bookmarked->nativePath() == place.nativePath;
+            }))
+            continue;
         const qsizetype before = d->controller.bookmarksCount();
         d->controller.addFiles({file});
         if (d->controller.bookmarksCount() == before)
-            continue; // already bookmarked
+            continue;
         ++added;
         if (!place.title.isEmpty())
             d->controller.setTitleAtRow(int(before), place.title);

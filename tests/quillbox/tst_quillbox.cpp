@@ -28,6 +28,7 @@
 #include <QMenuBar>
 #include <QProcess>
 #include <QSignalSpy>
+#include <QSlider>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTreeView>
@@ -139,13 +140,13 @@ private Q_SLOTS:
             << u"gtk"_s << "file:///tmp/a%00b\nfile:///tmp/ok\n"_ba << Places{{"/tmp/ok", {}}} << QString();
         QTest::newRow("KDE places with titles; system items, separators and app-only ones left out")
             << u"kde"_s
-            << R"(<?xml version="1.0"?><xbel>
-<bookmark href="file:///home/me"><title>Home</title><info><metadata owner="http://www.kde.org"><isSystemItem>true</isSystemItem></metadata></info></bookmark>
-<separator/>
-<bookmark href="file:///home/me/Music"><title>My Music</title></bookmark>
-<bookmark href="trash:/"><title>Trash</title></bookmark>
-<bookmark href="file:///home/me/Only"><title>Only</title><info><metadata owner="http://www.kde.org"><OnlyInApp>kfind</OnlyInApp></metadata></info></bookmark>
-<bookmark href="file:///home/me/Sp%20ace"/></xbel>)"_ba
+            << QByteArray("<?xml version=\"1.0\"?><xbel>\n"
+                          "<bookmark href=\"file:///home/me\"><title>Home</title><info><metadata owner=\"http://www.kde.org\"><isSystemItem>true</isSystemItem></metadata></info></bookmark>\n"
+                          "<separator/>\n"
+                          "<bookmark href=\"file:///home/me/Music\"><title>My Music</title></bookmark>\n"
+                          "<bookmark href=\"trash:/\"><title>Trash</title></bookmark>\n"
+                          "<bookmark href=\"file:///home/me/Only\"><title>Only</title><info><metadata owner=\"http://www.kde.org\"><OnlyInApp>kfind</OnlyInApp></metadata></info></bookmark>\n"
+                          "<bookmark href=\"file:///home/me/Sp%20ace\"/></xbel>")
             << Places{{"/home/me/Music", u"My Music"_s}, {"/home/me/Sp ace", {}}} << QString();
         QTest::newRow("KDE file broken half-way: the places before the damage")
             << u"kde"_s << "<xbel><bookmark href=\"file:///a\"><title>A</title></bookmark><bookmark <<<"_ba
@@ -181,14 +182,19 @@ private Q_SLOTS:
     void importDesktopBookmarks()
     {
         const QString tree = samples();
+        // Places outside the samples, which a first start bookmarks already.
+        QTemporaryDir places;
+        const QString texts = places.filePath(u"My Texts"_s);
+        const QString films = places.filePath(u"Films"_s);
+        QVERIFY(QDir().mkpath(texts) && QDir().mkpath(films));
         const QString config = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
         const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
         QVERIFY(writeWholeFile(config + u"/gtk-3.0/bookmarks"_s,
-                               QUrl::fromLocalFile(tree + u"/text"_s).toEncoded() + " Texts\nfile:///no/such/folder\n"));
+                               QUrl::fromLocalFile(texts).toEncoded() + " Texts\nfile:///no/such/folder\n"));
         QVERIFY(writeWholeFile(data + u"/user-places.xbel"_s,
-                               "<xbel><bookmark href=\"" + QUrl::fromLocalFile(tree + u"/media"_s).toEncoded()
+                               "<xbel><bookmark href=\"" + QUrl::fromLocalFile(films).toEncoded()
                                    + "\"><title>Films</title></bookmark><bookmark href=\""
-                                   + QUrl::fromLocalFile(tree + u"/text"_s).toEncoded() + "\"/></xbel>"));
+                                   + QUrl::fromLocalFile(texts).toEncoded() + "\"/></xbel>"));
         QuillboxSidebar sidebar;
         sidebar.restore(native(tree + u"/images"_s));
         const qsizetype before = sidebar.controller()->bookmarksCount();
@@ -215,8 +221,8 @@ private Q_SLOTS:
         QTRY_VERIFY(!model->isLoading() && model->rowCount() > 0);
         // A first start bookmarks the folder and its folders: "empty-folder" is one of them.
         const QString target = tree + u"/empty-folder"_s;
-        QVERIFY(std::any_of(window.dropFolders().cbegin(), window.dropFolders().cend(),
-                            [&](const TQFileRef &f) { return f->path() == target; }));
+        const QList<TQFileRef> dropFolders = window.dropFolders();
+        QVERIFY(std::any_of(dropFolders.cbegin(), dropFolders.cend(), [&](const TQFileRef &f) { return f->path() == target; }));
 
         // Ctrl+O on the images folder enters it.
         QVERIFY(view->selectItem(UWStandardFile::newFileForPath(tree + u"/images"_s)));
@@ -262,7 +268,8 @@ private Q_SLOTS:
         QCOMPARE(TQFile::newFileForPath(photo)->storedImageOrientation(), 3);
 
         // Copy through the drop menu: Alt shows the copy variants live, and the bookmarked
-        // folder's copy item reaches the window through the responder chain.
+        // folder's copy item reaches the window through the responder chain, from the key window.
+        QVERIFY(waitActive(&window));
         menu = window.makeContextMenu();
         menu->popup(window.mapToGlobal(QPoint(100, 100)));
         QMenu *drop = nullptr;
@@ -308,6 +315,8 @@ private Q_SLOTS:
         window.restore(native(tree + u"/images"_s));
         QVERIFY(waitActive(&window));
         QuillboxFolderView *view = window.folderView();
+        // The toolbar's slider shows the grid's size from the start.
+        QCOMPARE(window.findChild<QSlider *>(u"zoom"_s)->value(), view->zoom());
         view->currentView()->setFocus();
         QTest::keyClick(view->currentView(), Qt::Key_Up, Qt::AltModifier);
         QCOMPARE(window.folder()->path(), tree);
