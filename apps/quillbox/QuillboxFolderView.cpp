@@ -241,11 +241,10 @@ void QuillboxFolderView::setMode(Mode mode)
     // A hidden view scrolled with the selection at a size it did not have: it scrolls again
     // once it is laid out on screen.
     QTimer::singleShot(0, this, [this] {
+        currentView()->scrollToTop();
         const QModelIndex current = selectionModel()->currentIndex();
         if (current.isValid())
             currentView()->scrollTo(current);
-        else
-            currentView()->scrollToTop();
     });
     (mode == GridMode ? d->gridRows : d->listRows)->refresh();
     emit modeChanged(mode);
