@@ -670,8 +670,22 @@ struct TQFolderModel::Private : public QObject,
     void changeEntry(TQFolderEntry *e, const UWStandardFileRef &item, const QStringList &keys)
     {
         const bool renamed = e->nameKey.string() != item->displayName();
+        const TQFolderEntry was = *e;
         byItem.remove(e->item.get());
         fill(*e, item, nullptr);
+        // What the entry itself shows changed too, whether or not the item had announced it
+        // (an item announces only the values it had cached).
+        QStringList touched = keys;
+        if (was.size != e->size)
+            touched << QStringLiteral("fileSize");
+        if (was.modified != e->modified)
+            touched << QStringLiteral("modificationDate");
+        if (was.created != e->created)
+            touched << QStringLiteral("creationDate");
+        if (was.kind != e->kind)
+            touched << QStringLiteral("kindString");
+        if (renamed)
+            touched << QStringLiteral("displayName");
         byItem.insert(item.get(), e);
         if (renamed)
             ranksValid = false;
@@ -722,7 +736,7 @@ struct TQFolderModel::Private : public QObject,
             renumber(size_t(row));
             q->endInsertRows();
         }
-        announce(e, keys);
+        announce(e, touched);
         queueValues({e});
     }
 

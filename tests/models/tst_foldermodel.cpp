@@ -163,6 +163,8 @@ void TestFolderModel::listing()
     QCOMPARE(listed.size(), count);
     if (count)
         QVERIFY(listed.contains(native(dir, "file \xfe" "0")));
+    for (const QByteArray &path : std::as_const(listed))
+        QCOMPARE(::unlink(path.constData()), 0); // QDir cannot name them to remove them
 }
 
 void TestFolderModel::sorting_data()
@@ -300,8 +302,10 @@ void TestFolderModel::liveEvents()
     if (!absent.isEmpty())
         QTRY_VERIFY_WITH_TIMEOUT(!rowNames().contains(absent), 10000);
     if (words[0] == u"grow" || words[0] == u"touch") {
-        QTRY_COMPARE_WITH_TIMEOUT(rowNames().constLast(), shown, 10000);
-        QVERIFY(!changes.isEmpty());
+        // The row shows the new value: a write announces what the row displays even when the
+        // item had cached nothing to announce.
+        QTRY_VERIFY_WITH_TIMEOUT(!changes.isEmpty(), 10000);
+        QCOMPARE(rowNames().constLast(), shown);
     }
     QCOMPARE(rowNames(), descriptorOrder(model, sortType, 0, true));
     QCOMPARE(resets.count(), 0);
@@ -314,6 +318,7 @@ void TestFolderModel::manyFilesWhileLive()
     makeFile(native(dir, "keep.txt"));
     TQFolderModel model;
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    model.setLoadsImageInfo(false); // not the subject here, and the tester checks every change
     model.setSortType(TQSortType::FileSize, TQFolderPriority::Mixed, false);
     model.setFolderPath(dir.path());
     QVERIFY(waitForLoad(model));

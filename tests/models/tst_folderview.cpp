@@ -6,6 +6,7 @@
 
 #include "TQFolderModel.h"
 #include "TQFolderViewport.h"
+#include "TQVisibleRowsTracker.h"
 
 #include <QAbstractItemModelTester>
 #include <QApplication>
