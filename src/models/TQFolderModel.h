@@ -18,11 +18,12 @@ class QItemSelectionModel;
 
 /*!
     \class TQFolderModel
+    \ingroup models
     \brief One folder's items (or a list of items), live, sorted and filtered inside the
     model, with thumbnails and image values loaded in the background: a folder view's model
     for any Qt view.
 
-    \section Rows
+    \par Rows
     A flat table: one row per item that passes the filter, in sort order, one column per
     Column. setFolder() lists the folder through the file manager's utility queue (never on
     the GUI thread) and inserts rows in batches as the listing arrives, the first batch at
@@ -30,7 +31,7 @@ class QItemSelectionModel;
     become row inserts, removals, moves and dataChanged() naming the roles of the keys each
     item announced: the model resets only in setFolder() and setItems().
 
-    \section Sorting
+    \par Sorting
     By the library's sort types, folder priority and direction (setSortType(), or sort() by
     column), stable, with each item's sort key computed once (a number, or a name's collation
     key) and compared without QVariant. Values that need the file's content (dimensions, date
@@ -40,12 +41,12 @@ class QItemSelectionModel;
     name. When values arrive the rows move (layoutAboutToBeChanged()/layoutChanged(),
     persistent indexes kept). A resort never reads a file.
 
-    \section Filtering
+    \par Filtering
     A filter type (TQFilterType), "exclude folders" and a name filter (TQNameFilter: contains,
     case- and diacritics-insensitive) combine with AND. Filtered-out items stay in the model's
     own list, so clearing a filter never lists the folder again.
 
-    \section Background work
+    \par Background work
     The host tells the model which rows are visible (setVisibleRows(), or the widgets
     library's TQFolderViewport for a QAbstractItemView); thumbnails (TQAsyncQuicklookThumbnailer)
     and image properties (TQAsyncImageInfoLoader) of those rows are requested first, the rest
@@ -53,7 +54,7 @@ class QItemSelectionModel;
     Thumbnails are kept by a TQThumbnailMemoryCache up to thumbnailMemoryBudget() (least
     recently used dropped first); the freedesktop cache on disk serves the rest.
 
-    \section Threads and ownership
+    \par Threads and ownership
     GUI thread only, like every model; the background work runs on the file manager's utility
     queue and reaches the model through queued deliveries. The model holds its items by
     reference (UWStandardFileRef); itemAt() hands out a new reference. It owns its loaders and

@@ -13,6 +13,7 @@ class TQVisibleRowsTracker;
 
 /*!
     \class TQFolderViewport
+    \ingroup ui
     \brief Tells a TQFolderModel which of its rows a view shows, so that their thumbnails and
     image values are loaded first and requests for rows scrolled away are dropped.
 
