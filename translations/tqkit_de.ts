@@ -337,4 +337,19 @@
         <translation>Etikett:</translation>
     </message>
 </context>
+<context>
+    <name>folder-view</name>
+    <message>
+        <source>Exclude folders</source>
+        <translation>Ordner ausschließen</translation>
+    </message>
+    <message>
+        <source>Name contains</source>
+        <translation>Name enthält</translation>
+    </message>
+    <message>
+        <source>Thumbnails</source>
+        <translation>Miniaturansichten</translation>
+    </message>
+</context>
 </TS>
