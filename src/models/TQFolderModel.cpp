@@ -791,7 +791,11 @@ struct TQFolderModel::Private : public QObject,
     static void list(const std::shared_ptr<ListingJob> &job, QPointer<TQFolderModel> model)
     {
         auto post = [&](Entries &&batch, bool done, const QString &error) {
-            auto owned = std::make_shared<Entries>(std::move(batch));
+            // A delivery that never runs (the application quits first) still frees its rows.
+            auto owned = std::shared_ptr<Entries>(new Entries(std::move(batch)), [](Entries *entries) {
+                qDeleteAll(*entries);
+                delete entries;
+            });
             QMetaObject::invokeMethod(
                 QCoreApplication::instance(),
                 [model, job, owned, done, error] {

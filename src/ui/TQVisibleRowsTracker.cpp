@@ -200,6 +200,9 @@ int rowUnderRoot(QModelIndex index, const QModelIndex &root)
 struct TQVisibleRowsTracker::Private
 {
     QPointer<QAbstractItemView> view;
+    // Compared with the watched object only: while the view is being destroyed its viewport
+    // still sends events, and the view can no longer be used as a QAbstractItemView then.
+    QPointer<QWidget> viewport;
     QPointer<QAbstractItemModel> model;
     QList<QMetaObject::Connection> modelConnections;
     int margin = 0;
@@ -226,7 +229,8 @@ TQVisibleRowsTracker::TQVisibleRowsTracker(QAbstractItemView *view, QObject *par
         connect(tree, &QTreeView::expanded, this, &TQVisibleRowsTracker::refresh);
         connect(tree, &QTreeView::collapsed, this, &TQVisibleRowsTracker::refresh);
     }
-    view->viewport()->installEventFilter(this);
+    d->viewport = view->viewport();
+    d->viewport->installEventFilter(this);
     refresh();
 }
 
@@ -339,8 +343,7 @@ void TQVisibleRowsTracker::update()
 
 bool TQVisibleRowsTracker::eventFilter(QObject *watched, QEvent *event)
 {
-    if (d->view && watched == d->view->viewport()
-        && (event->type() == QEvent::Resize || event->type() == QEvent::Show))
+    if ((event->type() == QEvent::Resize || event->type() == QEvent::Show) && watched == d->viewport.data())
         refresh();
     return QObject::eventFilter(watched, event);
 }
