@@ -564,8 +564,8 @@
         <translation>Über Quillbox</translation>
     </message>
     <message>
-        <source>&lt;h3&gt;Quillbox&lt;/h3&gt;&lt;p&gt;A file browser and image viewer built on the TQKit library: live folders, thumbnails, image metadata, labels, bookmarks and lossless rotation.&lt;/p&gt;&lt;p&gt;Licensed under the BSD 3-Clause licence; TQKit under the LGPL 2.1 or later.&lt;/p&gt;</source>
-        <translation>&lt;h3&gt;Quillbox&lt;/h3&gt;&lt;p&gt;Ein Dateibrowser und Bildbetrachter auf Grundlage der Bibliothek TQKit: lebendige Ordner, Miniaturen, Bild-Metadaten, Etiketten, Lesezeichen und verlustfreies Drehen.&lt;/p&gt;&lt;p&gt;Lizenziert unter der BSD-3-Clause-Lizenz; TQKit unter der LGPL 2.1 oder später.&lt;/p&gt;</translation>
+        <source>&lt;h3&gt;Quillbox %1&lt;/h3&gt;&lt;p&gt;A file browser and image viewer built on the TQKit library: live folders, thumbnails, image metadata, labels, bookmarks and lossless rotation.&lt;/p&gt;&lt;p&gt;Licensed under the BSD 3-Clause licence; TQKit under the LGPL 2.1 or later.&lt;/p&gt;</source>
+        <translation>&lt;h3&gt;Quillbox %1&lt;/h3&gt;&lt;p&gt;Ein Dateibrowser und Bildbetrachter auf Grundlage der Bibliothek TQKit: lebendige Ordner, Miniaturen, Bild-Metadaten, Etiketten, Lesezeichen und verlustfreies Drehen.&lt;/p&gt;&lt;p&gt;Lizenziert unter der BSD-3-Clause-Lizenz; TQKit unter der LGPL 2.1 oder später.&lt;/p&gt;</translation>
     </message>
     <message>
         <source>Drop Locations</source>

@@ -7,6 +7,7 @@
 
 #include <TQEventUtilities.h>
 #include <TQTranslations.h>
+#include <tqkit_version.h>
 
 #include <QApplication>
 #include <QLibraryInfo>
@@ -20,6 +21,7 @@ void setUp()
 {
     QApplication::setOrganizationName(QStringLiteral("Quillbox"));
     QApplication::setApplicationName(QStringLiteral("Quillbox"));
+    QApplication::setApplicationVersion(TQKit::versionString());
     QApplication::setApplicationDisplayName(QStringLiteral("Quillbox"));
     QGuiApplication::setDesktopFileName(QStringLiteral("org.tqkit.Quillbox"));
     // Qt's views tell a double click by the application's interval; the library's rule says

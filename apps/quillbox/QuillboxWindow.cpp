@@ -18,6 +18,7 @@
 #include <TQMenuUtilities.h>
 #include <TQResponderUtilities.h>
 #include <TQUtilityFunctions.h>
+#include <tqkit_version.h>
 
 #include <QActionGroup>
 #include <QApplication>
@@ -622,9 +623,10 @@ void QuillboxWindow::importDesktopBookmarks()
 void QuillboxWindow::showAbout()
 {
     QMessageBox::about(this, tr("About Quillbox"),
-                       tr("<h3>Quillbox</h3><p>A file browser and image viewer built on the TQKit library: "
+                       tr("<h3>Quillbox %1</h3><p>A file browser and image viewer built on the TQKit library: "
                           "live folders, thumbnails, image metadata, labels, bookmarks and lossless rotation.</p>"
-                          "<p>Licensed under the BSD 3-Clause licence; TQKit under the LGPL 2.1 or later.</p>"));
+                          "<p>Licensed under the BSD 3-Clause licence; TQKit under the LGPL 2.1 or later.</p>")
+                           .arg(TQKit::versionString()));
 }
 
 std::unique_ptr<QMenu> QuillboxWindow::makeContextMenu()
