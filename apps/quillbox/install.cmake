@@ -1,6 +1,6 @@
 # SPDX-FileCopyrightText: 2026 The TQKit developers
 # SPDX-License-Identifier: BSD-3-Clause
-# Where a desktop finds Quillbox, as the freedesktop specifications place it: the desktop entry
+# Where a desktop finds Quillbox, in the places freedesktop desktops look: the desktop entry
 # (with the MIME types it opens) in applications/, the AppStream metainfo in metainfo/, the
 # icon in the hicolor theme. Included by this folder's CMakeLists after the quillbox target;
 # the files belong to the install component "quillbox", which the Debian package mirrors.

@@ -57,8 +57,8 @@ private slots:
     void counting();
     void eventsEmptyTheirCaches_data();
     void eventsEmptyTheirCaches();
-    void keyListsFollowTheDesign_data();
-    void keyListsFollowTheDesign();
+    void keyListsFollowTheContract_data();
+    void keyListsFollowTheContract();
     void handAnnouncedKeys();
     void comparisonValues();
     void sortNumbersAreTheValues_data();
@@ -119,7 +119,7 @@ void TestFileSorting::descriptors_data()
     QTest::addColumn<QString>("itemKeyPath");
     QTest::addColumn<QStringList>("expected");
 
-    // One row per rule; the columns themselves are compared with the design once, below.
+    // One row per rule; the columns themselves are compared with their documented lists once, below.
     const QString name = u"(displayName, ascending, name order)"_s;
     QTest::newRow("by name, not repeated") << 0 << 0 << true << QString() << QStringList{name};
     QTest::newRow("a numeric column, folders last")
@@ -391,10 +391,10 @@ void TestFileSorting::eventsEmptyTheirCaches()
     QVERIFY(item->isImage() || event == 5);
 }
 
-void TestFileSorting::keyListsFollowTheDesign_data()
+void TestFileSorting::keyListsFollowTheContract_data()
 {
     QTest::addColumn<QStringList>("derived");
-    QTest::addColumn<QString>("design"); // as the design lists them
+    QTest::addColumn<QString>("contract"); // the lists hosts rely on, in their order
     QTest::addColumn<bool>("ordered");
 
     QTest::newRow("keys announced by hand") << TQFile::keysAnnouncedByHand()
@@ -427,13 +427,13 @@ void TestFileSorting::keyListsFollowTheDesign_data()
            "20:ISO:natural 21:focalLength:natural 22:cameraModelString:name 23:addedDate:natural"_s << true;
 }
 
-void TestFileSorting::keyListsFollowTheDesign()
+void TestFileSorting::keyListsFollowTheContract()
 {
     QFETCH(QStringList, derived);
-    QFETCH(QString, design);
+    QFETCH(QString, contract);
     QFETCH(bool, ordered);
 
-    QStringList expected = design.split(u' ');
+    QStringList expected = contract.split(u' ');
     if (!ordered) {
         derived.sort();
         expected.sort();

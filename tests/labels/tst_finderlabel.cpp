@@ -152,7 +152,7 @@ private slots:
     void colours_data()
     {
         QTest::addColumn<int>("label");
-        QTest::addColumn<QString>("upperColour"); // the design's
+        QTest::addColumn<QString>("upperColour"); // the documented value
         const char *upper[] = {"#f6f6f6", "#aaaab0", "#96d062", "#c096de", "#6eaaf2", "#f8de5c", "#f26660", "#faa848"};
         for (int label = 0; label < 8; ++label)
             QTest::addRow("%d", label) << label << QString::fromLatin1(upper[label]);

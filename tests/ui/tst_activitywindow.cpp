@@ -141,7 +141,7 @@ private Q_SLOTS:
         m_updates.clear();
     }
 
-    // The arithmetic, with the design's own figures.
+    // The arithmetic, with the documented figures.
     void frameArithmetic_data()
     {
         QTest::addColumn<int>("items");
@@ -167,7 +167,7 @@ private Q_SLOTS:
         QCOMPARE(result.width(), frame.width());
     }
 
-    // A real window, with the platform's title bar or the design's 22.
+    // A real window, with the platform's title bar or the documented 22.
     void windowFitsItsRows_data()
     {
         QTest::addColumn<float>("titleBar"); // negative: what the window system reports
