@@ -11,3 +11,4 @@ install(FILES ${quillbox_data}/org.tqkit.Quillbox.metainfo.xml
     DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo COMPONENT quillbox)
 install(FILES ${quillbox_data}/org.tqkit.Quillbox.svg
     DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps COMPONENT quillbox)
+tqkit_install_man_page(${quillbox_data}/quillbox.1 quillbox)
