@@ -16,6 +16,7 @@
 #include <QMimeData>
 #include <QPainter>
 #include <QStyledItemDelegate>
+#include <QTextLayout>
 #include <QTimer>
 #include <QTreeView>
 
@@ -67,29 +68,120 @@ private:
     const QuillboxFolderView *m_owner;
 };
 
-// A grid cell: the thumbnail and name as Qt draws them, the name on its label's colour.
+// The grid's cell, laid out as a file browser's icon view: a square picture area of the zoom's
+// side with the thumbnail (or the icon) standing on its bottom edge, so that names line up
+// whatever the pictures' shapes, and the name below it on at most two lines.
 class GridCell : public QStyledItemDelegate
 {
 public:
-    using QStyledItemDelegate::QStyledItemDelegate;
+    GridCell(const QuillboxFolderView *owner, QObject *parent)
+        : QStyledItemDelegate(parent)
+        , m_owner(owner)
+    {
+    }
+
+    static constexpr int Padding = 6; // around the picture and below the name
+
+    QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &) const override
+    {
+        return QuillboxFolderView::gridCellSize(m_owner->zoom(), option.font);
+    }
 
     void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override
     {
-        const int label = index.data(TQFolderModel::LabelRole).toInt();
-        if (label > 0 && label <= 7) {
-            QStyleOptionViewItem opt = option;
-            initStyleOption(&opt, index);
-            const QWidget *widget = option.widget;
-            QStyle *style = widget ? widget->style() : QApplication::style();
-            const QRect text = style->subElementRect(QStyle::SE_ItemViewItemText, &opt, widget);
-            const int width = qMin(text.width(), opt.fontMetrics.horizontalAdvance(opt.text) + 12);
-            const QRectF swatch(text.center().x() - width / 2.0, text.top() + 1, width, opt.fontMetrics.height() + 2);
-            painter->save();
-            FVFinderLabel::drawFinderLabel(label, swatch, painter, true, true);
-            painter->restore();
+        QStyleOptionViewItem opt = option;
+        initStyleOption(&opt, index);
+        const int side = m_owner->zoom();
+        const QRect cell = opt.rect;
+        const QRect pictureArea(cell.left() + (cell.width() - side) / 2, cell.top() + Padding, side, side);
+        const bool selected = opt.state & QStyle::State_Selected;
+        const bool active = opt.state & QStyle::State_Active;
+        const QPalette::ColorGroup group = active ? QPalette::Active : QPalette::Inactive;
+
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        painter->setRenderHint(QPainter::SmoothPixmapTransform);
+        if (selected) {
+            QColor shade = opt.palette.color(group, QPalette::Highlight);
+            shade.setAlpha(active ? 60 : 35);
+            painter->setPen(Qt::NoPen);
+            painter->setBrush(shade);
+            painter->drawRoundedRect(QRectF(pictureArea).adjusted(-4, -4, 4, 4), 6, 6);
         }
-        QStyledItemDelegate::paint(painter, option, index);
+
+        const QImage picture = this->picture(index, side, painter->device()->devicePixelRatioF());
+        if (!picture.isNull()) {
+            const QSizeF shown = QSizeF(picture.size()) / picture.devicePixelRatio();
+            const QPointF at(pictureArea.left() + (side - shown.width()) / 2.0, pictureArea.bottom() + 1 - shown.height());
+            painter->drawImage(QRectF(at, shown), picture);
+        }
+
+        const QFontMetrics metrics = opt.fontMetrics;
+        const int textWidth = cell.width() - 2 * Padding;
+        const QStringList lines = QuillboxFolderView::gridNameLines(opt.text, opt.font, textWidth);
+        int widest = 0;
+        for (const QString &line : lines)
+            widest = qMax(widest, metrics.horizontalAdvance(line));
+        const int lineHeight = metrics.height();
+        const QRectF nameBox(cell.left() + (cell.width() - widest) / 2.0 - 5, pictureArea.bottom() + 1 + Padding - 1,
+                             widest + 10, lineHeight * lines.size() + 2);
+        const int label = index.data(TQFolderModel::LabelRole).toInt();
+        if (label > 0 && label <= 7)
+            FVFinderLabel::drawFinderLabel(label, nameBox, painter, true, true);
+        if (selected) {
+            // A labelled name keeps a rim of its label's colour around the selection.
+            const QRectF box = label > 0 && label <= 7 ? nameBox.adjusted(2, 2, -2, -2) : nameBox;
+            painter->setPen(Qt::NoPen);
+            painter->setBrush(opt.palette.color(group, QPalette::Highlight));
+            painter->drawRoundedRect(box, qMin(box.height() / 2, 8.0), qMin(box.height() / 2, 8.0));
+        }
+        painter->setPen(opt.palette.color(group, selected ? QPalette::HighlightedText : QPalette::Text));
+        painter->setFont(opt.font);
+        for (int i = 0; i < lines.size(); ++i) {
+            const QRect line(cell.left() + Padding, int(nameBox.top()) + 1 + i * lineHeight, textWidth, lineHeight);
+            painter->drawText(line, Qt::AlignHCenter | Qt::AlignTop, lines.at(i));
+        }
+        if ((opt.state & QStyle::State_HasFocus) && m_owner->gridView()->hasFocus() && !selected) {
+            QStyleOptionFocusRect focus;
+            focus.initFrom(opt.widget);
+            focus.rect = cell.adjusted(1, 1, -1, -1);
+            focus.backgroundColor = opt.palette.color(group, QPalette::Base);
+            QStyle *style = opt.widget ? opt.widget->style() : QApplication::style();
+            style->drawPrimitive(QStyle::PE_FrameFocusRect, &focus, painter, opt.widget);
+        }
+        painter->restore();
     }
+
+private:
+    // The thumbnail once it has arrived, else whatever the model decorates the row with (an
+    // icon, or an image), never larger than the picture area and never blown up past its own
+    // size: a small picture looks small, as it is.
+    static QImage picture(const QModelIndex &index, int side, qreal ratio)
+    {
+        QImage image = index.data(TQFolderModel::ThumbnailRole).value<QImage>();
+        if (image.isNull()) {
+            const QVariant decoration = index.data(Qt::DecorationRole);
+            if (decoration.canConvert<QIcon>() && decoration.typeId() == QMetaType::QIcon) {
+                const QIcon icon = decoration.value<QIcon>();
+                const QSize pixels = icon.actualSize(QSize(side, side) * ratio);
+                return icon.pixmap(pixels / ratio, ratio).toImage();
+            }
+            if (decoration.typeId() == QMetaType::QPixmap)
+                image = decoration.value<QPixmap>().toImage();
+            else if (decoration.typeId() == QMetaType::QImage)
+                image = decoration.value<QImage>();
+        }
+        if (image.isNull())
+            return image;
+        const QSizeF logical = QSizeF(image.size()) / image.devicePixelRatio();
+        if (logical.width() > side || logical.height() > side) {
+            image = image.scaled(QSize(side, side) * ratio, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+            image.setDevicePixelRatio(ratio);
+        }
+        return image;
+    }
+
+    const QuillboxFolderView *m_owner;
 };
 
 } // namespace
@@ -151,9 +243,10 @@ QuillboxFolderView::QuillboxFolderView(QWidget *parent)
     d->grid->setMovement(QListView::Static); // big folders: see the row tracker's cost
     d->grid->setResizeMode(QListView::Adjust);
     d->grid->setUniformItemSizes(true);
-    d->grid->setWordWrap(true);
-    d->grid->setTextElideMode(Qt::ElideMiddle);
-    d->grid->setItemDelegate(new GridCell(d->grid));
+    d->grid->setFlow(QListView::LeftToRight);
+    d->grid->setWrapping(true);
+    d->grid->setSpacing(GridSpacing / 2);
+    d->grid->setItemDelegate(new GridCell(this, d->grid));
 
     for (QAbstractItemView *view : {static_cast<QAbstractItemView *>(d->list), static_cast<QAbstractItemView *>(d->grid)}) {
         view->setSelectionMode(QAbstractItemView::ExtendedSelection);
@@ -260,11 +353,49 @@ void QuillboxFolderView::setZoom(int side)
     side = qBound(MinimumZoom, side, MaximumZoom);
     const bool changed = side != d->zoom;
     d->zoom = side;
+    // The cells follow the zoom through the delegate's size; a new icon size lays them out again.
     d->grid->setIconSize(QSize(side, side));
-    const int textHeight = d->grid->fontMetrics().height();
-    d->grid->setGridSize(QSize(side + 40, side + 2 * textHeight + 16));
     if (changed)
         emit zoomChanged(side);
+}
+
+QSize QuillboxFolderView::gridCellSize(int side, const QFont &font)
+{
+    const QFontMetrics metrics(font);
+    // Small zooms keep room for a readable name: about a dozen characters a line.
+    const int width = qMax(side + 8, 12 * metrics.averageCharWidth()) + 2 * GridCell::Padding;
+    return QSize(width, 3 * GridCell::Padding + side + 2 * metrics.height() + 2);
+}
+
+QStringList QuillboxFolderView::gridNameLines(const QString &name, const QFont &font, int width)
+{
+    const QFontMetrics metrics(font);
+    if (name.isEmpty() || width <= 0)
+        return {name};
+    // Wrapped as a paragraph would be (at a space, else anywhere); what does not fit on two
+    // lines is taken out of the second line's middle, so the end of the name (its extension,
+    // a number) still shows.
+    QTextLayout layout(name, font);
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    layout.setTextOption(option);
+    QStringList lines;
+    layout.beginLayout();
+    int consumed = 0;
+    while (lines.size() < 1) {
+        QTextLine line = layout.createLine();
+        if (!line.isValid())
+            break;
+        line.setLineWidth(width);
+        lines.append(name.mid(line.textStart(), line.textLength()).trimmed());
+        consumed = line.textStart() + line.textLength();
+    }
+    layout.endLayout();
+    const QString rest = name.mid(consumed);
+    if (rest.isEmpty())
+        return lines;
+    lines.append(metrics.elidedText(rest, Qt::ElideMiddle, width));
+    return lines;
 }
 
 void QuillboxFolderView::zoomIn()

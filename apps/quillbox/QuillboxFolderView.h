@@ -39,6 +39,15 @@ public:
     static constexpr int MinimumZoom = 48;  ///< the smallest thumbnail side of the grid
     static constexpr int MaximumZoom = 256; ///< the largest; thumbnails are made this large
     static constexpr int ZoomStep = 32;     ///< one step of zoomIn() and zoomOut()
+    static constexpr int GridSpacing = 8;   ///< the space between two cells of the grid
+
+    /** The size of a grid cell at the thumbnail side \a side, its name in \a font. */
+    static QSize gridCellSize(int side, const QFont &font);
+    /**
+        The lines a grid cell shows \a name on, at most \a width pixels each in \a font: wrapped
+        at a space (else anywhere), and beyond two lines elided in the middle of the second.
+    */
+    static QStringList gridNameLines(const QString &name, const QFont &font, int width);
 
     /** A view in list mode at a zoom of 128, showing nothing. */
     explicit QuillboxFolderView(QWidget *parent = nullptr);

@@ -63,30 +63,6 @@ struct Choice
     const char *title;
 };
 
-// Every sort type of the library, as the View menu names them.
-const Choice SortChoices[] = {
-    {int(TQSortType::Name), QT_TRANSLATE_NOOP("QuillboxWindow", "Name")},
-    {int(TQSortType::Kind), QT_TRANSLATE_NOOP("QuillboxWindow", "Kind")},
-    {int(TQSortType::FileSize), QT_TRANSLATE_NOOP("QuillboxWindow", "Size")},
-    {int(TQSortType::ModificationDate), QT_TRANSLATE_NOOP("QuillboxWindow", "Date Modified")},
-    {int(TQSortType::CreationDate), QT_TRANSLATE_NOOP("QuillboxWindow", "Date Created")},
-    {int(TQSortType::DateAdded), QT_TRANSLATE_NOOP("QuillboxWindow", "Date Added")},
-    {int(TQSortType::Label), QT_TRANSLATE_NOOP("QuillboxWindow", "Label")},
-    {int(TQSortType::ExifDate), QT_TRANSLATE_NOOP("QuillboxWindow", "Date Taken")},
-    {int(TQSortType::Width), QT_TRANSLATE_NOOP("QuillboxWindow", "Width")},
-    {int(TQSortType::Height), QT_TRANSLATE_NOOP("QuillboxWindow", "Height")},
-    {int(TQSortType::Megapixels), QT_TRANSLATE_NOOP("QuillboxWindow", "Megapixels")},
-    {int(TQSortType::ImageDepth), QT_TRANSLATE_NOOP("QuillboxWindow", "Colour Depth")},
-    {int(TQSortType::ColorProfile), QT_TRANSLATE_NOOP("QuillboxWindow", "Colour Profile")},
-    {int(TQSortType::GeneralOrientation), QT_TRANSLATE_NOOP("QuillboxWindow", "Orientation")},
-    {int(TQSortType::ExposureTime), QT_TRANSLATE_NOOP("QuillboxWindow", "Exposure Time")},
-    {int(TQSortType::FNumber), QT_TRANSLATE_NOOP("QuillboxWindow", "Aperture")},
-    {int(TQSortType::ISO), QT_TRANSLATE_NOOP("QuillboxWindow", "ISO")},
-    {int(TQSortType::FocalLength), QT_TRANSLATE_NOOP("QuillboxWindow", "Focal Length")},
-    {int(TQSortType::CameraModel), QT_TRANSLATE_NOOP("QuillboxWindow", "Camera")},
-    {int(TQSortType::Random), QT_TRANSLATE_NOOP("QuillboxWindow", "Random")},
-};
-
 const Choice FolderChoices[] = {
     {int(TQFolderPriority::FoldersFirst), QT_TRANSLATE_NOOP("QuillboxWindow", "Folders First")},
     {int(TQFolderPriority::FoldersLast), QT_TRANSLATE_NOOP("QuillboxWindow", "Folders Last")},
@@ -225,13 +201,21 @@ QuillboxWindow::QuillboxWindow(QWidget *parent)
 
     // Sort and filter menus, shared by the View menu and the toolbar.
     d->sortMenu = new QMenu(tr("&Sort By"), this);
+    d->sortMenu->setObjectName(QStringLiteral("sortMenu"));
     d->sortGroup = new QActionGroup(this);
-    for (const Choice &choice : SortChoices) {
-        QAction *action = d->sortMenu->addAction(tr(choice.title));
+    // One row per column of the model, under the column's own title (translated where the
+    // model's titles are), so that the menu and the list's header always say the same; then
+    // the one order without a column.
+    const TQFolderModel *folderModel = d->view->model();
+    auto addSortChoice = [this](const QString &title, TQSortType type) {
+        QAction *action = d->sortMenu->addAction(title);
         action->setCheckable(true);
-        action->setData(choice.code);
+        action->setData(int(type));
         d->sortGroup->addAction(action);
-    }
+    };
+    for (int column = 0; column < TQFolderModel::ColumnCount; ++column)
+        addSortChoice(folderModel->headerData(column, Qt::Horizontal).toString(), TQFolderModel::sortTypeForColumn(column));
+    addSortChoice(tr("Random"), TQSortType::Random);
     d->sortMenu->addSeparator();
     d->folderGroup = new QActionGroup(this);
     for (const Choice &choice : FolderChoices) {

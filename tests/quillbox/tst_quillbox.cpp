@@ -21,6 +21,7 @@
 #include <TQResponderUtilities.h>
 
 #include <QApplication>
+#include <QScopeGuard>
 #include <QLabel>
 #include <QSettings>
 #include <QStandardPaths>
@@ -30,8 +31,14 @@
 #include <QSignalSpy>
 #include <QSlider>
 #include <QTemporaryDir>
+#include <QTimer>
+#include <QStatusBar>
+#include <QScrollBar>
+#include <QInputDialog>
+#include <QImageReader>
 #include <QTest>
 #include <QTreeView>
+#include <QHeaderView>
 
 #include <sys/stat.h>
 
@@ -79,6 +86,61 @@ bool upright(const QPair<QPointF, QPointF> &found, qreal tolerance)
 {
     return found.first.x() >= 0 && found.second.x() >= 0 && found.first.x() < found.second.x()
         && qAbs(found.first.y() - found.second.y()) <= tolerance;
+}
+
+// Opens the context menu's drop submenu with \a key held (0 for none) and gives back the
+// variant shown for \a folder, as a user would see it before choosing it.
+QAction *dropAction(QuillboxWindow &window, std::unique_ptr<QMenu> &menu, const QString &folder, int key)
+{
+    menu = window.makeContextMenu();
+    menu->popup(window.mapToGlobal(QPoint(100, 100)));
+    QMenu *drop = nullptr;
+    for (QAction *action : menu->actions()) {
+        if (action->menu() && TQAlternatesMenu::existingForMenu(action->menu()))
+            drop = action->menu();
+    }
+    if (!drop)
+        return nullptr;
+    drop->popup(menu->pos() + QPoint(menu->width(), 0));
+    if (key) {
+        const Qt::KeyboardModifiers held = key == Qt::Key_Alt ? Qt::AltModifier : Qt::MetaModifier;
+        QKeyEvent press(QEvent::KeyPress, key, held);
+        QApplication::sendEvent(drop, &press);
+    }
+    for (QAction *action : drop->actions()) {
+        const UWStandardFileRef target = TQFile::itemFromValue(action->data());
+        if (action->isVisible() && target && target->path() == folder)
+            return action;
+    }
+    return nullptr;
+}
+
+// Answers the next modal input dialog with \a text, as a user typing it and pressing Return.
+void answerDialog(const QString &text)
+{
+    auto *timer = new QTimer;
+    QObject::connect(timer, &QTimer::timeout, timer, [timer, text] {
+        if (auto *dialog = qobject_cast<QInputDialog *>(QApplication::activeModalWidget())) {
+            dialog->setTextValue(text);
+            dialog->accept();
+            timer->deleteLater();
+        }
+    });
+    timer->start(10);
+}
+
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// The stored pixels, as they are in the file, whatever its orientation says.
+QImage storedPixels(const QString &path)
+{
+    QImageReader reader(path);
+    reader.setAutoTransform(false);
+    return reader.read();
 }
 
 } // namespace
@@ -267,26 +329,9 @@ private Q_SLOTS:
         QTRY_COMPARE(finished.count(), 1);
         QCOMPARE(TQFile::newFileForPath(photo)->storedImageOrientation(), 3);
 
-        // Copy through the drop menu: Alt shows the copy variants live, and the bookmarked
-        // folder's copy item reaches the window through the responder chain, from the key window.
+        // Copy through the drop menu (Option held), from the key window.
         QVERIFY(waitActive(&window));
-        menu = window.makeContextMenu();
-        menu->popup(window.mapToGlobal(QPoint(100, 100)));
-        QMenu *drop = nullptr;
-        for (QAction *action : menu->actions()) {
-            if (action->menu() && TQAlternatesMenu::existingForMenu(action->menu()))
-                drop = action->menu();
-        }
-        QVERIFY(drop);
-        drop->popup(menu->pos() + QPoint(menu->width(), 0));
-        QKeyEvent alt(QEvent::KeyPress, Qt::Key_Alt, Qt::AltModifier);
-        QApplication::sendEvent(drop, &alt);
-        QAction *copy = nullptr;
-        for (QAction *action : drop->actions()) {
-            const UWStandardFileRef folder = TQFile::itemFromValue(action->data());
-            if (action->isVisible() && folder && folder->path() == target)
-                copy = action;
-        }
+        QAction *copy = dropAction(window, menu, target, Qt::Key_Alt);
         QVERIFY(copy);
         QCOMPARE(TQResponderUtilities::action(copy), u"copyToMenuAction:"_s);
         copy->trigger();
@@ -357,6 +402,279 @@ private Q_SLOTS:
         QCOMPARE(model->isAscending(), false);
         QCOMPARE(model->filterType(), int(TQFilterType::VisibleNonFolders));
         QCOMPARE(window.dropFolders().first()->path(), tree + u"/media"_s);
+    }
+
+    // The drop menu's three variants carried out for real on two selected files: the key held
+    // picks the variant, and the files land in the bookmarked folder as that variant says.
+    void dropLocations_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<QString>("actionName");
+        QTest::addColumn<bool>("sourcesKept");
+        QTest::addColumn<bool>("links");
+        QTest::newRow("no key held moves") << 0 << u"moveToMenuAction:"_s << false << false;
+        QTest::newRow("Option copies") << int(Qt::Key_Alt) << u"copyToMenuAction:"_s << true << false;
+        QTest::newRow("Control makes aliases") << int(Qt::Key_Meta) << u"aliasToMenuAction:"_s << true << true;
+    }
+
+    void dropLocations()
+    {
+        QFETCH(int, key);
+        QFETCH(QString, actionName);
+        QFETCH(bool, sourcesKept);
+        QFETCH(bool, links);
+        const QString tree = samples();
+        const QString target = tree + u"/empty-folder"_s;
+        const QStringList names{u"photo.png"_s, u"portrait.jpg"_s};
+        QuillboxWindow window;
+        window.restore(native(tree + u"/images"_s));
+        QVERIFY(waitActive(&window));
+        TQFolderModel *model = window.folderView()->model();
+        QTRY_VERIFY(!model->isLoading());
+        QMap<QString, QByteArray> before;
+        for (const QString &name : names) {
+            before.insert(name, contents(tree + u"/images/"_s + name));
+            const QModelIndex index = model->indexOfNativePath(native(tree + u"/images/"_s + name));
+            QVERIFY(index.isValid());
+            window.folderView()->selectionModel()->select(index, QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        }
+        std::unique_ptr<QMenu> menu;
+        QAction *chosen = dropAction(window, menu, target, key);
+        QVERIFY(chosen);
+        QCOMPARE(TQResponderUtilities::action(chosen), actionName);
+        QSignalSpy finished(window.tasks(), &QuillboxTasks::taskFinished);
+        chosen->trigger();
+        QTRY_COMPARE(finished.count(), 1);
+        QVERIFY(finished.first().first().value<QuillboxTaskResult>().succeeded());
+        for (const QString &name : names) {
+            const QString source = tree + u"/images/"_s + name;
+            const QFileInfo landed(target + u'/' + name);
+            QCOMPARE(landed.isSymLink(), links);
+            if (links)
+                QCOMPARE(landed.symLinkTarget(), source);
+            QCOMPARE(contents(landed.filePath()), before.value(name));
+            QCOMPARE(QFileInfo::exists(source), sourcesKept);
+            // The folder shown follows the disk: a moved file leaves its row.
+            QTRY_COMPARE(model->indexOfNativePath(native(source)).isValid(), sourcesKept);
+        }
+    }
+
+    // The keys of the File menu on the selected file: F2 asks for a name (a taken one changes
+    // nothing and says why), Delete moves it to the desktop's trash.
+    void fileKeys_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("nameAfter"); // empty: in the trash
+        QTest::addColumn<bool>("complaint");
+        QTest::newRow("F2 to a free name") << int(Qt::Key_F2) << u"memo.png"_s << u"memo.png"_s << false;
+        QTest::newRow("F2 to a taken name") << int(Qt::Key_F2) << u"portrait.jpg"_s << u"photo.png"_s << true;
+        QTest::newRow("Delete") << int(Qt::Key_Delete) << QString() << QString() << false;
+    }
+
+    void fileKeys()
+    {
+        QFETCH(int, key);
+        QFETCH(QString, typed);
+        QFETCH(QString, nameAfter);
+        QFETCH(bool, complaint);
+        const QString folder = samples() + u"/images"_s;
+        const QString photo = folder + u"/photo.png"_s;
+        const QByteArray photoBytes = contents(photo), portraitBytes = contents(folder + u"/portrait.jpg"_s);
+        QuillboxWindow window;
+        window.restore(native(folder));
+        QVERIFY(waitActive(&window));
+        QuillboxFolderView *view = window.folderView();
+        QTRY_VERIFY(view->selectItem(UWStandardFile::newFileForPath(photo)));
+        view->currentView()->setFocus();
+        if (!typed.isEmpty())
+            answerDialog(typed);
+        QTest::keyClick(view->currentView(), Qt::Key(key));
+        QCOMPARE(contents(folder + u"/portrait.jpg"_s), portraitBytes);
+        QCOMPARE(window.statusBar()->currentMessage().isEmpty(), !complaint);
+        if (nameAfter.isEmpty()) {
+            const QString trashed = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/Trash/files/photo.png"_s;
+            QTRY_COMPARE(contents(trashed), photoBytes);
+            QFile::remove(trashed);
+            QTRY_VERIFY(!view->model()->indexOfNativePath(native(photo)).isValid());
+        } else {
+            QCOMPARE(contents(folder + u'/' + nameAfter), photoBytes);
+            QCOMPARE(QFileInfo::exists(photo), nameAfter == u"photo.png");
+            // The file keeps its selection under its new name.
+            QTRY_COMPARE(view->currentItem() ? view->currentItem()->displayName() : QString(), nameAfter);
+        }
+    }
+
+    // Rotate Left, then Rotate Right, gives the image back as it was: the orientation it
+    // declared and the pixels it stores.
+    void rotateThereAndBack_data()
+    {
+        QTest::addColumn<int>("orientation");
+        QTest::newRow("upright") << 1;
+        QTest::newRow("a quarter turn") << 6;
+        QTest::newRow("mirrored") << 2;
+    }
+
+    void rotateThereAndBack()
+    {
+        QFETCH(int, orientation);
+        const QString folder = samples() + u"/images"_s;
+        const QString image = folder + u"/orientation-%1.jpg"_s.arg(orientation);
+        const QImage stored = storedPixels(image);
+        QuillboxWindow window;
+        window.restore(native(folder));
+        window.show();
+        QTRY_VERIFY(window.folderView()->selectItem(UWStandardFile::newFileForPath(image)));
+        QSignalSpy finished(window.tasks(), &QuillboxTasks::taskFinished);
+        window.findChild<QAction *>(u"rotateLeft"_s)->trigger();
+        QTRY_COMPARE(finished.count(), 1);
+        QVERIFY(TQFile::newFileForPath(image)->storedImageOrientation() != orientation);
+        window.findChild<QAction *>(u"rotateRight"_s)->trigger();
+        QTRY_COMPARE(finished.count(), 2);
+        QCOMPARE(TQFile::newFileForPath(image)->storedImageOrientation(), orientation);
+        QCOMPARE(storedPixels(image), stored);
+    }
+
+    // The grid as an icon view: it opens at its top, its cells are as large as the zoom asks
+    // with a little space between them, the zoom keys resize them, and the arrow keys move
+    // along the lines and between them.
+    void grid_data()
+    {
+        QTest::addColumn<int>("zoom");
+        QTest::addColumn<int>("key"); // with Ctrl; 0 for none
+        QTest::addColumn<int>("zoomAfter");
+        QTest::newRow("the smallest") << int(QuillboxFolderView::MinimumZoom) << 0 << int(QuillboxFolderView::MinimumZoom);
+        QTest::newRow("the default, zoomed in") << 128 << int(Qt::Key_Plus) << 128 + QuillboxFolderView::ZoomStep;
+        QTest::newRow("the default, zoomed out") << 128 << int(Qt::Key_Minus) << 128 - QuillboxFolderView::ZoomStep;
+        QTest::newRow("the largest, zoomed in no further")
+            << int(QuillboxFolderView::MaximumZoom) << int(Qt::Key_Plus) << int(QuillboxFolderView::MaximumZoom);
+    }
+
+    void grid()
+    {
+        QFETCH(int, zoom);
+        QFETCH(int, key);
+        QFETCH(int, zoomAfter);
+        QTemporaryDir folder;
+        for (int i = 0; i < 80; ++i)
+            QVERIFY(writeWholeFile(folder.filePath(u"note %1 of the long summer holiday.txt"_s.arg(i, 2, 10, QChar(u'0'))), "text"));
+        QSettings().setValue(u"View/Mode"_s, int(QuillboxFolderView::GridMode));
+        QSettings().setValue(u"View/Zoom"_s, zoom);
+        QuillboxWindow window;
+        window.restore(native(folder.path()));
+        window.resize(1400, 640);
+        QVERIFY(waitActive(&window));
+        QuillboxFolderView *view = window.folderView();
+        QListView *grid = view->gridView();
+        const TQFolderModel *model = view->model();
+        QCOMPARE(view->mode(), QuillboxFolderView::GridMode);
+        QTRY_COMPARE(model->rowCount(), 80);
+        QTRY_VERIFY(grid->visualRect(model->index(79, 0)).isValid());
+        QVERIFY(grid->verticalScrollBar()->maximum() > 0);
+        QCOMPARE(grid->verticalScrollBar()->value(), 0);
+        QVERIFY(grid->viewport()->rect().contains(grid->visualRect(model->index(0, 0))));
+
+        grid->setFocus();
+        if (key)
+            QTest::keyClick(grid, Qt::Key(key), Qt::ControlModifier);
+        QCOMPARE(view->zoom(), zoomAfter);
+        QCOMPARE(window.findChild<QSlider *>(u"zoom"_s)->value(), zoomAfter);
+        const int lineHeight = grid->fontMetrics().height();
+        QTRY_VERIFY(grid->visualRect(model->index(0, 0)).height() >= zoomAfter + 2 * lineHeight);
+        const QRect first = grid->visualRect(model->index(0, 0));
+        const QRect second = grid->visualRect(model->index(1, 0));
+        QCOMPARE(second.top(), first.top());
+        QVERIFY2(first.width() >= zoomAfter && first.width() <= qMax(zoomAfter, 10 * grid->fontMetrics().averageCharWidth()) + 40,
+                 qPrintable(u"a cell %1 wide at zoom %2"_s.arg(first.width()).arg(zoomAfter)));
+        const int gap = second.left() - first.right() - 1;
+        QVERIFY2(gap > 0 && gap <= 2 * QuillboxFolderView::GridSpacing, qPrintable(u"cells %1 apart"_s.arg(gap)));
+
+        int columns = 1;
+        while (grid->visualRect(model->index(columns, 0)).top() == first.top())
+            ++columns;
+        QVERIFY(columns > 1);
+        view->selectionModel()->setCurrentIndex(model->index(0, 0), QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+        QTest::keyClick(grid, Qt::Key_Right);
+        QCOMPARE(view->selectionModel()->currentIndex().row(), 1);
+        QTest::keyClick(grid, Qt::Key_Down);
+        QCOMPARE(view->selectionModel()->currentIndex().row(), 1 + columns);
+        QCOMPARE(view->selectedItems().size(), 1);
+        QVERIFY(grid->viewport()->rect().intersects(grid->visualRect(view->selectionModel()->currentIndex())));
+    }
+
+    // A name in a grid cell: whole on one or two lines when it fits, else its start on the
+    // first line and its middle left out of the second, so its end still shows.
+    void gridNameLines_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("widthOf"); // the cell's text is as wide as this text
+        QTest::addColumn<int>("lines");
+        QTest::addColumn<bool>("elided");
+        QTest::newRow("a short name") << u"a.jpg"_s << u"xxxxxxxxxxxxxxxx"_s << 1 << false;
+        QTest::newRow("two words on two lines") << u"summer holiday.jpg"_s << u"holiday.jpgx"_s << 2 << false;
+        QTest::newRow("a long name") << u"holiday picture number 4 from the long summer trip.jpg"_s << u"holiday picturex"_s << 2 << true;
+        QTest::newRow("no space: broken anywhere") << u"IMG_20260101_1234.jpg"_s << u"IMG_20260101"_s << 2 << false;
+        QTest::newRow("no space and too long") << u"IMG_20260101_1234567890123456789.jpg"_s << u"IMG_20260101"_s << 2 << true;
+    }
+
+    void gridNameLines()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, widthOf);
+        QFETCH(int, lines);
+        QFETCH(bool, elided);
+        const QFont font = QApplication::font();
+        const QFontMetrics metrics(font);
+        const int width = metrics.horizontalAdvance(widthOf);
+        const QStringList shown = QuillboxFolderView::gridNameLines(name, font, width);
+        QCOMPARE(shown.size(), lines);
+        for (const QString &line : shown)
+            QVERIFY2(metrics.horizontalAdvance(line) <= width, qPrintable(line));
+        QVERIFY(name.startsWith(shown.first()));
+        QVERIFY(shown.last().endsWith(name.right(4)));
+        QCOMPARE(shown.last().contains(u'…'), elided);
+        if (!elided)
+            QCOMPARE(shown.join(QString()).remove(u' '), QString(name).remove(u' '));
+    }
+
+    // The Sort By menu offers every column of the model under the header's own title, in the
+    // language shown, and choosing one sorts the list by that column.
+    void sortMenu_data()
+    {
+        QTest::addColumn<QLocale>("locale");
+        QTest::newRow("English") << QLocale(QLocale::English);
+        QTest::newRow("German") << QLocale(QLocale::German, QLocale::Germany);
+    }
+
+    void sortMenu()
+    {
+        QFETCH(QLocale, locale);
+        QuillboxApplication::installTranslations(locale);
+        QuillboxWindow window;
+        const auto english = qScopeGuard([] { QuillboxApplication::installTranslations(QLocale(QLocale::English)); });
+        window.restore(native(samples() + u"/images"_s));
+        const TQFolderModel *model = window.folderView()->model();
+        const auto *menu = window.findChild<QMenu *>(u"sortMenu"_s);
+        QVERIFY(menu);
+        QList<QAction *> choices;
+        for (QAction *action : menu->actions()) {
+            if (action->isSeparator())
+                break;
+            choices.append(action);
+        }
+        QCOMPARE(choices.size(), TQFolderModel::ColumnCount + 1);
+        const QString sizeTitle = model->headerData(TQFolderModel::SizeColumn, Qt::Horizontal).toString();
+        QCOMPARE(sizeTitle == u"Size", locale.language() == QLocale::English);
+        QHeaderView *header = window.folderView()->listView()->header();
+        for (int column = TQFolderModel::ColumnCount - 1; column >= 0; --column) {
+            QAction *choice = choices.at(column);
+            QCOMPARE(choice->text(), model->headerData(column, Qt::Horizontal).toString());
+            choice->trigger();
+            QCOMPARE(model->sortType(), int(TQFolderModel::sortTypeForColumn(column)));
+            QCOMPARE(header->sortIndicatorSection(), column);
+        }
+        choices.last()->trigger();
+        QCOMPARE(model->sortType(), int(TQSortType::Random));
     }
 
     void emptyFolderMessage_data()
