@@ -4,6 +4,7 @@
 // tqinfo run as scripts use it, on real files in a fresh folder; arguments split as by QProcess::splitCommand().
 
 #include "TQFile.h"
+#include "tqinfo_output.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,6 +16,7 @@
 #include <QScopeGuard>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <QTimeZone>
 #include <QTest>
 
 #include <sys/stat.h>
@@ -86,6 +88,8 @@ private slots:
     void namesThatAreNotUtf8();
     void setsLabels_data();
     void setsLabels();
+    void tableAlignsWhatTerminalsShow_data();
+    void tableAlignsWhatTerminalsShow();
 
 private:
     Run run(const QString &arguments) const;
@@ -485,6 +489,37 @@ void TestTqinfo::setsLabels()
     QCOMPARE(tagsOf(a), tagsOfA);
     QCOMPARE(tagsOf(b), tagsOfB);
     ::unlink(b.constData());
+}
+
+// The table printer on its own, with the characters terminals draw wider, narrower or not at
+// all; each expected line is counted by hand.
+void TestTqinfo::tableAlignsWhatTerminalsShow_data()
+{
+    QTest::addColumn<QStringList>("paths");
+    QTest::addColumn<QVariantList>("values"); // of the one key "k"
+    QTest::addColumn<QString>("expected");
+
+    const QDateTime noon(QDate(2026, 1, 2), QTime(3, 4, 5, 6), QTimeZone(3600));
+    QTest::newRow("wide script, decomposed accent, controls")
+        << QStringList{u"/x"_s, u"/日本"_s, u"/e\u0301\n"_s, u"/a\tb\u0085"_s}
+        << QVariantList{true, noon, QVariant(), QSize(3, 2)}
+        << u"path   k\n/x     true\n/日本  2026-01-02T02:04:05.006Z\n/e\u0301?    -\n/a?b?  3x2\n"_s;
+    QTest::newRow("emoji, soft hyphen, lone surrogate")
+        << QStringList{u"/\U0001F600"_s, u"/a\u00ADb"_s, u"/"_s + QChar(0xD800)}
+        << QVariantList{u"x\u001By"_s, false, 12}
+        << u"path  k\n/\U0001F600   x?y\n/a\u00ADb   false\n/?    12\n"_s; // UTF-8 has no lone surrogate: Qt writes "?"
+}
+
+void TestTqinfo::tableAlignsWhatTerminalsShow()
+{
+    QFETCH(QStringList, paths);
+    QFETCH(QVariantList, values);
+    QFETCH(QString, expected);
+
+    TQInfo::Table table({u"k"_s});
+    for (qsizetype i = 0; i < paths.size(); ++i)
+        table.append({paths.at(i), {values.at(i)}});
+    QCOMPARE(QString::fromUtf8(table.text()), expected);
 }
 
 QTEST_GUILESS_MAIN(TestTqinfo)

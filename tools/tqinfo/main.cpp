@@ -414,7 +414,7 @@ int main(int argc, char *argv[])
         TQSortDescriptor::sort(items, TQFile::sortDescriptorsForSortType(sortType, folderPriority,
                                                                           !parser.isSet(descendingOption)));
 
-    QList<TQInfo::Row> rows;
+    TQInfo::Table table(keys);
     for (const UWStandardFileRef &item : std::as_const(items)) {
         TQInfo::Row row{item->path(), {}};
         for (const QString &key : std::as_const(keys))
@@ -424,10 +424,10 @@ int main(int argc, char *argv[])
         if (json)
             write(stdout, TQInfo::jsonLine(keys, row) + '\n');
         else
-            rows.append(row);
+            table.append(row);
     }
     if (!json)
-        write(stdout, TQInfo::table(keys, rows));
+        table.write(stdout);
 
     if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
         reportError(QStringLiteral("cannot write the output"));

@@ -15,6 +15,7 @@
 #include <QSizeF>
 #include <QUrl>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -48,11 +49,21 @@ QJsonValue floatingValue(double value)
 
 // A file name may hold any byte but '/' and NUL; a newline or an escape sequence in a table
 // cell would break the row or play tricks on the terminal, so it shows as '?' the way ls does.
+// The control characters are the code points U+0000-001F and U+007F-009F, all in one code
+// unit each; a name without them (nearly every name) is returned without a copy.
+bool isControl(char16_t c)
+{
+    return c < 0x20 || (c >= 0x7F && c <= 0x9F);
+}
+
 QString printable(QString text)
 {
-    for (QChar &c : text) {
-        if (c.category() == QChar::Other_Control)
-            c = QLatin1Char('?');
+    const auto control = std::find_if(text.cbegin(), text.cend(), [](QChar c) { return isControl(c.unicode()); });
+    if (control == text.cend())
+        return text;
+    for (qsizetype i = control - text.cbegin(); i < text.size(); ++i) {
+        if (isControl(text.at(i).unicode()))
+            text[i] = QLatin1Char('?');
     }
     return text;
 }
@@ -202,7 +213,22 @@ QByteArray jsonLine(const QStringList &keys, const Row &row)
 
 QString cellText(const QVariant &value)
 {
+    // The values every listing shows, without the trip through JSON the rest takes.
     const int type = value.metaType().id();
+    switch (type) {
+    case QMetaType::UnknownType:
+        return QStringLiteral("-");
+    case QMetaType::Bool:
+        return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
+    case QMetaType::QString:
+        return printable(value.toString());
+    case QMetaType::QDateTime: {
+        const QDateTime date = value.toDateTime();
+        return date.isValid() ? printable(date.toUTC().toString(Qt::ISODateWithMs)) : QStringLiteral("-");
+    }
+    default:
+        break;
+    }
     if (type == QMetaType::QSize || type == QMetaType::QSizeF) {
         const QSizeF size = value.toSizeF();
         if (size.isValid()) {
@@ -224,8 +250,18 @@ QString cellText(const QVariant &value)
 
 int displayWidth(QStringView text)
 {
+    // ASCII takes one column a character, and most names are nothing else.
+    if (std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < 0x80; }))
+        return int(text.size());
     int width = 0;
-    for (const char32_t c : text.toUcs4()) {
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        // A surrogate without its partner counts as the replacement character, as in toUcs4().
+        char32_t c = text[i].unicode();
+        if (QChar::isHighSurrogate(c) && i + 1 < text.size() && text[i + 1].isLowSurrogate()) {
+            c = QChar::surrogateToUcs4(char16_t(c), text[i + 1].unicode());
+            ++i;
+        } else if (QChar::isSurrogate(c))
+            c = QChar::ReplacementCharacter;
         // Names copied from a Mac come decomposed: the accent is a mark of its own that takes
         // no column.
         switch (QChar::category(c)) {
@@ -240,35 +276,69 @@ int displayWidth(QStringView text)
     return width;
 }
 
-QByteArray table(const QStringList &keys, const QList<Row> &rows)
+Table::Table(const QStringList &keys)
+    : m_columns(keys.size() + 1)
+    , m_widths(size_t(m_columns), 0)
 {
-    QList<QStringList> lines;
-    lines.reserve(rows.size() + 1);
-    lines.append(QStringList{QStringLiteral("path")} + keys);
-    for (const Row &row : rows) {
-        QStringList cells{printable(row.path)};
-        for (qsizetype i = 0; i < keys.size(); ++i)
-            cells.append(cellText(row.values.value(i)));
-        lines.append(cells);
-    }
+    addCell(QStringLiteral("path"));
+    for (const QString &key : keys)
+        addCell(key);
+}
 
-    QList<int> widths(keys.size() + 1, 0);
-    for (const QStringList &cells : lines) {
-        for (qsizetype i = 0; i < cells.size(); ++i)
-            widths[i] = std::max(widths[i], displayWidth(cells.at(i)));
-    }
+void Table::addCell(const QString &text)
+{
+    const size_t column = m_ends.size() % size_t(m_columns);
+    const int width = displayWidth(text);
+    m_bytes += text.toUtf8();
+    m_ends.push_back(m_bytes.size());
+    m_cellWidths.push_back(width);
+    m_widths[column] = std::max(m_widths[column], width);
+}
 
-    QString text;
-    for (const QStringList &cells : lines) {
-        for (qsizetype i = 0; i < cells.size(); ++i) {
-            text += cells.at(i);
+void Table::append(const Row &row)
+{
+    addCell(printable(row.path));
+    for (qsizetype i = 1; i < m_columns; ++i)
+        addCell(cellText(row.values.value(i - 1)));
+}
+
+template <class Sink>
+void Table::print(Sink sink) const
+{
+    // Written in pieces of some tens of kilobytes: the whole text of a big folder would be
+    // as large again as the cells.
+    constexpr qsizetype pieceSize = 64 * 1024;
+    QByteArray piece;
+    piece.reserve(pieceSize + 4096);
+    qsizetype start = 0;
+    for (size_t cell = 0; cell < m_ends.size();) {
+        for (qsizetype column = 0; column < m_columns; ++column, ++cell) {
+            piece.append(m_bytes.constData() + start, m_ends[cell] - start);
+            start = m_ends[cell];
             // The last column is not padded, so no line ends in blanks.
-            if (i + 1 < cells.size())
-                text += QString(widths.at(i) - displayWidth(cells.at(i)) + 2, QLatin1Char(' '));
+            if (column + 1 < m_columns)
+                piece.append(m_widths[size_t(column)] - m_cellWidths[cell] + 2, ' ');
         }
-        text += QLatin1Char('\n');
+        piece.append('\n');
+        if (piece.size() >= pieceSize) {
+            sink(piece);
+            piece.truncate(0);
+        }
     }
-    return text.toUtf8();
+    if (!piece.isEmpty())
+        sink(piece);
+}
+
+void Table::write(FILE *stream) const
+{
+    print([stream](const QByteArray &piece) { std::fwrite(piece.constData(), 1, size_t(piece.size()), stream); });
+}
+
+QByteArray Table::text() const
+{
+    QByteArray all;
+    print([&all](const QByteArray &piece) { all += piece; });
+    return all;
 }
 
 } // namespace TQInfo
