@@ -148,6 +148,7 @@ void TestStringUtilities::isInDirectory_data()
     QTest::newRow("a similar folder name is another folder") << u"/x/yz/a.jpg"_s << u"/x/y"_s << false;
     QTest::newRow("a tilde in the folder is the home folder") << QDir::homePath() + u"/a.jpg"_s << u"~"_s << true;
     QTest::newRow("a top-level entry is in the root") << u"/etc"_s << u"/"_s << true;
+    QTest::newRow("the root is in no folder, not even one named by nothing") << u"/"_s << QString() << false;
 }
 
 void TestStringUtilities::isInDirectory()
