@@ -205,13 +205,7 @@ private slots:
         QCOMPARE(matrix()->grab().toImage(), before);
     }
 
-    void clickPicksAndCloses_data()
-    {
-        QTest::addColumn<int>("column");
-        QTest::newRow("no label") << 0;
-        QTest::newRow("orange") << 2;
-        QTest::newRow("gray") << 7;
-    }
+    void clickPicksAndCloses_data() { hoverBoxesAndNames_data(); }
     void clickPicksAndCloses()
     {
         QFETCH(int, column);
