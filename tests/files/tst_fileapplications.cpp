@@ -2,11 +2,10 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "TQFile.h"
+#include "TQTestDesktop.h"
 
-#include <QDir>
 #include <QFile>
 #include <QImage>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -24,26 +23,14 @@ private slots:
 private:
     QTemporaryDir m_root;
     QString path(const QString &relative) const { return m_root.filePath(relative); }
-    bool write(const QString &relative, const QByteArray &contents)
-    {
-        QFile file(path(relative));
-        return file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size();
-    }
+    bool write(const QString &relative, const QByteArray &contents) { return writeWholeFile(path(relative), contents); }
 };
 
 void TestFileApplications::initTestCase()
 {
     QVERIFY(m_root.isValid());
-    const QString mimeCache = QStandardPaths::locate(QStandardPaths::GenericDataLocation, QStringLiteral("mime/mime.cache"));
-    QVERIFY2(!mimeCache.isEmpty(), "the shared MIME database (shared-mime-info) is needed");
-    for (const char *dir : {"data/applications", "config", "system-data", "system-config", "gio-modules", "files"})
-        QVERIFY(QDir(m_root.path()).mkpath(QString::fromLatin1(dir)));
-    QVERIFY(QFile::link(QFileInfo(mimeCache).path(), path(QStringLiteral("system-data/mime"))));
-    qputenv("XDG_DATA_HOME", path(QStringLiteral("data")).toUtf8());
-    qputenv("XDG_CONFIG_HOME", path(QStringLiteral("config")).toUtf8());
-    qputenv("XDG_DATA_DIRS", path(QStringLiteral("system-data")).toUtf8());
-    qputenv("XDG_CONFIG_DIRS", path(QStringLiteral("system-config")).toUtf8());
-    qputenv("GIO_MODULE_DIR", path(QStringLiteral("gio-modules")).toUtf8());
+    const QString problem = isolateTestDesktop(m_root.path());
+    QVERIFY2(problem.isEmpty(), qPrintable(problem));
     qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + path(QStringLiteral("no-bus")).toUtf8());
 
     QVERIFY(write(QStringLiteral("data/applications/org.example.Viewer.desktop"),
