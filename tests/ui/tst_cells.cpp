@@ -71,6 +71,14 @@ private:
         return map;
     }
 
+    // The cell reads a record's file, name and picture.
+    static void readRecords(TQIconAndFilenameCell &cell)
+    {
+        cell.setFileKeyPath(u"file"_s);
+        cell.setTextKeyPath(u"name"_s);
+        cell.setImageKeyPath(u"picture"_s);
+    }
+
 private slots:
     void init() { QTest::failOnWarning(QRegularExpression(u".*"_s)); }
 
@@ -179,9 +187,7 @@ private slots:
         model.appendRow(row);
         TQVerticalCenterTextCell text;
         TQIconAndFilenameCell cell;
-        cell.setFileKeyPath(u"file"_s);
-        cell.setTextKeyPath(u"name"_s);
-        cell.setImageKeyPath(u"picture"_s);
+        readRecords(cell);
         QStyleOptionViewItem option;
         option.font = knownFont();
 
@@ -317,11 +323,8 @@ private slots:
             model.appendRow(row);
         }
         TQIconAndFilenameCell cell, fresh;
-        for (TQIconAndFilenameCell *each : {&cell, &fresh}) {
-            each->setFileKeyPath(u"file"_s);
-            each->setTextKeyPath(u"name"_s);
-            each->setImageKeyPath(u"picture"_s);
-        }
+        readRecords(cell);
+        readRecords(fresh);
         // What a link's row leaves in the cell must not show in the next row.
         paintedRow(cell, model.index(0, 0), QSize(120, 20));
         const QImage image = paintedRow(cell, model.index(1, 0), QSize(120, 20));
@@ -354,11 +357,8 @@ private slots:
         model.appendRow(row);
         auto *fileNameCell = fileCell ? new TQIconAndFilenameCell : nullptr;
         TQVerticalCenterTextCell *cell = fileNameCell ? fileNameCell : new TQVerticalCenterTextCell;
-        if (fileNameCell) {
-            fileNameCell->setFileKeyPath(u"file"_s);
-            fileNameCell->setTextKeyPath(u"name"_s);
-            fileNameCell->setImageKeyPath(u"picture"_s);
-        }
+        if (fileNameCell)
+            readRecords(*fileNameCell);
         QListView view;
         cell->setParent(&view);
         view.setItemDelegate(cell);
