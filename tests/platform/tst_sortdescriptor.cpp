@@ -35,151 +35,146 @@ class TestSortDescriptor : public QObject
     Q_OBJECT
 
 private slots:
-    void sortsRowsByKeyPaths_data();
-    void sortsRowsByKeyPaths();
-    void anyComparatorKeepsEveryElement();
-    void predicates_data();
-    void predicates();
-    void malformedFormats_data();
-    void malformedFormats();
-};
+    void sortsRowsByKeyPaths_data()
+    {
+        QTest::addColumn<QList<QVariantMap>>("items");
+        QTest::addColumn<QList<TQSortDescriptor>>("descriptors");
+        QTest::addColumn<QList<int>>("expected");
 
-void TestSortDescriptor::sortsRowsByKeyPaths_data()
-{
-    QTest::addColumn<QList<QVariantMap>>("items");
-    QTest::addColumn<QList<TQSortDescriptor>>("descriptors");
-    QTest::addColumn<QList<int>>("expected");
+        using C = TQSortDescriptor::Comparison;
+        const auto sizes = [](std::initializer_list<QVariant> values) {
+            QList<QVariantMap> items;
+            for (const QVariant &value : values)
+                items.append({{u"size"_s, value}, {u"name"_s, u"n%1"_s.arg(items.size())}});
+            return items;
+        };
+        QTest::newRow("numbers ascending") << sizes({30, 10, 20}) << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 2, 0};
+        QTest::newRow("numbers descending") << sizes({30, 10, 20}) << QList{TQSortDescriptor(u"item.size"_s, false)} << QList{0, 2, 1};
+        QTest::newRow("integers and reals compare by value")
+            << sizes({2.5, qint64(2), 3u, 1e10}) << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 0, 2, 3};
+        QTest::newRow("sizes beyond 2^53 keep their order")
+            << sizes({qint64(1) << 60, (qint64(1) << 60) + 1, qint64(1) << 60})
+            << QList{TQSortDescriptor(u"item.size"_s, false)} << QList{1, 0, 2};
+        constexpr qint64 largest = std::numeric_limits<qint64>::max(); // as a double, both it and one less are 2^63
+        QTest::newRow("unsigned sizes up to 2^63 - 1 stay whole")
+            << sizes({quint64(largest), largest - 1}) << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 0};
+        const QDateTime t(QDate(2026, 11, 21), QTime(5, 0), Qt::UTC);
+        QTest::newRow("dates by time") << sizes({t, t.addSecs(-60), t.addMSecs(1)})
+                                       << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 0, 2};
+        QTest::newRow("missing values first ascending, last descending")
+            << sizes({5, QVariant(), 1, QDateTime(), qQNaN()}) << QList{TQSortDescriptor(u"item.size"_s, false)}
+            << QList{0, 2, 1, 3, 4};
+        QTest::newRow("equal values keep their order") << sizes({1, 0, 1, 0, 1})
+                                                        << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 3, 0, 2, 4};
+        QTest::newRow("texts in natural order by code units")
+            << sizes({u"b"_s, u"B"_s, u"a10"_s, u"a9"_s}) << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 2, 3, 0};
+        QTest::newRow("texts in name order")
+            << sizes({u"b"_s, u"B"_s, u"a10"_s, u"a9"_s}) << QList{TQSortDescriptor(u"item.size"_s, true, C::NameOrder)}
+            << QList{3, 2, 0, 1};
+        QTest::newRow("the second key breaks ties of the first, in its own direction")
+            << sizes({1, 2, 1, 2})
+            << QList{TQSortDescriptor(u"item.size"_s, true), TQSortDescriptor(u"item.name"_s, false, C::NameOrder)}
+            << QList{2, 0, 3, 1};
+        QTest::newRow("a path that leads nowhere leaves the order")
+            << sizes({3, 1, 2}) << QList{TQSortDescriptor(u"item.size.deeper"_s, true)} << QList{0, 1, 2};
+        QTest::newRow("no descriptors leave the order") << sizes({3, 1, 2}) << QList<TQSortDescriptor>() << QList{0, 1, 2};
+    }
 
-    using C = TQSortDescriptor::Comparison;
-    const auto sizes = [](std::initializer_list<QVariant> values) {
+    void sortsRowsByKeyPaths()
+    {
+        QFETCH(QList<QVariantMap>, items);
+        QFETCH(QList<TQSortDescriptor>, descriptors);
+        QFETCH(QList<int>, expected);
+
+        QVariantList list = rows(items);
+        TQSortDescriptor::sort(list, descriptors);
+        QCOMPARE(positions(list), expected);
+        // Sorting in pairs agrees with sorting the list.
+        for (qsizetype i = 1; i < list.size(); ++i)
+            QVERIFY(TQSortDescriptor::compareObject(descriptors, list.at(i - 1), list.at(i)) <= 0);
+    }
+
+    void anyComparatorKeepsEveryElement()
+    {
         QList<QVariantMap> items;
-        for (const QVariant &value : values)
-            items.append({{u"size"_s, value}, {u"name"_s, u"n%1"_s.arg(items.size())}});
-        return items;
-    };
-    QTest::newRow("numbers ascending") << sizes({30, 10, 20}) << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 2, 0};
-    QTest::newRow("numbers descending") << sizes({30, 10, 20}) << QList{TQSortDescriptor(u"item.size"_s, false)} << QList{0, 2, 1};
-    QTest::newRow("integers and reals compare by value")
-        << sizes({2.5, qint64(2), 3u, 1e10}) << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 0, 2, 3};
-    QTest::newRow("sizes beyond 2^53 keep their order")
-        << sizes({qint64(1) << 60, (qint64(1) << 60) + 1, qint64(1) << 60})
-        << QList{TQSortDescriptor(u"item.size"_s, false)} << QList{1, 0, 2};
-    const QDateTime t(QDate(2026, 11, 21), QTime(5, 0), Qt::UTC);
-    QTest::newRow("dates by time") << sizes({t, t.addSecs(-60), t.addMSecs(1)})
-                                   << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 0, 2};
-    QTest::newRow("missing values first ascending, last descending")
-        << sizes({5, QVariant(), 1, QDateTime(), qQNaN()}) << QList{TQSortDescriptor(u"item.size"_s, false)}
-        << QList{0, 2, 1, 3, 4};
-    QTest::newRow("equal values keep their order") << sizes({1, 0, 1, 0, 1})
-                                                    << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 3, 0, 2, 4};
-    QTest::newRow("texts in natural order by code units")
-        << sizes({u"b"_s, u"B"_s, u"a10"_s, u"a9"_s}) << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 2, 3, 0};
-    QTest::newRow("texts in name order")
-        << sizes({u"b"_s, u"B"_s, u"a10"_s, u"a9"_s}) << QList{TQSortDescriptor(u"item.size"_s, true, C::NameOrder)}
-        << QList{3, 2, 0, 1};
-    QTest::newRow("the second key breaks ties of the first, in its own direction")
-        << sizes({1, 2, 1, 2})
-        << QList{TQSortDescriptor(u"item.size"_s, true), TQSortDescriptor(u"item.name"_s, false, C::NameOrder)}
-        << QList{2, 0, 3, 1};
-    QTest::newRow("a path that leads nowhere leaves the order")
-        << sizes({3, 1, 2}) << QList{TQSortDescriptor(u"item.size.deeper"_s, true)} << QList{0, 1, 2};
-    QTest::newRow("no descriptors leave the order") << sizes({3, 1, 2}) << QList<TQSortDescriptor>() << QList{0, 1, 2};
-}
+        for (int i = 0; i < 2000; ++i)
+            items.append({{u"n"_s, i}});
+        int calls = 0;
+        const TQSortDescriptor coinFlip(u"item.n"_s, true, [&calls](const QVariant &, const QVariant &) {
+            return (++calls * 2654435761u) & 0x10000 ? 1 : -1;
+        });
+        QVariantList list = rows(items);
+        TQSortDescriptor::sort(list, {coinFlip});
+        QList<int> order = positions(list);
+        QVERIFY(calls > 0);
+        QVERIFY(order != positions(rows(items)));
+        std::sort(order.begin(), order.end());
+        QCOMPARE(order, positions(rows(items)));
+    }
 
-void TestSortDescriptor::sortsRowsByKeyPaths()
-{
-    QFETCH(QList<QVariantMap>, items);
-    QFETCH(QList<TQSortDescriptor>, descriptors);
-    QFETCH(QList<int>, expected);
+    void predicates_data()
+    {
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<QStringList>("keys");
+        QTest::addColumn<QString>("written");
+        QTest::addColumn<QList<bool>>("results"); // on a hidden file, a visible image, a visible folder
 
-    QVariantList list = rows(items);
-    TQSortDescriptor::sort(list, descriptors);
-    QCOMPARE(positions(list), expected);
-    // Sorting in pairs agrees with sorting the list.
-    for (qsizetype i = 1; i < list.size(); ++i)
-        QVERIFY(TQSortDescriptor::compareObject(descriptors, list.at(i - 1), list.at(i)) <= 0);
-}
+        QTest::newRow("one key") << u"%K == NO"_s << QStringList{u"item.hidden"_s} << u"item.hidden == NO"_s
+                                 << QList{false, true, true};
+        QTest::newRow("always") << u"TRUEPREDICATE"_s << QStringList() << u"TRUEPREDICATE"_s << QList{true, true, true};
+        QTest::newRow("and before or")
+            << u"(%K == NO) && ((%K == YES) || (%K == YES))"_s << QStringList{u"item.hidden"_s, u"item.image"_s, u"item.folder"_s}
+            << u"item.hidden == NO AND (item.image == YES OR item.folder == YES)"_s << QList{false, true, true};
+        QTest::newRow("words, negation, numbers, texts")
+            << u"not item.hidden = true and (item.size != 0 or item.name == \"a \\\"b\\\"\")"_s << QStringList()
+            << u"NOT item.hidden == YES AND (item.size != 0 OR item.name == \"a \\\"b\\\"\")"_s << QList{false, true, true};
+        QTest::newRow("a missing value equals nothing") << u"item.missing == NO"_s << QStringList()
+                                                        << u"item.missing == NO"_s << QList{false, false, false};
+    }
 
-void TestSortDescriptor::anyComparatorKeepsEveryElement()
-{
-    QList<QVariantMap> items;
-    for (int i = 0; i < 2000; ++i)
-        items.append({{u"n"_s, i}});
-    int calls = 0;
-    const TQSortDescriptor coinFlip(u"item.n"_s, true, [&calls](const QVariant &, const QVariant &) {
-        return (++calls * 2654435761u) & 0x10000 ? 1 : -1;
-    });
-    QVariantList list = rows(items);
-    TQSortDescriptor::sort(list, {coinFlip});
-    QList<int> order = positions(list);
-    QVERIFY(calls > 0);
-    QVERIFY(order != positions(rows(items)));
-    std::sort(order.begin(), order.end());
-    QCOMPARE(order, positions(rows(items)));
-}
+    void predicates()
+    {
+        QFETCH(QString, format);
+        QFETCH(QStringList, keys);
+        QFETCH(QString, written);
+        QFETCH(QList<bool>, results);
 
-void TestSortDescriptor::predicates_data()
-{
-    QTest::addColumn<QString>("format");
-    QTest::addColumn<QStringList>("keys");
-    QTest::addColumn<QString>("written");
-    QTest::addColumn<QList<bool>>("results"); // on a hidden file, a visible image, a visible folder
+        const QList<QVariantMap> items = {
+            {{u"hidden"_s, true}, {u"image"_s, false}, {u"folder"_s, false}, {u"size"_s, 0}, {u"name"_s, u"x"_s}},
+            {{u"hidden"_s, false}, {u"image"_s, true}, {u"folder"_s, false}, {u"size"_s, 12}, {u"name"_s, u"y"_s}},
+            {{u"hidden"_s, false}, {u"image"_s, false}, {u"folder"_s, true}, {u"size"_s, 0}, {u"name"_s, u"a \"b\""_s}},
+        };
+        const std::optional<TQPredicate> predicate = TQPredicate::predicateWithFormat(format, keys);
+        QVERIFY(predicate);
+        QCOMPARE(predicate->predicateFormat(), written);
+        QCOMPARE(TQPredicate::predicateWithFormat(written), predicate);
+        const QVariantList list = rows(items);
+        for (qsizetype i = 0; i < list.size(); ++i)
+            QCOMPARE(predicate->evaluateWithObject(list.at(i)), results.at(i));
+    }
 
-    QTest::newRow("one key") << u"%K == NO"_s << QStringList{u"item.hidden"_s} << u"item.hidden == NO"_s
-                             << QList{false, true, true};
-    QTest::newRow("always") << u"TRUEPREDICATE"_s << QStringList() << u"TRUEPREDICATE"_s << QList{true, true, true};
-    QTest::newRow("and before or")
-        << u"(%K == NO) && ((%K == YES) || (%K == YES))"_s << QStringList{u"item.hidden"_s, u"item.image"_s, u"item.folder"_s}
-        << u"item.hidden == NO AND (item.image == YES OR item.folder == YES)"_s << QList{false, true, true};
-    QTest::newRow("words, negation, numbers, texts")
-        << u"not item.hidden = true and (item.size != 0 or item.name == \"a \\\"b\\\"\")"_s << QStringList()
-        << u"NOT item.hidden == YES AND (item.size != 0 OR item.name == \"a \\\"b\\\"\")"_s << QList{false, true, true};
-    QTest::newRow("a missing value equals nothing") << u"item.missing == NO"_s << QStringList()
-                                                    << u"item.missing == NO"_s << QList{false, false, false};
-}
+    void malformedFormats_data()
+    {
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<QStringList>("keys");
 
-void TestSortDescriptor::predicates()
-{
-    QFETCH(QString, format);
-    QFETCH(QStringList, keys);
-    QFETCH(QString, written);
-    QFETCH(QList<bool>, results);
+        QTest::newRow("empty") << QString() << QStringList();
+        QTest::newRow("no value") << u"%K =="_s << QStringList{u"a"_s};
+        QTest::newRow("unclosed") << u"(a == YES"_s << QStringList();
+        QTest::newRow("a place without a key") << u"%K == YES"_s << QStringList();
+        QTest::newRow("a key without a place") << u"a == YES"_s << QStringList{u"b"_s};
+        QTest::newRow("trailing text") << u"a == YES b"_s << QStringList();
+        QTest::newRow("unterminated text") << u"a == \"b"_s << QStringList();
+    }
 
-    const QList<QVariantMap> items = {
-        {{u"hidden"_s, true}, {u"image"_s, false}, {u"folder"_s, false}, {u"size"_s, 0}, {u"name"_s, u"x"_s}},
-        {{u"hidden"_s, false}, {u"image"_s, true}, {u"folder"_s, false}, {u"size"_s, 12}, {u"name"_s, u"y"_s}},
-        {{u"hidden"_s, false}, {u"image"_s, false}, {u"folder"_s, true}, {u"size"_s, 0}, {u"name"_s, u"a \"b\""_s}},
-    };
-    const std::optional<TQPredicate> predicate = TQPredicate::predicateWithFormat(format, keys);
-    QVERIFY(predicate);
-    QCOMPARE(predicate->predicateFormat(), written);
-    QCOMPARE(TQPredicate::predicateWithFormat(written), predicate);
-    const QVariantList list = rows(items);
-    for (qsizetype i = 0; i < list.size(); ++i)
-        QCOMPARE(predicate->evaluateWithObject(list.at(i)), results.at(i));
-}
-
-void TestSortDescriptor::malformedFormats_data()
-{
-    QTest::addColumn<QString>("format");
-    QTest::addColumn<QStringList>("keys");
-
-    QTest::newRow("empty") << QString() << QStringList();
-    QTest::newRow("no value") << u"%K =="_s << QStringList{u"a"_s};
-    QTest::newRow("unclosed") << u"(a == YES"_s << QStringList();
-    QTest::newRow("a place without a key") << u"%K == YES"_s << QStringList();
-    QTest::newRow("a key without a place") << u"a == YES"_s << QStringList{u"b"_s};
-    QTest::newRow("trailing text") << u"a == YES b"_s << QStringList();
-    QTest::newRow("unterminated text") << u"a == \"b"_s << QStringList();
-}
-
-void TestSortDescriptor::malformedFormats()
-{
-    QFETCH(QString, format);
-    QFETCH(QStringList, keys);
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^Cannot read the predicate"_s));
-    QVERIFY(!TQPredicate::predicateWithFormat(format, keys));
-}
+    void malformedFormats()
+    {
+        QFETCH(QString, format);
+        QFETCH(QStringList, keys);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^Cannot read the predicate"_s));
+        QVERIFY(!TQPredicate::predicateWithFormat(format, keys));
+    }
+};
 
 QTEST_GUILESS_MAIN(TestSortDescriptor)
 #include "tst_sortdescriptor.moc"
