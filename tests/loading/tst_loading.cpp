@@ -151,22 +151,377 @@ class TestLoading : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void cleanup() { drain(); }
-    void thumbnailerSplitsFilesIntoContiguousRuns_data();
-    void thumbnailerSplitsFilesIntoContiguousRuns();
-    void deliversEachFileInOrderNamingTheNext_data();
-    void deliversEachFileInOrderNamingTheNext();
-    void thumbnailerStopsWhenToldTo_data();
-    void thumbnailerStopsWhenToldTo();
-    void thumbnailerPassesFilesOfAStoppedOperationOn_data();
-    void thumbnailerPassesFilesOfAStoppedOperationOn();
-    void imageLoaderAddsWhileBusy_data();
-    void imageLoaderAddsWhileBusy();
-    void loadersDropResultsOfACancelledOperation_data();
-    void loadersDropResultsOfACancelledOperation();
-    void infoLoaderCountsSkippedFilesUntilTaken();
-    void survivesRandomCancellationUnderLoad();
+
+    void initTestCase()
+    {
+        // File items announce every non-image they are asked about; the loaders ask about many.
+        QLoggingCategory::setFilterRules(u"tqkit.files.info=false"_s);
+        QVERIFY(m_dir.isValid());
+        // Thumbnails made here must not land in the user's shared thumbnail cache.
+        qputenv("XDG_CACHE_HOME", QFile::encodeName(m_dir.filePath(u"cache"_s)));
+        const QList<TQSampleData::Sample> samples = TQSampleData::writeSamples(m_dir.path());
+        QVERIFY(!samples.isEmpty());
+        QHash<QString, QVariantMap> facts;
+        for (const TQSampleData::Sample &sample : samples) {
+            facts.insert(sample.relativePath, sample.expected);
+            if (sample.kind == u"image" || sample.kind == u"text")
+                (sample.kind == u"image" ? m_pictures : m_others).append(sample.relativePath);
+        }
+        QVERIFY(QFile::copy(m_dir.filePath(m_pictures.constFirst()), m_dir.filePath(u"unreadable.jpg"_s)));
+        QVERIFY(QFile::setPermissions(m_dir.filePath(u"unreadable.jpg"_s), {})); // unreadable even to root
+        m_mixed = m_pictures + m_others
+            + QStringList{u"lying/photo.jpg"_s, u"links/link-to-photo.jpg"_s, u"links/dangling.jpg"_s,
+                          u"unreadable.jpg"_s};
+        for (const QString &path : std::as_const(m_mixed)) {
+            QVariantMap fact = facts.value(path);
+            if (fact.contains(u"resolvesTo"_s))
+                fact = facts.value(fact.value(u"resolvesTo"_s).toString());
+            if (fact.contains(u"width"_s))
+                m_stored.insert(path, QSize(fact.value(u"width"_s).toInt(), fact.value(u"height"_s).toInt()));
+        }
+    }
+
+    void thumbnailerSplitsFilesIntoContiguousRuns_data()
+    {
+        QTest::addColumn<int>("processors");
+        QTest::addColumn<QList<int>>("adds"); // the file counts of successive calls
+        QTest::addColumn<int>("maxProcesses");
+        QTest::addColumn<QList<int>>("runs"); // the queue lengths of the operations started
+
+        const auto row = [](int files, int processors, const QList<int> &runs) {
+            QTest::addRow("%d files over %d processors", files, processors)
+                << processors << QList<int>{files} << (processors < 5 ? processors : 4) << runs;
+        };
+        row(0, 4, {});
+        row(3, 2, {2, 1});
+        row(3, 4, {1, 1, 1});
+        row(9, 4, {3, 2, 2, 2});
+        row(10, 2, {5, 5});
+        row(10, 8, {3, 3, 2, 2});
+        QTest::newRow("A second call starts operations of its own")
+            << 4 << QList<int>{10, 3} << 4 << QList<int>{3, 3, 2, 2, 1, 1, 1};
+    }
+
+    void thumbnailerSplitsFilesIntoContiguousRuns()
+    {
+        QFETCH(int, processors);
+        QFETCH(QList<int>, adds);
+        QFETCH(int, maxProcesses);
+        QFETCH(QList<int>, runs);
+
+        TQAsyncQuicklookThumbnailer thumbnailer;
+        thumbnailer.setProcessorCount(processors);
+        thumbnailer.setSize({40, 30});
+        thumbnailer.setRunLoopModes({u"tracking"_s});
+        QCOMPARE(thumbnailer.maxProcesses(), 0); // not set up before the first call
+        QCOMPARE(TQAsyncQuicklookThumbnailer().size(), QSizeF(0, 0)); // never set: not the operation's own
+
+        const PoolGate gate;
+        QList<UWStandardFileRef> files;
+        for (int count : adds) {
+            const QList<UWStandardFileRef> added = items(QList<QString>(count, u"missing"_s));
+            thumbnailer.addFilesToQueue(added);
+            files += added;
+        }
+        thumbnailer.setProcessorCount(1); // too late: the first call fixed it
+        QCOMPARE(thumbnailer.maxProcesses(), maxProcesses);
+
+        QList<int> lengths;
+        QList<UWStandardFileRef> queued;
+        for (const auto &operation : thumbnailer.operations()) {
+            lengths.append(int(operation->queueCount()));
+            queued += operation->queue();
+            QCOMPARE(operation->size(), thumbnailer.size());
+            QCOMPARE(operation->runLoopModes(), thumbnailer.runLoopModes());
+        }
+        QCOMPARE(lengths, runs);
+        QCOMPARE(queued, files); // contiguous runs, in order, none twice
+        QCOMPARE(thumbnailer.countLeft(), files.size());
+
+        thumbnailer.cancel();
+        QCOMPARE(thumbnailer.countLeft(), qsizetype(0));
+        QVERIFY(thumbnailer.operations().isEmpty());
+        QCOMPARE(thumbnailer.maxProcesses(), maxProcesses); // still set up
+    }
+
+    void deliversEachFileInOrderNamingTheNext_data()
+    {
+        QTest::addColumn<QString>("owner");
+        QTest::addColumn<QSizeF>("size"); // of thumbnails
+
+        QTest::newRow("Thumbnails within the size") << "thumbnailer" << QSizeF(32, 24);
+        QTest::newRow("No thumbnails for a size never set") << "thumbnailer" << QSizeF();
+        QTest::newRow("Images as stored") << "image loader" << QSizeF();
+        QTest::newRow("Properties of images only, then the final call") << "info loader" << QSizeF();
+    }
+
+    void deliversEachFileInOrderNamingTheNext()
+    {
+        QFETCH(QString, owner);
+        QFETCH(QSizeF, size);
+
+        Rig rig; // one worker: the order is the queue's
+        if (size.isValid())
+            rig.thumbnailer.setSize(size);
+        const QList<UWStandardFileRef> files = items(m_mixed);
+        rig.add(owner, files);
+        QTRY_VERIFY(rig.idle());
+
+        const bool info = owner == u"info loader";
+        if (info) {
+            const Call last = rig.calls.takeLast();
+            QVERIFY(!last.file && !last.next && !last.info);
+        }
+        QList<UWStandardFileRef> expected;
+        for (qsizetype i = 0; i < files.size(); ++i) {
+            // The info loader skips what is not an image; the unreadable picture is one by name.
+            if (!info || m_stored.contains(m_mixed.at(i)) || m_mixed.at(i) == u"unreadable.jpg")
+                expected.append(files.at(i));
+        }
+        QCOMPARE(rig.files(), expected);
+        for (qsizetype i = 0; i < rig.calls.size(); ++i) {
+            const Call &call = rig.calls.at(i);
+            const QString path = m_mixed.at(files.indexOf(call.file));
+            const QSize stored = m_stored.value(path, QSize(0, 0)); // a null image's size
+            QCOMPARE(call.owner, owner == u"thumbnailer" ? static_cast<QObject *>(&rig.thumbnailer)
+                                 : info                  ? static_cast<QObject *>(&rig.infos)
+                                                         : &rig.images);
+            if (!info) // the info loader's next may be a file it will skip
+                QCOMPARE(call.next, i + 1 < rig.calls.size() ? rig.calls.at(i + 1).file : nullptr);
+            if (owner == u"thumbnailer") {
+                QVERIFY2(call.image.isNull() == (stored.isEmpty() || size.isEmpty()), qPrintable(path));
+                QVERIFY(call.image.isNull() || QSizeF(call.image.size()).boundedTo(size) == call.image.size());
+            } else if (!info) {
+                QVERIFY2(call.image.size() == stored, qPrintable(path));
+            } else {
+                QVERIFY2(call.info.has_value() == !stored.isEmpty(), qPrintable(path));
+                QCOMPARE(call.info.value_or(QVariantMap()).value(u"PixelWidth"_s).toInt(), stored.width());
+            }
+        }
+    }
+
+    void thumbnailerStopsWhenToldTo_data()
+    {
+        QTest::addColumn<QString>("action");
+        QTest::addColumn<bool>("insideTheCall"); // or with every result made but not yet delivered
+
+        QTest::newRow("cancel() inside a call ends even the batch") << "cancel" << true;
+        QTest::newRow("clearQueue() inside a call ends even the batch") << "clearQueue" << true;
+        QTest::newRow("cancel() with results on their way") << "cancel" << false;
+        QTest::newRow("The thumbnailer destroyed inside a call") << "destroy the thumbnailer" << true;
+        QTest::newRow("The thumbnailer destroyed with results on their way") << "destroy the thumbnailer" << false;
+        QTest::newRow("The delegate destroyed inside its call") << "destroy the delegate" << true;
+        QTest::newRow("The delegate destroyed with results on their way") << "destroy the delegate" << false;
+    }
+
+    void thumbnailerStopsWhenToldTo()
+    {
+        QFETCH(QString, action);
+        QFETCH(bool, insideTheCall);
+
+        auto thumbnailer = std::make_unique<TQAsyncQuicklookThumbnailer>();
+        thumbnailer->setProcessorCount(2);
+        thumbnailer->setSize({16, 16});
+        QList<Call> calls;
+        auto recorder = std::make_unique<Recorder>(&calls);
+        thumbnailer->setDelegate(recorder.get());
+        qsizetype deliveredBefore = -1;
+        const auto act = [&] {
+            deliveredBefore = calls.size();
+            if (action == u"destroy the thumbnailer")
+                thumbnailer.reset();
+            else if (action == u"destroy the delegate")
+                recorder.reset();
+            else
+                action == u"clearQueue" ? thumbnailer->clearQueue() : thumbnailer->cancel();
+        };
+        recorder->afterCall = [&](const Call &) {
+            if (insideTheCall && deliveredBefore < 0)
+                act();
+        };
+
+        const QList<UWStandardFileRef> files = items(QList<QString>(200, m_pictures.first()));
+        thumbnailer->addFilesToQueue(files);
+        if (insideTheCall) {
+            QTRY_VERIFY(deliveredBefore >= 0);
+        } else {
+            // The main thread only waits: every result and completion is now queued for it.
+            for (const auto &operation : thumbnailer->operations())
+                QVERIFY(operation->waitForFinished(20000));
+            act();
+        }
+        drain();
+        QCOMPARE(calls.size(), deliveredBefore);
+        QVERIFY(deliveredBefore < files.size());
+        QVERIFY(!thumbnailer || (thumbnailer->countLeft() == 0 && thumbnailer->operations().isEmpty()));
+    }
+
+    void thumbnailerPassesFilesOfAStoppedOperationOn_data()
+    {
+        QTest::addColumn<bool>("cancelled");
+
+        QTest::newRow("Files left in an operation are queued again") << false;
+        QTest::newRow("A cancelled operation delivers and passes on nothing") << true;
+    }
+
+    void thumbnailerPassesFilesOfAStoppedOperationOn()
+    {
+        QFETCH(bool, cancelled);
+
+        Rig rig;
+        // An operation whose main() stopped after one file, as one ended by an exception does.
+        const QList<UWStandardFileRef> files = items(m_pictures.first(4));
+        const auto stopped = std::make_shared<TQQuicklookThumbnailOperation>();
+        stopped->setQueue(files.mid(1));
+        stopped->postResult({{}, files.first()});
+        if (cancelled)
+            stopped->cancel();
+        rig.thumbnailer.queuedObjectOperationComplete(stopped.get());
+        QTRY_VERIFY(rig.idle());
+
+        QCOMPARE(rig.files(), cancelled ? QList<UWStandardFileRef>() : files);
+        QVERIFY(cancelled || rig.calls.first().next == files.at(1)); // what the stopped one still held
+    }
+
+    void imageLoaderAddsWhileBusy_data()
+    {
+        QTest::addColumn<bool>("highPriority");
+
+        QTest::newRow("High-priority files come before those waiting") << true;
+        QTest::newRow("Other files come after those waiting") << false;
+    }
+
+    void imageLoaderAddsWhileBusy()
+    {
+        QFETCH(bool, highPriority);
+
+        Rig rig;
+        const QList<UWStandardFileRef> waiting = items(QList<QString>(150, m_pictures.first()));
+        const QList<UWStandardFileRef> added = items(m_pictures.first(3));
+        rig.images.addFilesToQueue(waiting);
+        rig.images.addFilesToQueue(added, highPriority);
+        QTRY_VERIFY(rig.idle());
+
+        // Whatever the worker had taken before the addition, the rest follows the rule.
+        const QList<UWStandardFileRef> delivered = rig.files();
+        const qsizetype taken = highPriority ? delivered.indexOf(added.first()) : waiting.size();
+        QVERIFY(taken >= 0 && (taken < waiting.size() || !highPriority)); // they did jump the queue
+        QCOMPARE(delivered, waiting.first(taken) + added + waiting.mid(taken));
+    }
+
+    void loadersDropResultsOfACancelledOperation_data()
+    {
+        QTest::addColumn<QString>("owner");
+
+        QTest::newRow("Image loader") << "image loader";
+        QTest::newRow("Info loader") << "info loader";
+    }
+
+    void loadersDropResultsOfACancelledOperation()
+    {
+        QFETCH(QString, owner);
+
+        Rig rig;
+        rig.add(owner, items(m_pictures));
+        const auto operation = owner == u"info loader" ? std::shared_ptr<const UWQueuedObjectOperation>(rig.infos.loadOperation())
+                                                       : rig.images.loadOperation();
+        QVERIFY(operation->waitForFinished(20000)); // its results now wait among the main thread's events
+        rig.cancel(owner);
+        QVERIFY(rig.idle());
+        const QList<UWStandardFileRef> fresh = items(m_pictures.first(2));
+        rig.add(owner, fresh);
+        QTRY_VERIFY(rig.idle());
+        drain();
+
+        QCOMPARE(rig.files(), fresh + QList<UWStandardFileRef>(owner == u"info loader", nullptr)); // + the final call
+    }
+
+    void infoLoaderCountsSkippedFilesUntilTaken()
+    {
+        Rig rig;
+        const QList<UWStandardFileRef> files =
+            items({m_others.at(0), m_pictures.at(0), m_others.at(1), m_pictures.at(1), m_others.at(2)});
+        PoolGate gate;
+        rig.infos.addFilesToQueue(files);
+        QCOMPARE(rig.infos.countLeft(), files.size());
+        rig.infos.removeFilesFromQueue({files.at(1)});
+        QCOMPARE(rig.infos.countLeft(), files.size() - 1);
+        gate.open();
+        QTRY_VERIFY(rig.idle());
+        QCOMPARE(rig.infos.countLeft(), qsizetype(0));
+        QCOMPARE(rig.files(), (QList<UWStandardFileRef>{files.at(3), nullptr}));
+    }
+
+    void survivesRandomCancellationUnderLoad()
+    {
+        // Each owner's files carry the owner's generation when added; cancelling starts a new one.
+        // A call for a file of an older generation or of another owner, or a second call for one
+        // file, is a fault. Fresh items for every add, kept alive so that no address is reused.
+        const QStringList names{u"thumbnailer"_s, u"image loader"_s, u"info loader"_s};
+        struct Owner
+        {
+            Rig rig{2};
+            int generation = 0;
+            QHash<const UWStandardFile *, int> addedIn;
+            QSet<const UWStandardFile *> delivered;
+        };
+        std::array<Owner, 3> owners;
+        QList<UWStandardFileRef> everything;
+        QStringList faults;
+        QRandomGenerator random(20260421);
+        const auto cancel = [&](int which) {
+            ++owners[which].generation;
+            owners[which].rig.cancel(names.at(which));
+        };
+        for (int which = 0; which < 3; ++which) {
+            owners[which].rig.thumbnailer.setSize({8, 8});
+            owners[which].rig.recorder.afterCall = [&, which](const Call &call) {
+                Owner &self = owners[which];
+                if (!call.file)
+                    return; // the info loader's final call
+                const auto added = self.addedIn.constFind(call.file.get());
+                if (added == self.addedIn.cend() || *added != self.generation || self.delivered.contains(call.file.get()))
+                    faults.append(names.at(which) + u": "_s + call.file->path());
+                self.delivered.insert(call.file.get());
+                if (random.bounded(100) == 0)
+                    cancel(which); // from inside the call
+            };
+        }
+
+        const QStringList sources = m_pictures.first(4) + m_others.first(4);
+        while (everything.size() < 2000) {
+            const int which = int(random.bounded(3));
+            Owner &owner = owners[which];
+            const int action = int(random.bounded(20));
+            if (action < 15) {
+                QStringList paths;
+                for (int i = int(random.bounded(10, 60)); i > 0; --i)
+                    paths.append(sources.at(random.bounded(int(sources.size()))));
+                const QList<UWStandardFileRef> files = items(paths);
+                for (const UWStandardFileRef &file : files)
+                    owner.addedIn.insert(file.get(), owner.generation);
+                everything += files;
+                owner.rig.add(names.at(which), files, random.bounded(2) == 1);
+            } else if (action < 17 || which == 0) {
+                cancel(which); // the thumbnailer's clearQueue() is cancel()
+            } else if (which == 1) {
+                owner.rig.images.removeFilesFromQueue(everything.mid(random.bounded(int(everything.size())), 20));
+            } else {
+                owner.rig.infos.clearQueue();
+            }
+            // Paced, so that deliveries and the next action interleave with the workers.
+            const QDeadlineTimer pause(3);
+            while (!pause.hasExpired())
+                QCoreApplication::processEvents();
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(owners[0].rig.idle() && owners[1].rig.idle() && owners[2].rig.idle(), 30000);
+        drain();
+
+        QVERIFY2(faults.isEmpty(), qPrintable(faults.join(u'\n')));
+        for (int which = 0; which < 3; ++which) // the run did something
+            QVERIFY2(!owners[which].delivered.isEmpty(), qPrintable(names.at(which)));
+    }
 
 private:
     // New items, one identity per entry even where paths repeat: an item is used by one
@@ -184,376 +539,6 @@ private:
     QStringList m_mixed;              // pictures, text, a lying name, links, an unreadable picture
     QHash<QString, QSize> m_stored;   // the stored size of what each of m_mixed shows, if a picture
 };
-
-void TestLoading::initTestCase()
-{
-    // File items announce every non-image they are asked about; the loaders ask about many.
-    QLoggingCategory::setFilterRules(u"tqkit.files.info=false"_s);
-    QVERIFY(m_dir.isValid());
-    // Thumbnails made here must not land in the user's shared thumbnail cache.
-    qputenv("XDG_CACHE_HOME", QFile::encodeName(m_dir.filePath(u"cache"_s)));
-    const QList<TQSampleData::Sample> samples = TQSampleData::writeSamples(m_dir.path());
-    QVERIFY(!samples.isEmpty());
-    QHash<QString, QVariantMap> facts;
-    for (const TQSampleData::Sample &sample : samples) {
-        facts.insert(sample.relativePath, sample.expected);
-        if (sample.kind == u"image" || sample.kind == u"text")
-            (sample.kind == u"image" ? m_pictures : m_others).append(sample.relativePath);
-    }
-    QVERIFY(QFile::copy(m_dir.filePath(m_pictures.constFirst()), m_dir.filePath(u"unreadable.jpg"_s)));
-    QVERIFY(QFile::setPermissions(m_dir.filePath(u"unreadable.jpg"_s), {})); // unreadable even to root
-    m_mixed = m_pictures + m_others
-        + QStringList{u"lying/photo.jpg"_s, u"links/link-to-photo.jpg"_s, u"links/dangling.jpg"_s,
-                      u"unreadable.jpg"_s};
-    for (const QString &path : std::as_const(m_mixed)) {
-        QVariantMap fact = facts.value(path);
-        if (fact.contains(u"resolvesTo"_s))
-            fact = facts.value(fact.value(u"resolvesTo"_s).toString());
-        if (fact.contains(u"width"_s))
-            m_stored.insert(path, QSize(fact.value(u"width"_s).toInt(), fact.value(u"height"_s).toInt()));
-    }
-}
-
-void TestLoading::thumbnailerSplitsFilesIntoContiguousRuns_data()
-{
-    QTest::addColumn<int>("processors");
-    QTest::addColumn<QList<int>>("adds"); // the file counts of successive calls
-    QTest::addColumn<int>("maxProcesses");
-    QTest::addColumn<QList<int>>("runs"); // the queue lengths of the operations started
-
-    const auto row = [](int files, int processors, const QList<int> &runs) {
-        QTest::addRow("%d files over %d processors", files, processors)
-            << processors << QList<int>{files} << (processors < 5 ? processors : 4) << runs;
-    };
-    row(0, 4, {});
-    row(3, 2, {2, 1});
-    row(3, 4, {1, 1, 1});
-    row(9, 4, {3, 2, 2, 2});
-    row(10, 2, {5, 5});
-    row(10, 8, {3, 3, 2, 2});
-    QTest::newRow("A second call starts operations of its own")
-        << 4 << QList<int>{10, 3} << 4 << QList<int>{3, 3, 2, 2, 1, 1, 1};
-}
-
-void TestLoading::thumbnailerSplitsFilesIntoContiguousRuns()
-{
-    QFETCH(int, processors);
-    QFETCH(QList<int>, adds);
-    QFETCH(int, maxProcesses);
-    QFETCH(QList<int>, runs);
-
-    TQAsyncQuicklookThumbnailer thumbnailer;
-    thumbnailer.setProcessorCount(processors);
-    thumbnailer.setSize({40, 30});
-    thumbnailer.setRunLoopModes({u"tracking"_s});
-    QCOMPARE(thumbnailer.maxProcesses(), 0); // not set up before the first call
-    QCOMPARE(TQAsyncQuicklookThumbnailer().size(), QSizeF(0, 0)); // never set: not the operation's own
-
-    const PoolGate gate;
-    QList<UWStandardFileRef> files;
-    for (int count : adds) {
-        const QList<UWStandardFileRef> added = items(QList<QString>(count, u"missing"_s));
-        thumbnailer.addFilesToQueue(added);
-        files += added;
-    }
-    thumbnailer.setProcessorCount(1); // too late: the first call fixed it
-    QCOMPARE(thumbnailer.maxProcesses(), maxProcesses);
-
-    QList<int> lengths;
-    QList<UWStandardFileRef> queued;
-    for (const auto &operation : thumbnailer.operations()) {
-        lengths.append(int(operation->queueCount()));
-        queued += operation->queue();
-        QCOMPARE(operation->size(), thumbnailer.size());
-        QCOMPARE(operation->runLoopModes(), thumbnailer.runLoopModes());
-    }
-    QCOMPARE(lengths, runs);
-    QCOMPARE(queued, files); // contiguous runs, in order, none twice
-    QCOMPARE(thumbnailer.countLeft(), files.size());
-
-    thumbnailer.cancel();
-    QCOMPARE(thumbnailer.countLeft(), qsizetype(0));
-    QVERIFY(thumbnailer.operations().isEmpty());
-    QCOMPARE(thumbnailer.maxProcesses(), maxProcesses); // still set up
-}
-
-void TestLoading::deliversEachFileInOrderNamingTheNext_data()
-{
-    QTest::addColumn<QString>("owner");
-    QTest::addColumn<QSizeF>("size"); // of thumbnails
-
-    QTest::newRow("Thumbnails within the size") << "thumbnailer" << QSizeF(32, 24);
-    QTest::newRow("No thumbnails for a size never set") << "thumbnailer" << QSizeF();
-    QTest::newRow("Images as stored") << "image loader" << QSizeF();
-    QTest::newRow("Properties of images only, then the final call") << "info loader" << QSizeF();
-}
-
-void TestLoading::deliversEachFileInOrderNamingTheNext()
-{
-    QFETCH(QString, owner);
-    QFETCH(QSizeF, size);
-
-    Rig rig; // one worker: the order is the queue's
-    if (size.isValid())
-        rig.thumbnailer.setSize(size);
-    const QList<UWStandardFileRef> files = items(m_mixed);
-    rig.add(owner, files);
-    QTRY_VERIFY(rig.idle());
-
-    const bool info = owner == u"info loader";
-    if (info) {
-        const Call last = rig.calls.takeLast();
-        QVERIFY(!last.file && !last.next && !last.info);
-    }
-    QList<UWStandardFileRef> expected;
-    for (qsizetype i = 0; i < files.size(); ++i) {
-        // The info loader skips what is not an image; the unreadable picture is one by name.
-        if (!info || m_stored.contains(m_mixed.at(i)) || m_mixed.at(i) == u"unreadable.jpg")
-            expected.append(files.at(i));
-    }
-    QCOMPARE(rig.files(), expected);
-    for (qsizetype i = 0; i < rig.calls.size(); ++i) {
-        const Call &call = rig.calls.at(i);
-        const QString path = m_mixed.at(files.indexOf(call.file));
-        const QSize stored = m_stored.value(path, QSize(0, 0)); // a null image's size
-        QCOMPARE(call.owner, owner == u"thumbnailer" ? static_cast<QObject *>(&rig.thumbnailer)
-                             : info                  ? static_cast<QObject *>(&rig.infos)
-                                                     : &rig.images);
-        if (!info) // the info loader's next may be a file it will skip
-            QCOMPARE(call.next, i + 1 < rig.calls.size() ? rig.calls.at(i + 1).file : nullptr);
-        if (owner == u"thumbnailer") {
-            QVERIFY2(call.image.isNull() == (stored.isEmpty() || size.isEmpty()), qPrintable(path));
-            QVERIFY(call.image.isNull() || QSizeF(call.image.size()).boundedTo(size) == call.image.size());
-        } else if (!info) {
-            QVERIFY2(call.image.size() == stored, qPrintable(path));
-        } else {
-            QVERIFY2(call.info.has_value() == !stored.isEmpty(), qPrintable(path));
-            QCOMPARE(call.info.value_or(QVariantMap()).value(u"PixelWidth"_s).toInt(), stored.width());
-        }
-    }
-}
-
-void TestLoading::thumbnailerStopsWhenToldTo_data()
-{
-    QTest::addColumn<QString>("action");
-    QTest::addColumn<bool>("insideTheCall"); // or with every result made but not yet delivered
-
-    QTest::newRow("cancel() inside a call ends even the batch") << "cancel" << true;
-    QTest::newRow("clearQueue() inside a call ends even the batch") << "clearQueue" << true;
-    QTest::newRow("cancel() with results on their way") << "cancel" << false;
-    QTest::newRow("The thumbnailer destroyed inside a call") << "destroy the thumbnailer" << true;
-    QTest::newRow("The thumbnailer destroyed with results on their way") << "destroy the thumbnailer" << false;
-    QTest::newRow("The delegate destroyed inside its call") << "destroy the delegate" << true;
-    QTest::newRow("The delegate destroyed with results on their way") << "destroy the delegate" << false;
-}
-
-void TestLoading::thumbnailerStopsWhenToldTo()
-{
-    QFETCH(QString, action);
-    QFETCH(bool, insideTheCall);
-
-    auto thumbnailer = std::make_unique<TQAsyncQuicklookThumbnailer>();
-    thumbnailer->setProcessorCount(2);
-    thumbnailer->setSize({16, 16});
-    QList<Call> calls;
-    auto recorder = std::make_unique<Recorder>(&calls);
-    thumbnailer->setDelegate(recorder.get());
-    qsizetype deliveredBefore = -1;
-    const auto act = [&] {
-        deliveredBefore = calls.size();
-        if (action == u"destroy the thumbnailer")
-            thumbnailer.reset();
-        else if (action == u"destroy the delegate")
-            recorder.reset();
-        else
-            action == u"clearQueue" ? thumbnailer->clearQueue() : thumbnailer->cancel();
-    };
-    recorder->afterCall = [&](const Call &) {
-        if (insideTheCall && deliveredBefore < 0)
-            act();
-    };
-
-    const QList<UWStandardFileRef> files = items(QList<QString>(200, m_pictures.first()));
-    thumbnailer->addFilesToQueue(files);
-    if (insideTheCall) {
-        QTRY_VERIFY(deliveredBefore >= 0);
-    } else {
-        // The main thread only waits: every result and completion is now queued for it.
-        for (const auto &operation : thumbnailer->operations())
-            QVERIFY(operation->waitForFinished(20000));
-        act();
-    }
-    drain();
-    QCOMPARE(calls.size(), deliveredBefore);
-    QVERIFY(deliveredBefore < files.size());
-    QVERIFY(!thumbnailer || (thumbnailer->countLeft() == 0 && thumbnailer->operations().isEmpty()));
-}
-
-void TestLoading::thumbnailerPassesFilesOfAStoppedOperationOn_data()
-{
-    QTest::addColumn<bool>("cancelled");
-
-    QTest::newRow("Files left in an operation are queued again") << false;
-    QTest::newRow("A cancelled operation delivers and passes on nothing") << true;
-}
-
-void TestLoading::thumbnailerPassesFilesOfAStoppedOperationOn()
-{
-    QFETCH(bool, cancelled);
-
-    Rig rig;
-    // An operation whose main() stopped after one file, as one ended by an exception does.
-    const QList<UWStandardFileRef> files = items(m_pictures.first(4));
-    const auto stopped = std::make_shared<TQQuicklookThumbnailOperation>();
-    stopped->setQueue(files.mid(1));
-    stopped->postResult({{}, files.first()});
-    if (cancelled)
-        stopped->cancel();
-    rig.thumbnailer.queuedObjectOperationComplete(stopped.get());
-    QTRY_VERIFY(rig.idle());
-
-    QCOMPARE(rig.files(), cancelled ? QList<UWStandardFileRef>() : files);
-    QVERIFY(cancelled || rig.calls.first().next == files.at(1)); // what the stopped one still held
-}
-
-void TestLoading::imageLoaderAddsWhileBusy_data()
-{
-    QTest::addColumn<bool>("highPriority");
-
-    QTest::newRow("High-priority files come before those waiting") << true;
-    QTest::newRow("Other files come after those waiting") << false;
-}
-
-void TestLoading::imageLoaderAddsWhileBusy()
-{
-    QFETCH(bool, highPriority);
-
-    Rig rig;
-    const QList<UWStandardFileRef> waiting = items(QList<QString>(150, m_pictures.first()));
-    const QList<UWStandardFileRef> added = items(m_pictures.first(3));
-    rig.images.addFilesToQueue(waiting);
-    rig.images.addFilesToQueue(added, highPriority);
-    QTRY_VERIFY(rig.idle());
-
-    // Whatever the worker had taken before the addition, the rest follows the rule.
-    const QList<UWStandardFileRef> delivered = rig.files();
-    const qsizetype taken = highPriority ? delivered.indexOf(added.first()) : waiting.size();
-    QVERIFY(taken >= 0 && (taken < waiting.size() || !highPriority)); // they did jump the queue
-    QCOMPARE(delivered, waiting.first(taken) + added + waiting.mid(taken));
-}
-
-void TestLoading::loadersDropResultsOfACancelledOperation_data()
-{
-    QTest::addColumn<QString>("owner");
-
-    QTest::newRow("Image loader") << "image loader";
-    QTest::newRow("Info loader") << "info loader";
-}
-
-void TestLoading::loadersDropResultsOfACancelledOperation()
-{
-    QFETCH(QString, owner);
-
-    Rig rig;
-    rig.add(owner, items(m_pictures));
-    const auto operation = owner == u"info loader" ? std::shared_ptr<const UWQueuedObjectOperation>(rig.infos.loadOperation())
-                                                   : rig.images.loadOperation();
-    QVERIFY(operation->waitForFinished(20000)); // its results now wait among the main thread's events
-    rig.cancel(owner);
-    QVERIFY(rig.idle());
-    const QList<UWStandardFileRef> fresh = items(m_pictures.first(2));
-    rig.add(owner, fresh);
-    QTRY_VERIFY(rig.idle());
-    drain();
-
-    QCOMPARE(rig.files(), fresh + QList<UWStandardFileRef>(owner == u"info loader", nullptr)); // + the final call
-}
-
-void TestLoading::infoLoaderCountsSkippedFilesUntilTaken()
-{
-    Rig rig;
-    const QList<UWStandardFileRef> files =
-        items({m_others.at(0), m_pictures.at(0), m_others.at(1), m_pictures.at(1), m_others.at(2)});
-    PoolGate gate;
-    rig.infos.addFilesToQueue(files);
-    QCOMPARE(rig.infos.countLeft(), files.size());
-    rig.infos.removeFilesFromQueue({files.at(1)});
-    QCOMPARE(rig.infos.countLeft(), files.size() - 1);
-    gate.open();
-    QTRY_VERIFY(rig.idle());
-    QCOMPARE(rig.infos.countLeft(), qsizetype(0));
-    QCOMPARE(rig.files(), (QList<UWStandardFileRef>{files.at(3), nullptr}));
-}
-
-void TestLoading::survivesRandomCancellationUnderLoad()
-{
-    // Each owner's files carry the owner's generation when added; cancelling starts a new one.
-    // A call for a file of an older generation or of another owner, or a second call for one
-    // file, is a fault. Fresh items for every add, kept alive so that no address is reused.
-    const QStringList names{u"thumbnailer"_s, u"image loader"_s, u"info loader"_s};
-    struct Owner
-    {
-        Rig rig{2};
-        int generation = 0;
-        QHash<const UWStandardFile *, int> addedIn;
-        QSet<const UWStandardFile *> delivered;
-    };
-    std::array<Owner, 3> owners;
-    QList<UWStandardFileRef> everything;
-    QStringList faults;
-    QRandomGenerator random(20260421);
-    const auto cancel = [&](int which) {
-        ++owners[which].generation;
-        owners[which].rig.cancel(names.at(which));
-    };
-    for (int which = 0; which < 3; ++which) {
-        owners[which].rig.thumbnailer.setSize({8, 8});
-        owners[which].rig.recorder.afterCall = [&, which](const Call &call) {
-            Owner &self = owners[which];
-            if (!call.file)
-                return; // the info loader's final call
-            const auto added = self.addedIn.constFind(call.file.get());
-            if (added == self.addedIn.cend() || *added != self.generation || self.delivered.contains(call.file.get()))
-                faults.append(names.at(which) + u": "_s + call.file->path());
-            self.delivered.insert(call.file.get());
-            if (random.bounded(100) == 0)
-                cancel(which); // from inside the call
-        };
-    }
-
-    const QStringList sources = m_pictures.first(4) + m_others.first(4);
-    while (everything.size() < 2000) {
-        const int which = int(random.bounded(3));
-        Owner &owner = owners[which];
-        const int action = int(random.bounded(20));
-        if (action < 15) {
-            QStringList paths;
-            for (int i = int(random.bounded(10, 60)); i > 0; --i)
-                paths.append(sources.at(random.bounded(int(sources.size()))));
-            const QList<UWStandardFileRef> files = items(paths);
-            for (const UWStandardFileRef &file : files)
-                owner.addedIn.insert(file.get(), owner.generation);
-            everything += files;
-            owner.rig.add(names.at(which), files, random.bounded(2) == 1);
-        } else if (action < 17 || which == 0) {
-            cancel(which); // the thumbnailer's clearQueue() is cancel()
-        } else if (which == 1) {
-            owner.rig.images.removeFilesFromQueue(everything.mid(random.bounded(int(everything.size())), 20));
-        } else {
-            owner.rig.infos.clearQueue();
-        }
-        // Paced, so that deliveries and the next action interleave with the workers.
-        const QDeadlineTimer pause(3);
-        while (!pause.hasExpired())
-            QCoreApplication::processEvents();
-    }
-    QTRY_VERIFY_WITH_TIMEOUT(owners[0].rig.idle() && owners[1].rig.idle() && owners[2].rig.idle(), 30000);
-    drain();
-
-    QVERIFY2(faults.isEmpty(), qPrintable(faults.join(u'\n')));
-    for (int which = 0; which < 3; ++which) // the run did something
-        QVERIFY2(!owners[which].delivered.isEmpty(), qPrintable(names.at(which)));
-}
 
 QTEST_GUILESS_MAIN(TestLoading)
 #include "tst_loading.moc"
