@@ -62,246 +62,236 @@ class TestStandardFile : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void itemsForFiles_data();
-    void itemsForFiles();
-    void datesComeFromTheFile();
-    void keysAnswerTheirValues();
-    void rejectsWhatIsNotALocalFile();
-    void pathsAreCleaned_data();
-    void pathsAreCleaned();
-    void finderLabelFromAttributes_data();
-    void finderLabelFromAttributes();
-    void specialFilesAreNotRead_data();
-    void specialFilesAreNotRead();
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        QImage image(8, 6, QImage::Format_RGB32);
+        image.fill(Qt::red);
+        QVERIFY(image.save(path("photo.jpg"), "JPEG"));
+        QVERIFY(QDir(m_dir.path()).mkdir(QStringLiteral("folder")));
+        for (const char *name : {".dotfile", "listed.txt", "notes.txt"}) {
+            QFile file(path(name));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("text\n");
+        }
+        QFile hidden(path(".hidden"));
+        QVERIFY(hidden.open(QIODevice::WriteOnly));
+        hidden.write("someone-else.txt\nlisted.txt\n");
+        hidden.close();
+
+        QVERIFY(QFile::link(QStringLiteral("photo.jpg"), path("link-to-photo")));
+        QVERIFY(QFile::link(QStringLiteral("link-to-photo"), path("link-to-link")));
+        QVERIFY(QFile::link(QStringLiteral("folder"), path("link-to-folder")));
+        QVERIFY(QFile::link(QStringLiteral("nowhere"), path("dangling")));
+        QVERIFY(QFile::link(QStringLiteral("loop-b"), path("loop-a")));
+        QVERIFY(QFile::link(QStringLiteral("loop-a"), path("loop-b")));
+    }
+
+    void itemsForFiles_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("uti");
+        QTest::addColumn<QString>("resolvedUTI");
+        QTest::addColumn<QString>("resolvesTo"); // name of the resolved file
+        QTest::addColumn<bool>("isDirectory");
+        QTest::addColumn<bool>("isInvisible");
+        QTest::addColumn<bool>("isRealFile");
+
+        QTest::newRow("a JPEG") << "photo.jpg" << "public.jpeg" << "public.jpeg" << "photo.jpg" << false << false << true;
+        QTest::newRow("a folder") << "folder" << "public.folder" << "public.folder" << "folder" << true << false << true;
+        QTest::newRow("a dot-file is invisible") << ".dotfile" << "public.plain-text" << "public.plain-text" << ".dotfile" << false << true << true;
+        QTest::newRow("a name listed in .hidden is invisible") << "listed.txt" << "public.plain-text" << "public.plain-text" << "listed.txt" << false << true << true;
+        QTest::newRow("a name not listed is visible") << "notes.txt" << "public.plain-text" << "public.plain-text" << "notes.txt" << false << false << true;
+        QTest::newRow("a link resolves to its target") << "link-to-photo" << "public.symlink" << "public.jpeg" << "photo.jpg" << false << false << false;
+        QTest::newRow("a chain of links resolves to its end") << "link-to-link" << "public.symlink" << "public.jpeg" << "photo.jpg" << false << false << false;
+        QTest::newRow("a link to a folder is not a folder") << "link-to-folder" << "public.symlink" << "public.folder" << "folder" << false << false << false;
+        QTest::newRow("a dangling link resolves to itself") << "dangling" << "public.symlink" << "public.symlink" << "dangling" << false << false << false;
+        QTest::newRow("a link loop resolves to itself") << "loop-a" << "public.symlink" << "public.symlink" << "loop-a" << false << false << false;
+        QTest::newRow("a missing file has no type") << "missing.jpg" << "" << "" << "missing.jpg" << false << false << false;
+    }
+
+    void itemsForFiles()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, uti);
+        QFETCH(QString, resolvedUTI);
+        QFETCH(QString, resolvesTo);
+        QFETCH(bool, isDirectory);
+        QFETCH(bool, isInvisible);
+        QFETCH(bool, isRealFile);
+
+        const UWStandardFileRef file = UWStandardFile::newFileForPath(m_dir.filePath(name));
+        QVERIFY(file);
+        QCOMPARE(file->displayName(), name);
+        QCOMPARE(file->path(), m_dir.filePath(name));
+        QCOMPARE(file->parentItem()->path(), m_dir.path());
+        QCOMPARE(file->URL(), QUrl::fromLocalFile(m_dir.filePath(name)));
+        QCOMPARE(file->uti(), uti);
+        QCOMPARE(file->resolvedUTI(), resolvedUTI);
+        QCOMPARE(file->resolvedURL(), QUrl::fromLocalFile(m_dir.filePath(resolvesTo)));
+        QCOMPARE(file->isDirectory(), isDirectory);
+        QCOMPARE(file->isBasicDirectory(), isDirectory);
+        QCOMPARE(file->isInvisible(), isInvisible);
+        QCOMPARE(file->isRealFile(), isRealFile);
+        QCOMPARE(file->isPlaceholder(), false);
+        QCOMPARE(file->kindString().isEmpty(), resolvedUTI.isEmpty());
+    }
+
+    void datesComeFromTheFile()
+    {
+        const QDateTime past = QDateTime(QDate(2001, 2, 3), QTime(4, 5, 6), Qt::UTC);
+        QFile file(path("notes.txt"));
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.setFileTime(past, QFileDevice::FileModificationTime));
+        file.close();
+
+        const UWStandardFileRef item = UWStandardFile::newFileForPath(file.fileName());
+        QCOMPARE(item->modificationDate(), past);
+        QCOMPARE(item->modificationDate().timeSpec(), Qt::UTC);
+        // Birth time, or the last status change where the file system keeps none: either way
+        // it is the moment this test made the file, not the modification date set above.
+        QVERIFY(item->creationDate().isValid());
+        QVERIFY(qAbs(item->creationDate().secsTo(QDateTime::currentDateTimeUtc())) < 3600);
+
+        const UWStandardFileRef missing = UWStandardFile::newFileForPath(path("missing"));
+        QVERIFY(!missing->exists());
+        QVERIFY(!missing->modificationDate().isValid());
+        QVERIFY(!missing->creationDate().isValid());
+    }
+
+    void keysAnswerTheirValues()
+    {
+        const UWStandardFileRef link = UWStandardFile::newFileForPath(path("link-to-photo"));
+        for (const QString &key : UWStandardFile::keys())
+            QVERIFY2(link->valueForKey(key).isValid(), qPrintable(key));
+        QCOMPARE(link->valueForKey(u"displayName"), QVariant(QStringLiteral("link-to-photo")));
+        QCOMPARE(link->valueForKey(u"resolvedUTI"), QVariant(QStringLiteral("public.jpeg")));
+        QCOMPARE(link->valueForKey(u"isRealFile"), QVariant(false));
+        QCOMPARE(link->valueForKey(u"modificationDate").typeId(), QMetaType::QDateTime);
+        QVERIFY(link->valueForKey(u"noSuchKey").isNull());
+
+        const UWStandardFileRef missing = UWStandardFile::newFileForPath(path("missing"));
+        QVERIFY(missing->valueForKey(u"modificationDate").isNull());
+    }
+
+    void rejectsWhatIsNotALocalFile()
+    {
+        QVERIFY(!UWStandardFile::newFileForURL(QUrl(QStringLiteral("https://example.com/a.jpg"))));
+        QVERIFY(!UWStandardFile::newFileForURL(QUrl()));
+        QVERIFY(!UWStandardFile::newFileForPath(QString()));
+        const UWStandardFileRef root = UWStandardFile::newFileForPath(QStringLiteral("/"));
+        QCOMPARE(root->displayName(), QStringLiteral("/"));
+        QCOMPARE(root->uti(), QStringLiteral("public.volume"));
+        QVERIFY(!root->parentItem());
+        QCOMPARE(UWStandardFile::newFileForPath(u"/tmp"_s)->parentItem()->path(), u"/"_s);
+    }
+
+    void pathsAreCleaned_data()
+    {
+        QTest::addColumn<QString>("written"); // after the temporary folder
+        QTest::addColumn<QString>("clean");
+        QTest::newRow("a step back") << "/folder/../photo.jpg" << "/photo.jpg";
+        QTest::newRow("a double slash") << "//photo.jpg" << "/photo.jpg";
+        QTest::newRow("a dot") << "/./photo.jpg" << "/photo.jpg";
+        QTest::newRow("a trailing slash") << "/folder/" << "/folder";
+        QTest::newRow("a trailing dot") << "/folder/." << "/folder";
+        QTest::newRow("a trailing step back") << "/folder/.." << "";
+        QTest::newRow("dots inside a name stay") << "/..photo.jpg." << "/..photo.jpg.";
+    }
+
+    void pathsAreCleaned()
+    {
+        QFETCH(QString, written);
+        QFETCH(QString, clean);
+        const UWStandardFileRef item = UWStandardFile::newFileForPath(m_dir.path() + written);
+        QCOMPARE(item->path(), m_dir.path() + clean);
+        QCOMPARE(item->URL(), QUrl::fromLocalFile(m_dir.path() + clean));
+    }
+
+    void finderLabelFromAttributes_data()
+    {
+        QTest::addColumn<QByteArrayList>("attributes"); // name, value, name, value, ...
+        QTest::addColumn<int>("label");
+        QTest::addColumn<QString>("title");
+
+        QTest::newRow("no attributes, no label") << QByteArrayList{} << 0 << "";
+        QTest::newRow("a tag that names a label") << QByteArrayList{"user.xdg.tags", "Red"} << 6 << "Red";
+        QTest::newRow("the first tag that names a label wins") << QByteArrayList{"user.xdg.tags", "work, green,Blue"} << 2 << "Green";
+        QTest::newRow("tags that name no label") << QByteArrayList{"user.xdg.tags", "work,2026"} << 0 << "";
+        QTest::newRow("a FinderInfo record") << QByteArrayList{"user.com.apple.FinderInfo", finderInfoWithLabel(4)} << 4 << "Blue";
+        QTest::newRow("a short FinderInfo record is no label") << QByteArrayList{"user.com.apple.FinderInfo", finderInfoWithLabel(4).left(20)} << 0 << "";
+        QTest::newRow("tags come before FinderInfo") << QByteArrayList{"user.xdg.tags", "orange", "user.com.apple.FinderInfo", finderInfoWithLabel(1)} << 7 << "Orange";
+        QTest::newRow("FinderInfo answers when the tags name no label") << QByteArrayList{"user.xdg.tags", "work", "user.com.apple.FinderInfo", finderInfoWithLabel(1)} << 1 << "Gray";
+        QTest::newRow("Samba's AFP stream") << QByteArrayList{"user.DosStream.AFP_AfpInfo", afpInfoWithLabel(5)} << 5 << "Yellow";
+        QTest::newRow("an AFP stream without its header is ignored") << QByteArrayList{"user.DosStream.AFP_AfpInfo", QByteArray(16, 'x') + finderInfoWithLabel(5)} << 0 << "";
+        QTest::newRow("Netatalk's AppleDouble record") << QByteArrayList{"user.org.netatalk.Metadata", appleDoubleWithLabel(3)} << 3 << "Purple";
+        QTest::newRow("a truncated AppleDouble record is no label") << QByteArrayList{"user.org.netatalk.Metadata", appleDoubleWithLabel(3).left(60)} << 0 << "";
+    }
+
+    void finderLabelFromAttributes()
+    {
+        QFETCH(QByteArrayList, attributes);
+        QFETCH(int, label);
+        QFETCH(QString, title);
+
+        const QString file = m_dir.filePath(QStringLiteral("labelled-%1").arg(QString::fromUtf8(QTest::currentDataTag())));
+        QFile created(file);
+        QVERIFY(created.open(QIODevice::WriteOnly));
+        created.close();
+        for (qsizetype i = 0; i + 1 < attributes.size(); i += 2) {
+            const QByteArray &value = attributes.at(i + 1);
+            if (::setxattr(QFile::encodeName(file).constData(), attributes.at(i).constData(),
+                           value.constData(), value.size(), 0) != 0)
+                QSKIP("this file system keeps no user extended attributes");
+        }
+
+        const UWStandardFileRef item = UWStandardFile::newFileForPath(file);
+        QCOMPARE(item->finderLabel(), label);
+        QCOMPARE(item->finderLabelTitle(), title);
+        QCOMPARE(UWFinderLabels::labelForPath(file), label);
+    }
+
+    void specialFilesAreNotRead_data()
+    {
+        QTest::addColumn<QString>("fifo");     // what the FIFO is called; anyone may plant one
+        QTest::addColumn<QString>("asked");    // the item asked
+        QTest::addColumn<QString>("warning");  // the one line the refusal logs; empty for none
+        QTest::addColumn<bool>("isInvisible");
+        QTest::addColumn<QString>("displayName");
+
+        QTest::newRow("a FIFO as the folder's list of hidden names") << u".hidden"_s << u"shown.txt"_s
+            << u"Not reading .*/\\.hidden for the hidden names: it is a named pipe"_s << false << u"shown.txt"_s;
+        QTest::newRow("a FIFO named like an application's entry") << u"app.desktop"_s << u"app.desktop"_s << QString()
+            << false << u"app.desktop"_s;
+    }
+
+    void specialFilesAreNotRead()
+    {
+        QFETCH(QString, fifo);
+        QFETCH(QString, asked);
+        QFETCH(QString, warning);
+        QFETCH(bool, isInvisible);
+        QFETCH(QString, displayName);
+
+        // Reading a FIFO without a writer blocks for ever: the answers come without touching it.
+        QTemporaryDir dir;
+        QVERIFY(::mkfifo(QFile::encodeName(dir.filePath(fifo)).constData(), 0644) == 0);
+        QFile shown(dir.filePath(u"shown.txt"_s));
+        QVERIFY(shown.open(QIODevice::WriteOnly));
+        shown.close();
+
+        const UWStandardFileRef file = UWStandardFile::newFileForPath(dir.filePath(asked));
+        if (!warning.isEmpty())
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(warning));
+        QCOMPARE(file->isInvisible(), isInvisible);
+        QCOMPARE(file->displayName(), displayName);
+        QCOMPARE(file->resolvedUTI() == TQTypeRegistry::shared().typeForMimeType(u"inode/fifo"_s), asked == fifo);
+    }
 
 private:
     QTemporaryDir m_dir;
     QString path(const char *name) const { return m_dir.filePath(QString::fromUtf8(name)); }
 };
 
-void TestStandardFile::initTestCase()
-{
-    QVERIFY(m_dir.isValid());
-    QImage image(8, 6, QImage::Format_RGB32);
-    image.fill(Qt::red);
-    QVERIFY(image.save(path("photo.jpg"), "JPEG"));
-    QVERIFY(QDir(m_dir.path()).mkdir(QStringLiteral("folder")));
-    for (const char *name : {".dotfile", "listed.txt", "notes.txt"}) {
-        QFile file(path(name));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("text\n");
-    }
-    QFile hidden(path(".hidden"));
-    QVERIFY(hidden.open(QIODevice::WriteOnly));
-    hidden.write("someone-else.txt\nlisted.txt\n");
-    hidden.close();
-
-    QVERIFY(QFile::link(QStringLiteral("photo.jpg"), path("link-to-photo")));
-    QVERIFY(QFile::link(QStringLiteral("link-to-photo"), path("link-to-link")));
-    QVERIFY(QFile::link(QStringLiteral("folder"), path("link-to-folder")));
-    QVERIFY(QFile::link(QStringLiteral("nowhere"), path("dangling")));
-    QVERIFY(QFile::link(QStringLiteral("loop-b"), path("loop-a")));
-    QVERIFY(QFile::link(QStringLiteral("loop-a"), path("loop-b")));
-}
-
-void TestStandardFile::itemsForFiles_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("uti");
-    QTest::addColumn<QString>("resolvedUTI");
-    QTest::addColumn<QString>("resolvesTo"); // name of the resolved file
-    QTest::addColumn<bool>("isDirectory");
-    QTest::addColumn<bool>("isInvisible");
-    QTest::addColumn<bool>("isRealFile");
-
-    QTest::newRow("a JPEG") << "photo.jpg" << "public.jpeg" << "public.jpeg" << "photo.jpg" << false << false << true;
-    QTest::newRow("a folder") << "folder" << "public.folder" << "public.folder" << "folder" << true << false << true;
-    QTest::newRow("a dot-file is invisible") << ".dotfile" << "public.plain-text" << "public.plain-text" << ".dotfile" << false << true << true;
-    QTest::newRow("a name listed in .hidden is invisible") << "listed.txt" << "public.plain-text" << "public.plain-text" << "listed.txt" << false << true << true;
-    QTest::newRow("a name not listed is visible") << "notes.txt" << "public.plain-text" << "public.plain-text" << "notes.txt" << false << false << true;
-    QTest::newRow("a link resolves to its target") << "link-to-photo" << "public.symlink" << "public.jpeg" << "photo.jpg" << false << false << false;
-    QTest::newRow("a chain of links resolves to its end") << "link-to-link" << "public.symlink" << "public.jpeg" << "photo.jpg" << false << false << false;
-    QTest::newRow("a link to a folder is not a folder") << "link-to-folder" << "public.symlink" << "public.folder" << "folder" << false << false << false;
-    QTest::newRow("a dangling link resolves to itself") << "dangling" << "public.symlink" << "public.symlink" << "dangling" << false << false << false;
-    QTest::newRow("a link loop resolves to itself") << "loop-a" << "public.symlink" << "public.symlink" << "loop-a" << false << false << false;
-    QTest::newRow("a missing file has no type") << "missing.jpg" << "" << "" << "missing.jpg" << false << false << false;
-}
-
-void TestStandardFile::itemsForFiles()
-{
-    QFETCH(QString, name);
-    QFETCH(QString, uti);
-    QFETCH(QString, resolvedUTI);
-    QFETCH(QString, resolvesTo);
-    QFETCH(bool, isDirectory);
-    QFETCH(bool, isInvisible);
-    QFETCH(bool, isRealFile);
-
-    const UWStandardFileRef file = UWStandardFile::newFileForPath(m_dir.filePath(name));
-    QVERIFY(file);
-    QCOMPARE(file->displayName(), name);
-    QCOMPARE(file->path(), m_dir.filePath(name));
-    QCOMPARE(file->URL(), QUrl::fromLocalFile(m_dir.filePath(name)));
-    QCOMPARE(file->uti(), uti);
-    QCOMPARE(file->resolvedUTI(), resolvedUTI);
-    QCOMPARE(file->resolvedURL(), QUrl::fromLocalFile(m_dir.filePath(resolvesTo)));
-    QCOMPARE(file->isDirectory(), isDirectory);
-    QCOMPARE(file->isBasicDirectory(), isDirectory);
-    QCOMPARE(file->isInvisible(), isInvisible);
-    QCOMPARE(file->isRealFile(), isRealFile);
-    QCOMPARE(file->isPlaceholder(), false);
-    QCOMPARE(file->kindString().isEmpty(), resolvedUTI.isEmpty());
-}
-
-void TestStandardFile::datesComeFromTheFile()
-{
-    const QDateTime past = QDateTime(QDate(2001, 2, 3), QTime(4, 5, 6), Qt::UTC);
-    QFile file(path("notes.txt"));
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    QVERIFY(file.setFileTime(past, QFileDevice::FileModificationTime));
-    file.close();
-
-    const UWStandardFileRef item = UWStandardFile::newFileForPath(file.fileName());
-    QCOMPARE(item->modificationDate(), past);
-    QCOMPARE(item->modificationDate().timeSpec(), Qt::UTC);
-    // Birth time, or the last status change where the file system keeps none: either way
-    // it is the moment this test made the file, not the modification date set above.
-    QVERIFY(item->creationDate().isValid());
-    QVERIFY(qAbs(item->creationDate().secsTo(QDateTime::currentDateTimeUtc())) < 3600);
-
-    const UWStandardFileRef missing = UWStandardFile::newFileForPath(path("missing"));
-    QVERIFY(!missing->exists());
-    QVERIFY(!missing->modificationDate().isValid());
-    QVERIFY(!missing->creationDate().isValid());
-}
-
-void TestStandardFile::keysAnswerTheirValues()
-{
-    const UWStandardFileRef link = UWStandardFile::newFileForPath(path("link-to-photo"));
-    for (const QString &key : UWStandardFile::keys())
-        QVERIFY2(link->valueForKey(key).isValid(), qPrintable(key));
-    QCOMPARE(link->valueForKey(u"displayName"), QVariant(QStringLiteral("link-to-photo")));
-    QCOMPARE(link->valueForKey(u"resolvedUTI"), QVariant(QStringLiteral("public.jpeg")));
-    QCOMPARE(link->valueForKey(u"isRealFile"), QVariant(false));
-    QCOMPARE(link->valueForKey(u"modificationDate").typeId(), QMetaType::QDateTime);
-    QVERIFY(link->valueForKey(u"noSuchKey").isNull());
-
-    const UWStandardFileRef missing = UWStandardFile::newFileForPath(path("missing"));
-    QVERIFY(missing->valueForKey(u"modificationDate").isNull());
-}
-
-void TestStandardFile::rejectsWhatIsNotALocalFile()
-{
-    QVERIFY(!UWStandardFile::newFileForURL(QUrl(QStringLiteral("https://example.com/a.jpg"))));
-    QVERIFY(!UWStandardFile::newFileForURL(QUrl()));
-    QVERIFY(!UWStandardFile::newFileForPath(QString()));
-    const UWStandardFileRef root = UWStandardFile::newFileForPath(QStringLiteral("/"));
-    QCOMPARE(root->displayName(), QStringLiteral("/"));
-    QCOMPARE(root->uti(), QStringLiteral("public.volume"));
-}
-
-void TestStandardFile::pathsAreCleaned_data()
-{
-    QTest::addColumn<QString>("written"); // after the temporary folder
-    QTest::addColumn<QString>("clean");
-    QTest::newRow("a step back") << "/folder/../photo.jpg" << "/photo.jpg";
-    QTest::newRow("a double slash") << "//photo.jpg" << "/photo.jpg";
-    QTest::newRow("a dot") << "/./photo.jpg" << "/photo.jpg";
-    QTest::newRow("a trailing slash") << "/folder/" << "/folder";
-    QTest::newRow("a trailing dot") << "/folder/." << "/folder";
-    QTest::newRow("a trailing step back") << "/folder/.." << "";
-    QTest::newRow("dots inside a name stay") << "/..photo.jpg." << "/..photo.jpg.";
-}
-
-void TestStandardFile::pathsAreCleaned()
-{
-    QFETCH(QString, written);
-    QFETCH(QString, clean);
-    const UWStandardFileRef item = UWStandardFile::newFileForPath(m_dir.path() + written);
-    QCOMPARE(item->path(), m_dir.path() + clean);
-    QCOMPARE(item->URL(), QUrl::fromLocalFile(m_dir.path() + clean));
-}
-
-void TestStandardFile::finderLabelFromAttributes_data()
-{
-    QTest::addColumn<QByteArrayList>("attributes"); // name, value, name, value, ...
-    QTest::addColumn<int>("label");
-    QTest::addColumn<QString>("title");
-
-    QTest::newRow("no attributes, no label") << QByteArrayList{} << 0 << "";
-    QTest::newRow("a tag that names a label") << QByteArrayList{"user.xdg.tags", "Red"} << 6 << "Red";
-    QTest::newRow("the first tag that names a label wins") << QByteArrayList{"user.xdg.tags", "work, green,Blue"} << 2 << "Green";
-    QTest::newRow("tags that name no label") << QByteArrayList{"user.xdg.tags", "work,2026"} << 0 << "";
-    QTest::newRow("a FinderInfo record") << QByteArrayList{"user.com.apple.FinderInfo", finderInfoWithLabel(4)} << 4 << "Blue";
-    QTest::newRow("a short FinderInfo record is no label") << QByteArrayList{"user.com.apple.FinderInfo", finderInfoWithLabel(4).left(20)} << 0 << "";
-    QTest::newRow("tags come before FinderInfo") << QByteArrayList{"user.xdg.tags", "orange", "user.com.apple.FinderInfo", finderInfoWithLabel(1)} << 7 << "Orange";
-    QTest::newRow("FinderInfo answers when the tags name no label") << QByteArrayList{"user.xdg.tags", "work", "user.com.apple.FinderInfo", finderInfoWithLabel(1)} << 1 << "Gray";
-    QTest::newRow("Samba's AFP stream") << QByteArrayList{"user.DosStream.AFP_AfpInfo", afpInfoWithLabel(5)} << 5 << "Yellow";
-    QTest::newRow("an AFP stream without its header is ignored") << QByteArrayList{"user.DosStream.AFP_AfpInfo", QByteArray(16, 'x') + finderInfoWithLabel(5)} << 0 << "";
-    QTest::newRow("Netatalk's AppleDouble record") << QByteArrayList{"user.org.netatalk.Metadata", appleDoubleWithLabel(3)} << 3 << "Purple";
-    QTest::newRow("a truncated AppleDouble record is no label") << QByteArrayList{"user.org.netatalk.Metadata", appleDoubleWithLabel(3).left(60)} << 0 << "";
-}
-
-void TestStandardFile::finderLabelFromAttributes()
-{
-    QFETCH(QByteArrayList, attributes);
-    QFETCH(int, label);
-    QFETCH(QString, title);
-
-    const QString file = m_dir.filePath(QStringLiteral("labelled-%1").arg(QString::fromUtf8(QTest::currentDataTag())));
-    QFile created(file);
-    QVERIFY(created.open(QIODevice::WriteOnly));
-    created.close();
-    for (qsizetype i = 0; i + 1 < attributes.size(); i += 2) {
-        const QByteArray &value = attributes.at(i + 1);
-        if (::setxattr(QFile::encodeName(file).constData(), attributes.at(i).constData(),
-                       value.constData(), value.size(), 0) != 0)
-            QSKIP("this file system keeps no user extended attributes");
-    }
-
-    const UWStandardFileRef item = UWStandardFile::newFileForPath(file);
-    QCOMPARE(item->finderLabel(), label);
-    QCOMPARE(item->finderLabelTitle(), title);
-    QCOMPARE(UWFinderLabels::labelForPath(file), label);
-}
-
 QTEST_GUILESS_MAIN(TestStandardFile)
-void TestStandardFile::specialFilesAreNotRead_data()
-{
-    QTest::addColumn<QString>("fifo");     // what the FIFO is called; anyone may plant one
-    QTest::addColumn<QString>("asked");    // the item asked
-    QTest::addColumn<QString>("warning");  // the one line the refusal logs; empty for none
-    QTest::addColumn<bool>("isInvisible");
-    QTest::addColumn<QString>("displayName");
-
-    QTest::newRow("a FIFO as the folder's list of hidden names") << u".hidden"_s << u"shown.txt"_s
-        << u"Not reading .*/\\.hidden for the hidden names: it is a named pipe"_s << false << u"shown.txt"_s;
-    QTest::newRow("a FIFO named like an application's entry") << u"app.desktop"_s << u"app.desktop"_s << QString()
-        << false << u"app.desktop"_s;
-}
-
-void TestStandardFile::specialFilesAreNotRead()
-{
-    QFETCH(QString, fifo);
-    QFETCH(QString, asked);
-    QFETCH(QString, warning);
-    QFETCH(bool, isInvisible);
-    QFETCH(QString, displayName);
-
-    // Reading a FIFO without a writer blocks for ever: the answers come without touching it.
-    QTemporaryDir dir;
-    QVERIFY(::mkfifo(QFile::encodeName(dir.filePath(fifo)).constData(), 0644) == 0);
-    QFile shown(dir.filePath(u"shown.txt"_s));
-    QVERIFY(shown.open(QIODevice::WriteOnly));
-    shown.close();
-
-    const UWStandardFileRef file = UWStandardFile::newFileForPath(dir.filePath(asked));
-    if (!warning.isEmpty())
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(warning));
-    QCOMPARE(file->isInvisible(), isInvisible);
-    QCOMPARE(file->displayName(), displayName);
-    QCOMPARE(file->resolvedUTI() == TQTypeRegistry::shared().typeForMimeType(u"inode/fifo"_s), asked == fifo);
-}
-
 #include "tst_standardfile.moc"
