@@ -24,6 +24,7 @@
 
 #include <cstring>
 #include <deque>
+#include <utility>
 
 namespace {
 
@@ -145,6 +146,10 @@ public:
     // Removed within the batch under way; taken out of files at its end, all at once.
     QSet<const UWStandardFile *> leaving;
     bool loaded = false;
+    // Watched before it was loaded (startWatching()): the names events touched meanwhile, and
+    // whether only a new listing can tell what happened (events dropped, the folder gone).
+    QSet<QByteArray> touched;
+    bool stale = false;
     int watch = -1;
     dev_t device = 0; // the watched folder's identity, to tell whether it still is at path
     ino_t inode = 0;
@@ -302,6 +307,8 @@ public:
     void attach(UWFileSubscription *subscription);
     void detach(UWFileSubscription *subscription);
     void load(UWFileSubscription *subscription);
+    bool adopt(UWFileSubscription *subscription, const QList<UWStandardFileRef> &files);
+    void noteBeforeLoad(UWFileSubscription *subscription, const inotify_event *event);
     void relist(UWFileSubscription *subscription, UWFolderBatch &batch);
     void report(UWFolderBatch &batch);
     void forget(UWFileSubscription *subscription);
@@ -321,6 +328,18 @@ void UWFileSubscription::loadImmediately()
 {
     if (UWFileManager *manager = UWFileManager::sharedFileManager())
         manager->d->load(this);
+}
+
+void UWFileSubscription::startWatching()
+{
+    if (UWFileManager *manager = UWFileManager::sharedFileManager(); manager && !d->loaded)
+        manager->d->attach(this);
+}
+
+bool UWFileSubscription::adoptListing(const QList<UWStandardFileRef> &files)
+{
+    UWFileManager *manager = UWFileManager::sharedFileManager();
+    return manager && manager->d->adopt(this, files);
 }
 
 void UWFileManagerPrivate::startWatching()
@@ -397,7 +416,83 @@ void UWFileManagerPrivate::load(UWFileSubscription *subscription)
         s->files.append(entry.file);
     s->reindex();
     s->loaded = true;
+    s->touched.clear();
+    s->stale = false;
     attach(subscription);
+}
+
+bool UWFileManagerPrivate::adopt(UWFileSubscription *subscription, const QList<UWStandardFileRef> &files)
+{
+    UWFileSubscriptionPrivate *s = subscription->d.get();
+    if (s->loaded)
+        return false;
+    const bool watchedBefore = s->watch >= 0;
+    s->files = files;
+    s->reindex();
+    s->loaded = true;
+    const QSet<QByteArray> touched = std::exchange(s->touched, {});
+    const bool stale = std::exchange(s->stale, false) || (!watchedBefore && inotifyFd >= 0);
+    UWFolderBatch batch;
+    if (stale) {
+        // Only the folder itself can say what the lost events did.
+        qCDebug(lcCompanion).noquote() << "listing again after lost events:" << QFile::decodeName(s->path);
+        relist(subscription, batch);
+        report(batch);
+        return true;
+    }
+    // The listing may have seen each touched entry before or after its change: its item is
+    // compared with what is there now, which is what the events led to.
+    ChangeRecorder &changes = batch.of(subscription);
+    for (const QByteArray &name : touched) {
+        const UWStandardFileRef existing = s->find(name);
+        UWStatInfo fresh;
+        if (!fresh.read(s->childPath(name).constData())) {
+            if (existing) {
+                s->remove(existing, name);
+                changes.tell(existing, {UWFileEvent::Removed, {}}, ChangeRecorder::Removed);
+            }
+            continue;
+        }
+        if (!existing) {
+            if (UWStandardFileRef file = UWStandardFile::newFileForNativePath(s->childPath(name)); file && file->exists()) {
+                s->append(file);
+                changes.note(file, ChangeRecorder::Added);
+            }
+            continue;
+        }
+        const UWStatInfo was = existing->statInfo();
+        int type = 0;
+        if (fresh.inode != was.inode || fresh.device != was.device)
+            type = UWFileEvent::CreatedOrReplaced;
+        else if (fresh.modifiedNSecs != was.modifiedNSecs || fresh.size != was.size)
+            type = UWFileEvent::ContentChanged;
+        else if (fresh.statusChangedNSecs != was.statusChangedNSecs)
+            type = UWFileEvent::AttributesChanged;
+        if (type)
+            changes.tell(existing, {type, {}}, ChangeRecorder::Changed);
+    }
+    attach(subscription);
+    report(batch);
+    return true;
+}
+
+// Events for a folder watched but not loaded yet: its listing is being made elsewhere, and
+// what these events did is looked up when it is adopted.
+void UWFileManagerPrivate::noteBeforeLoad(UWFileSubscription *subscription, const inotify_event *event)
+{
+    UWFileSubscriptionPrivate *s = subscription->d.get();
+    if (event->mask & IN_IGNORED) {
+        byWatch.remove(event->wd);
+        s->watch = -1;
+        s->stale = true;
+    } else if (event->len == 0) {
+        if ((event->mask & IN_DELETE_SELF) || ((event->mask & IN_MOVE_SELF) && !s->stillAtPath())) {
+            detach(subscription);
+            s->stale = true;
+        }
+    } else {
+        s->touched.insert(QByteArray(event->name));
+    }
 }
 
 void UWFileManagerPrivate::relist(UWFileSubscription *subscription, UWFolderBatch &batch)
@@ -470,8 +565,13 @@ void UWFileManagerPrivate::report(UWFolderBatch &batch)
 {
     // Relisted last: whatever the events said, the listing is what is on disk now.
     for (size_t i = 0; i < batch.folders().size(); ++i) {
-        if (batch.folders()[i].relist && batch.folders()[i].guard)
-            relist(batch.folders()[i].guard.get(), batch);
+        UWFileSubscription *subscription = batch.folders()[i].guard.get();
+        if (!batch.folders()[i].relist || !subscription)
+            continue;
+        if (subscription->d->loaded)
+            relist(subscription, batch);
+        else
+            subscription->d->stale = true; // its adoption lists it again
     }
     for (UWFolderBatch::Folder &folder : batch.folders()) {
         UWFileSubscription *subscription = folder.guard.get();
@@ -550,6 +650,10 @@ void UWFileManagerPrivate::readEvents()
 void UWFileManagerPrivate::apply(UWFileSubscription *subscription, const inotify_event *event, UWFolderBatch &batch)
 {
     UWFileSubscriptionPrivate *s = subscription->d.get();
+    if (!s->loaded) {
+        noteBeforeLoad(subscription, event);
+        return;
+    }
     if (event->mask & IN_IGNORED) {
         // The watch is gone (the folder was deleted, or its file system unmounted).
         byWatch.remove(event->wd);

@@ -98,8 +98,27 @@ public:
         them, a renamed item in its place, new ones at the end.
     */
     QList<UWStandardFileRef> files() const;
-    //! True once loadImmediately() has run.
+    //! True once loadImmediately() or adoptListing() has run.
     bool isLoaded() const;
+
+    /*!
+        Starts watching the folder without listing it, for a caller that lists the folder
+        itself off the main thread and hands the result to adoptListing(): changes made after
+        this call and before the adoption are remembered by name, not lost. Main thread. Does
+        nothing for a loaded subscription.
+    */
+    void startWatching();
+    /*!
+        Takes \a files, the folder's items as listed (on any thread) after startWatching(),
+        as the listing, without reading the folder again. The entries that changed since
+        startWatching() are looked at once more (one stat each) and their differences reported
+        by filesChanged() before this returns; a rename among them is reported as a removal and
+        an addition. When the kernel dropped events, or the folder went from its path, meanwhile,
+        the folder is listed again here instead. Returns false, and keeps its own listing, when
+        the subscription was loaded already (by loadImmediately() or an earlier adoption): the
+        caller then takes files(). Main thread.
+    */
+    bool adoptListing(const QList<UWStandardFileRef> &files);
 
 Q_SIGNALS:
     /*!

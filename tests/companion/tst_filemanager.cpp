@@ -144,6 +144,8 @@ private slots:
     void namesThatAreNotUtf8();
     void lostFileLeavesNoLocation_data();
     void lostFileLeavesNoLocation();
+    void adoptedListingCatchesUp_data();
+    void adoptedListingCatchesUp();
 
 private:
     QTemporaryDir m_dir;
@@ -651,6 +653,67 @@ void TestFileManager::permissions()
     QVERIFY(sh(m_dir.path(), u"chmod 644 read-only.jpg"_s));
     QVERIFY(file->isWritable());
     QVERIFY(!UWStandardFile::newFileForPath(path(u"missing"_s))->isReadable());
+}
+
+void TestFileManager::adoptedListingCatchesUp_data()
+{
+    QTest::addColumn<bool>("watchFirst");
+    QTest::addColumn<QString>("before"); // run once watched, before the listing is made
+    QTest::addColumn<QString>("after");  // run after the listing, before it is adopted
+    QTest::addColumn<QStringList>("added");
+    QTest::addColumn<QStringList>("removed");
+    QTest::addColumn<QStringList>("changed");
+    const QStringList none;
+    QTest::newRow("created") << true << QString() << u"touch new.txt"_s << QStringList{u"new.txt"_s} << none << none;
+    QTest::newRow("deleted") << true << QString() << u"rm gone.txt"_s << none << QStringList{u"gone.txt"_s} << none;
+    QTest::newRow("written") << true << QString() << u"echo more >> edit.txt"_s << none << none << QStringList{u"edit.txt"_s};
+    QTest::newRow("renamed") << true << QString() << u"mv old.txt new.txt"_s << QStringList{u"new.txt"_s}
+                             << QStringList{u"old.txt"_s} << none;
+    QTest::newRow("came and went") << true << QString() << u"touch tmp.txt && rm tmp.txt"_s << none << none << none;
+    QTest::newRow("seen by the listing") << true << u"echo more >> edit.txt && touch new.txt && rm gone.txt"_s << QString()
+                                         << none << none << none;
+    QTest::newRow("not watched first") << false << QString() << u"touch new.txt && rm gone.txt"_s
+                                       << QStringList{u"new.txt"_s} << QStringList{u"gone.txt"_s} << none;
+    QTest::newRow("folder deleted") << true << QString() << u"rm -rf \"$PWD\""_s << none
+                                    << QStringList{u"edit.txt"_s, u"gone.txt"_s, u"keep.txt"_s, u"old.txt"_s} << none;
+}
+
+// A listing made elsewhere and adopted misses nothing that happened after the watch began,
+// and reports nothing the listing saw already.
+void TestFileManager::adoptedListingCatchesUp()
+{
+    QFETCH(bool, watchFirst);
+    QFETCH(QString, before);
+    QFETCH(QString, after);
+    QFETCH(QStringList, added);
+    QFETCH(QStringList, removed);
+    QFETCH(QStringList, changed);
+    QTemporaryDir parent;
+    const QString folder = parent.filePath(u"f"_s);
+    QVERIFY(QDir().mkpath(folder));
+    QVERIFY(sh(folder, u"touch keep.txt edit.txt gone.txt old.txt"_s));
+    const auto subscription = subscribe(folder);
+    Batches batches(subscription.get());
+    if (watchFirst)
+        subscription->startWatching();
+    QVERIFY(before.isEmpty() || sh(folder, before));
+    QCoreApplication::processEvents();
+    QList<UWStandardFileRef> listing;
+    for (const QString &name : QDir(folder).entryList(QDir::Files))
+        listing.append(UWStandardFile::newFileForPath(folder + u'/' + name));
+    QVERIFY(after.isEmpty() || sh(folder, after));
+    QCoreApplication::processEvents(); // as a rule the events are heard before the adoption
+    if (after.contains(u"rm -rf"))
+        QTest::ignoreMessage(QtInfoMsg, QRegularExpression(u"cannot list .* No such file"_s));
+    QVERIFY(subscription->adoptListing(listing));
+    QVERIFY(!subscription->adoptListing({}));
+    QTRY_COMPARE_WITH_TIMEOUT(names(subscription->files()), QDir(folder).entryList(QDir::Files), 5000);
+    QCoreApplication::processEvents(); // events heard late must not report twice
+    QCOMPARE(batches.all(&UWFolderChanges::added), added);
+    QCOMPARE(batches.all(&UWFolderChanges::removed), removed);
+    QStringList written = batches.all(&UWFolderChanges::changed);
+    written.removeDuplicates();
+    QCOMPARE(written, changed);
 }
 
 QTEST_MAIN(TestFileManager)
