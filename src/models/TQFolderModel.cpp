@@ -36,6 +36,8 @@
 #include <atomic>
 #include <cmath>
 #include <cstring>
+#include <optional>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -195,6 +197,9 @@ protected:
 struct ListingJob
 {
     QByteArray path;
+    // The subscription's own listing, when another view had it loaded already: its items are
+    // taken as they are instead of reading the folder.
+    std::optional<QList<UWStandardFileRef>> snapshot;
     std::atomic_bool cancelled{false};
 };
 
@@ -211,6 +216,8 @@ struct TQFolderModel::Private : public QObject,
     QByteArray folderPath;
     std::shared_ptr<UWFileSubscription> subscription;
     std::shared_ptr<ListingJob> listing;
+    QList<UWStandardFileRef> listed;      // the listing's items in the folder's order
+    QList<UWFolderChanges> heldChanges;   // heard while the listing was under way
     bool loading = false;
     bool folderGone = false;
 
@@ -763,6 +770,8 @@ struct TQFolderModel::Private : public QObject,
         if (subscription)
             QObject::disconnect(subscription.get(), nullptr, this, nullptr);
         subscription.reset();
+        listed.clear();
+        heldChanges.clear();
         folder.reset();
         folderPath.clear();
         folderGone = false;
@@ -809,6 +818,31 @@ struct TQFolderModel::Private : public QObject,
                 },
                 Qt::QueuedConnection);
         };
+        if (job->snapshot) {
+            Entries batch;
+            bool first = true;
+            QElapsedTimer sincePost;
+            sincePost.start();
+            for (const UWStandardFileRef &item : std::as_const(*job->snapshot)) {
+                if (job->cancelled)
+                    break;
+                auto *e = new TQFolderEntry;
+                fill(*e, item, nullptr);
+                batch.push_back(e);
+                if ((first && batch.size() >= 1000) || (!first && sincePost.elapsed() >= 16)) {
+                    post(std::move(batch), false, {});
+                    batch = {};
+                    first = false;
+                    sincePost.restart();
+                }
+            }
+            if (job->cancelled) {
+                qDeleteAll(batch);
+                return;
+            }
+            post(std::move(batch), true, {});
+            return;
+        }
         const int fd = ::open(job->path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         DIR *dir = fd >= 0 ? ::fdopendir(fd) : nullptr;
         if (!dir) {
@@ -857,37 +891,59 @@ struct TQFolderModel::Private : public QObject,
 
     void listingArrived(Entries &&batch, bool done, const QString &error)
     {
+        for (const TQFolderEntry *e : batch)
+            listed.append(e->item);
         insertEntries(std::move(batch));
         if (!done)
             return;
         if (!error.isEmpty())
             qCInfo(lcModels).noquote() << "cannot list" << QFile::decodeName(folderPath) << "-" << error;
+        const bool fromSnapshot = listing->snapshot.has_value();
         listing.reset();
-        goLive();
+        goLive(fromSnapshot);
         queueAllValues();
         setLoading(false);
         Q_EMIT q->loadingFinished();
         requestVisibleWork();
     }
 
-    /*
-        From here the file manager follows the folder. Its subscription lists the folder once
-        more (on this thread: it has no other way in yet), and its items take the place of the
-        listing's ones name by name; what differs became events.
-    */
-    void goLive()
+    // Before the listing starts: the subscription watches the folder from now on, so that
+    // nothing that happens while the listing runs is lost. A subscription another view loaded
+    // already gives its items to the listing instead of the folder.
+    void subscribe(ListingJob &job)
     {
         UWFileManager *manager = UWFileManager::sharedFileManager();
-        if (!manager || !folder)
-            return;
-        if (checkFolderGone())
-            return;
-        subscription = manager->subscriptionForFile(folder);
+        subscription = manager ? manager->subscriptionForFile(folder) : nullptr;
         if (!subscription)
             return;
-        // Connected after the reconciliation below: a subscription that another view loaded
-        // before reports its own relisting here, which files() already shows.
-        subscription->loadImmediately();
+        connect(subscription.get(), &UWFileSubscription::filesChanged, this,
+                [this](const UWFolderChanges &changes) { filesChanged(changes); });
+        if (subscription->isLoaded())
+            job.snapshot = subscription->files();
+        else
+            subscription->startWatching();
+    }
+
+    /*
+        The listing is in; from here the file manager follows the folder. The subscription
+        takes the listing's items as its own (never listing the folder a second time on this
+        thread) and reports what changed while the listing ran. A snapshot's changes were
+        held and are applied in their order. A subscription that another view loaded while
+        the listing ran keeps its items: they take the place of the listing's name by name.
+    */
+    void goLive(bool fromSnapshot)
+    {
+        const QList<UWFolderChanges> held = std::exchange(heldChanges, {});
+        const QList<UWStandardFileRef> mine = std::exchange(listed, {});
+        if (!subscription || checkFolderGone())
+            return;
+        if (fromSnapshot) {
+            for (const UWFolderChanges &changes : held)
+                filesChanged(changes);
+            return;
+        }
+        if (subscription->adoptListing(mine))
+            return;
         QHash<QByteArray, TQFolderEntry *> byName;
         byName.reserve(all.size());
         for (TQFolderEntry *e : all)
@@ -914,12 +970,14 @@ struct TQFolderModel::Private : public QObject,
         insertEntries(std::move(added));
         for (const auto &[e, file] : std::as_const(changed))
             changeEntry(e, file, {QStringLiteral("fileSize"), QStringLiteral("modificationDate")});
-        connect(subscription.get(), &UWFileSubscription::filesChanged, this,
-                [this](const UWFolderChanges &changes) { filesChanged(changes); });
     }
 
     void filesChanged(const UWFolderChanges &changes)
     {
+        if (listing) {
+            heldChanges.append(changes);
+            return;
+        }
         QList<TQFolderEntry *> gone;
         for (const UWStandardFileRef &file : changes.removed) {
             if (TQFolderEntry *e = byItem.value(file.get()))
@@ -1202,6 +1260,7 @@ void TQFolderModel::setFolder(const UWStandardFileRef &folder)
     d->setLoading(true);
     d->listing = std::make_shared<ListingJob>();
     d->listing->path = d->folderPath;
+    d->subscribe(*d->listing);
     const std::shared_ptr<ListingJob> job = d->listing;
     QPointer<TQFolderModel> self(this);
     QThreadPool *pool = UWFileManager::sharedFileManager() ? UWFileManager::sharedFileManager()->utilityQueue()

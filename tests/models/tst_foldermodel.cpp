@@ -88,6 +88,8 @@ class TestFolderModel : public QObject
 
 private Q_SLOTS:
     void initTestCase();
+    // QDir cannot name an entry that is not UTF-8 to remove it.
+    void cleanupTestCase() { ::unlink(native(m_mixed, "bad-\xff-name.txt").constData()); }
     void listing_data();
     void listing();
     void sorting_data();
@@ -97,6 +99,8 @@ private Q_SLOTS:
     void liveEvents_data();
     void liveEvents();
     void manyFilesWhileLive();
+    void churnWhileGoingLive_data();
+    void churnWhileGoingLive();
     void folderGoes_data();
     void folderGoes();
     void unknownValuesSortLast();
@@ -333,6 +337,57 @@ void TestFolderModel::manyFilesWhileLive()
     QTRY_COMPARE_WITH_TIMEOUT(model.rowCount(), 1, 60000);
     QCOMPARE(model.index(0, 0).data().toString(), u"keep.txt"_s);
     QCOMPARE(resets.count(), 0);
+}
+
+void TestFolderModel::churnWhileGoingLive_data()
+{
+    QTest::addColumn<bool>("shownElsewhere"); // another model holds the folder live already
+    QTest::newRow("first view") << false;
+    QTest::newRow("second view") << true;
+}
+
+// Files come and go while the model lists the folder and before it goes live: once they
+// stop, the rows are exactly the folder's entries.
+void TestFolderModel::churnWhileGoingLive()
+{
+    QFETCH(bool, shownElsewhere);
+    QTemporaryDir dir;
+    const int count = 2000;
+    for (int i = 0; i < count; ++i)
+        makeFile(native(dir, QByteArray("f" + QByteArray::number(i)).constData()));
+    TQFolderModel other;
+    if (shownElsewhere) {
+        other.setFolderPath(dir.path());
+        QVERIFY(waitForLoad(other));
+    }
+    TQFolderModel model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    model.setLoadsImageInfo(false);
+    // With every batch the listing delivers, entries all over the folder go, new ones come,
+    // and some of those go again.
+    int round = 0;
+    connect(&model, &QAbstractItemModel::rowsInserted, &model, [&] {
+        if (!model.isLoading())
+            return;
+        for (int i = round; i < count; i += 97)
+            ::unlink(native(dir, QByteArray("f" + QByteArray::number(i)).constData()).constData());
+        for (int i = 0; i < 50; ++i)
+            makeFile(native(dir, QByteArray("r" + QByteArray::number(round) + "-" + QByteArray::number(i)).constData()));
+        for (int i = 0; i < 50; i += 2)
+            ::unlink(native(dir, QByteArray("r" + QByteArray::number(round) + "-" + QByteArray::number(i)).constData()).constData());
+        ++round;
+    });
+    model.setFolderPath(dir.path());
+    QVERIFY(waitForLoad(model));
+    QVERIFY(round > 0);
+    QStringList onDisk = QDir(dir.path()).entryList(QDir::Files);
+    onDisk.sort();
+    auto shown = [&model] {
+        QStringList rows = names(rowItems(model));
+        rows.sort();
+        return rows;
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), onDisk, 20000);
 }
 
 void TestFolderModel::folderGoes_data()
