@@ -3,13 +3,16 @@
 
 #include "TQTypeRegistry.h"
 
+#include "TQMimeMagic_p.h"
 #include "TQPlatformLogging.h"
 #include "TQRegularFile_p.h"
 
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
+#include <QLocale>
 #include <QMimeDatabase>
 #include <QMutex>
 #include <QMutexLocker>
@@ -19,6 +22,7 @@
 
 #include <cstring>
 #include <mutex>
+#include <optional>
 
 namespace {
 
@@ -149,6 +153,15 @@ struct TQTypeRegistry::Private
     mutable std::mutex zeroLock;
     mutable QHash<qsizetype, QMimeType> zeroAnswers;
     QMimeType zeroAnswer(qsizetype length) const; // called under zeroLock
+
+    // A listing asks for the descriptions of the same few types over and over, and the
+    // database reads each from the type's XML file in the user's languages. They are kept for
+    // those languages, and for no longer than Qt goes without looking whether its database
+    // changed. Guarded by descriptionLock.
+    mutable std::mutex descriptionLock;
+    mutable QHash<QString, QString> descriptions;
+    mutable QStringList descriptionLanguages;
+    mutable QElapsedTimer descriptionAge;
 
     // What the content says when it should override the name (invalid when the name stands),
     // and the name's own MIME type when it had to be looked up.
@@ -360,14 +373,33 @@ QStringList TQTypeRegistry::mimeTypes(const QString &type) const
 
 QString TQTypeRegistry::localizedDescription(const QString &type) const
 {
-    for (const QString &candidate : allSupertypes(type)) {
-        for (const QString &mimeName : mimeTypes(candidate)) {
-            const QMimeType mime = d->mimeDatabase.mimeTypeForName(mimeName);
-            if (mime.isValid() && !mime.comment().isEmpty())
-                return mime.comment();
+    const QStringList languages = QLocale().uiLanguages();
+    {
+        std::lock_guard locker(d->descriptionLock);
+        if (d->descriptionAge.isValid() && !d->descriptionAge.hasExpired(5000) && d->descriptionLanguages == languages) {
+            const auto known = d->descriptions.constFind(type);
+            if (known != d->descriptions.cend())
+                return *known;
+        } else {
+            d->descriptions.clear();
+            d->descriptionLanguages = languages;
+            d->descriptionAge.start();
         }
     }
-    return {};
+    const QString description = [&] {
+        for (const QString &candidate : allSupertypes(type)) {
+            for (const QString &mimeName : mimeTypes(candidate)) {
+                const QMimeType mime = d->mimeDatabase.mimeTypeForName(mimeName);
+                if (mime.isValid() && !mime.comment().isEmpty())
+                    return mime.comment();
+            }
+        }
+        return QString();
+    }();
+    std::lock_guard locker(d->descriptionLock);
+    if (d->descriptionLanguages == languages)
+        d->descriptions.insert(type, description);
+    return description;
 }
 
 QStringList TQTypeRegistry::filenameExtensions(const QString &type) const
@@ -412,8 +444,15 @@ QMimeType TQTypeRegistry::Private::mimeTypeForContent(const QByteArray &data) co
 {
     const bool zeros = !data.isEmpty() && data.front() == '\0'
         && std::memcmp(data.constData(), data.constData() + 1, size_t(data.size() - 1)) == 0;
-    if (!zeros)
+    if (!zeros) {
+        // The same rules from the same cache, searched instead of compared offset by offset.
+        if (const std::optional<QString> name = TQMimeMagic::mimeTypeForData(data)) {
+            // A type the database does not list is left to the database.
+            if (const QMimeType type = mimeDatabase.mimeTypeForName(*name); type.isValid())
+                return type;
+        }
         return mimeDatabase.mimeTypeForData(data);
+    }
     // A magic rule reads bytes at fixed places, so on zeros it can only begin to match as the
     // data grows, never stop; the database takes the first rule in a fixed order that matches.
     // When one byte and the longest prefix read get the same answer, every length between
