@@ -264,6 +264,8 @@ void TestTqinfo::exitStatus_data()
     const QString usage = u"^tqinfo: %1\nTry 'tqinfo --help' for more information.\n$"_s;
     QTest::newRow("An existing file is shown without a word on stderr") << u"photo.jpg"_s << 0 << u"^$"_s << 1;
     QTest::newRow("A missing path is reported and the others are still shown") << u"nope notes.txt"_s << 1 << u"^tqinfo: nope: No such file or directory\n$"_s << 1;
+    QTest::newRow("A file named as a folder is not one, though its item would be the file")
+        << m_dir.path() + u"/notes.txt/ photo.jpg"_s << 1 << u"^tqinfo: .*/notes.txt/: Not a directory\n$"_s << 1;
     QTest::newRow("Listing a file gives its reason") << u"--list notes.txt"_s << 1 << u"^tqinfo: notes.txt: Not a directory\n$"_s << 0;
     QTest::newRow("No path is a usage error") << QString() << 2 << usage.arg(u"no path given"_s) << 0;
     QTest::newRow("An unknown option is a usage error") << u"--frobnicate notes.txt"_s << 2 << usage.arg(u".*frobnicate.*"_s) << 0;
