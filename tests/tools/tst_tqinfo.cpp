@@ -90,6 +90,8 @@ private slots:
     void setsLabels();
     void tableAlignsWhatTerminalsShow_data();
     void tableAlignsWhatTerminalsShow();
+    void tableDatesAreQtsIsoForm_data();
+    void tableDatesAreQtsIsoForm();
 
 private:
     Run run(const QString &arguments) const;
@@ -522,6 +524,25 @@ void TestTqinfo::tableAlignsWhatTerminalsShow()
     for (qsizetype i = 0; i < paths.size(); ++i)
         table.append({paths.at(i), {values.at(i)}});
     QCOMPARE(QString::fromUtf8(table.text()), expected);
+}
+
+// Dates in the table are written by hand for speed; they must read exactly as Qt writes them.
+void TestTqinfo::tableDatesAreQtsIsoForm_data()
+{
+    QTest::addColumn<QDateTime>("date");
+
+    QTest::newRow("the epoch") << QDateTime::fromMSecsSinceEpoch(0, QTimeZone::utc());
+    QTest::newRow("the last millisecond of 9999") << QDateTime(QDate(9999, 12, 31), QTime(23, 59, 59, 999), QTimeZone::utc());
+    QTest::newRow("a year of three digits") << QDateTime(QDate(999, 3, 4), QTime(5, 6, 7, 8), QTimeZone::utc());
+    QTest::newRow("an offset that crosses midnight") << QDateTime(QDate(2026, 1, 1), QTime(1, 0), QTimeZone(5 * 3600 + 1800));
+    QTest::newRow("a year of five digits") << QDateTime(QDate(10000, 1, 1), QTime(0, 0), QTimeZone::utc());
+    QTest::newRow("a year before the common era") << QDateTime(QDate(-44, 3, 15), QTime(12, 0), QTimeZone::utc());
+}
+
+void TestTqinfo::tableDatesAreQtsIsoForm()
+{
+    QFETCH(QDateTime, date);
+    QCOMPARE(TQInfo::cellText(date), date.toUTC().toString(Qt::ISODateWithMs));
 }
 
 QTEST_GUILESS_MAIN(TestTqinfo)

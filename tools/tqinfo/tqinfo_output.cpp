@@ -68,6 +68,29 @@ QString printable(QString text)
     return text;
 }
 
+// \a utc as Qt's ISO form with milliseconds ("2026-11-21T05:27:00.123Z"), written digit by
+// digit: Qt's own writer goes through a printf-style format for each date of a big listing.
+// Years without four digits of their own are left to Qt.
+QString utcText(const QDateTime &utc)
+{
+    const QDate day = utc.date();
+    const QTime time = utc.time();
+    if (day.year() < 1 || day.year() > 9999)
+        return printable(utc.toString(Qt::ISODateWithMs));
+    QString text(24, Qt::Uninitialized);
+    QChar *out = text.data();
+    const auto put = [&out](int number, int digits) {
+        for (int i = digits - 1; i >= 0; --i, number /= 10)
+            out[i] = QLatin1Char(char('0' + number % 10));
+        out += digits;
+    };
+    const auto mark = [&out](char c) { *out++ = QLatin1Char(c); };
+    put(day.year(), 4), mark('-'), put(day.month(), 2), mark('-'), put(day.day(), 2), mark('T');
+    put(time.hour(), 2), mark(':'), put(time.minute(), 2), mark(':'), put(time.second(), 2), mark('.');
+    put(time.msec(), 3), mark('Z');
+    return text;
+}
+
 bool isWide(char32_t c)
 {
     // The East Asian wide and fullwidth blocks, and the emoji most names carry: terminals give
@@ -224,7 +247,7 @@ QString cellText(const QVariant &value)
         return printable(value.toString());
     case QMetaType::QDateTime: {
         const QDateTime date = value.toDateTime();
-        return date.isValid() ? printable(date.toUTC().toString(Qt::ISODateWithMs)) : QStringLiteral("-");
+        return date.isValid() ? utcText(date.toUTC()) : QStringLiteral("-");
     }
     default:
         break;
