@@ -71,7 +71,10 @@ int main(int argc, char *argv[])
     grid->setViewMode(QListView::IconMode);
     grid->setMovement(QListView::Static); // the visible rows of a static grid are found by bisection
     grid->setResizeMode(QListView::Adjust);
-    grid->setUniformItemSizes(true);
+    // Not uniform: the first item would size every cell by its own icon, typically before any
+    // thumbnail has arrived, and clip the pictures and names of all the others. Batched
+    // layout keeps a large folder's grid responsive instead.
+    grid->setLayoutMode(QListView::Batched);
     grid->setIconSize({96, 96});
     grid->setGridSize({120, 130});
     grid->setSelectionModel(table->selectionModel());

@@ -21,6 +21,9 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QIcon>
+#include <QIconEngine>
+#include <QPainter>
+#include <QPixmap>
 #include <QItemSelectionModel>
 #include <QPointer>
 #include <QRandomGenerator>
@@ -104,6 +107,44 @@ qint64 msecs(const QDateTime &date)
 {
     return date.isValid() ? date.toMSecsSinceEpoch() : std::numeric_limits<qint64>::min();
 }
+
+// A thumbnail as an icon: views size decorations by their iconSize through actualSize(),
+// so a table's rows stay as tall as its small icons while a grid shows the whole picture.
+// It shares the memory cache's image (never a second copy) and is never drawn larger than
+// the thumbnail itself.
+class ThumbnailIconEngine final : public QIconEngine
+{
+public:
+    explicit ThumbnailIconEngine(const QImage &image) : m_image(image) {}
+
+    QSize actualSize(const QSize &size, QIcon::Mode, QIcon::State) override
+    {
+        const QSize own = m_image.size();
+        if (own.width() <= size.width() && own.height() <= size.height())
+            return own;
+        return own.scaled(size, Qt::KeepAspectRatio).expandedTo({1, 1});
+    }
+    void paint(QPainter *painter, const QRect &rect, QIcon::Mode mode, QIcon::State state) override
+    {
+        QRect target({}, actualSize(rect.size(), mode, state));
+        target.moveCenter(rect.center());
+        painter->save();
+        painter->setRenderHint(QPainter::SmoothPixmapTransform);
+        painter->drawImage(target, m_image);
+        painter->restore();
+    }
+    QPixmap pixmap(const QSize &size, QIcon::Mode mode, QIcon::State state) override
+    {
+        const QSize fit = actualSize(size, mode, state);
+        return QPixmap::fromImage(fit == m_image.size() ? m_image
+                                                        : m_image.scaled(fit, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
+    }
+    QIconEngine *clone() const override { return new ThumbnailIconEngine(m_image); }
+    QString key() const override { return QStringLiteral("tqkit-thumbnail"); }
+
+private:
+    QImage m_image;
+};
 
 } // namespace
 
@@ -1623,7 +1664,7 @@ QVariant TQFolderModel::data(const QModelIndex &index, int role) const
         if (!d->thumbnailSize.isEmpty() && !e->directory) {
             const QImage image = d->cache.image(d->cacheKey(e));
             if (!image.isNull())
-                return image;
+                return QIcon(new ThumbnailIconEngine(image));
         }
         return e->item->fileIcon();
     case Qt::TextAlignmentRole:

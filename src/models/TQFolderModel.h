@@ -93,7 +93,9 @@ public:
     /**
         The columns: one per sort type with a value to show. Qt::DisplayRole gives the
         item's text for it, SortValueRole the value it sorts by; Qt::DecorationRole of the
-        name column is the thumbnail once it has arrived, else the file's icon.
+        name column is a QIcon: the thumbnail once it has arrived, else the file's icon. The
+        thumbnail's icon is never larger than the thumbnail and scales down to the view's
+        iconSize, so a table's rows stay as tall as its icons and a grid shows the picture.
     */
     enum Column {
         NameColumn = 0,           //!< "displayName"

@@ -11,7 +11,9 @@
 #include <QAbstractItemModelTester>
 #include <QApplication>
 #include <QHeaderView>
+#include <QIcon>
 #include <QImage>
+#include <QListView>
 #include <QLoggingCategory>
 #include <QScrollBar>
 #include <QSignalSpy>
@@ -29,6 +31,8 @@ private Q_SLOTS:
     void initTestCase();
     void visibleRowsFirst_data();
     void visibleRowsFirst();
+    void decorationsFitTheView_data();
+    void decorationsFitTheView();
 
 private:
     QTemporaryDir m_dir; // 300 small images
@@ -103,6 +107,55 @@ void TestFolderView::visibleRowsFirst()
     QTRY_COMPARE(model.visibleRows().first, 0);
     QTRY_VERIFY_WITH_TIMEOUT(!model.index(0, 0).data(TQFolderModel::ThumbnailRole).value<QImage>().isNull(), 20000);
     QVERIFY(model.index(150, 0).data(TQFolderModel::ThumbnailRole).value<QImage>().isNull());
+}
+
+void TestFolderView::decorationsFitTheView_data()
+{
+    QTest::addColumn<bool>("grid");
+    QTest::addColumn<int>("iconSide"); // 0: the style's own
+    QTest::addColumn<QSize>("drawn");  // the thumbnail's size as the view draws it
+    QTest::newRow("table, the style's icons") << false << 0 << QSize(16, 9);
+    QTest::newRow("table, 32 px icons") << false << 32 << QSize(32, 19);
+    QTest::newRow("grid, 64 px icons") << true << 64 << QSize(64, 38);
+    QTest::newRow("grid, icons larger than the thumbnail") << true << 160 << QSize(96, 57);
+}
+
+// A thumbnail decorates its row as an icon that takes the view's icon size, never more than
+// the thumbnail: tables keep rows as tall as their icons, grids show the picture.
+void TestFolderView::decorationsFitTheView()
+{
+    QFETCH(bool, grid);
+    QFETCH(int, iconSide);
+    QFETCH(QSize, drawn);
+    QTemporaryDir dir;
+    QImage image(200, 120, QImage::Format_RGB32);
+    image.fill(Qt::darkYellow);
+    QVERIFY(image.save(dir.filePath(u"wide.png"_s)));
+    TQFolderModel model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    model.setThumbnailSize({96, 96});
+    model.setFolderPath(dir.path());
+    QListView list;
+    QTreeView table;
+    QAbstractItemView *view = grid ? static_cast<QAbstractItemView *>(&list) : &table;
+    list.setViewMode(QListView::IconMode);
+    view->setModel(&model);
+    if (iconSide)
+        view->setIconSize({iconSide, iconSide});
+    view->resize(400, 300);
+    view->show();
+    QVERIFY(QTest::qWaitForWindowExposed(view));
+    new TQFolderViewport(view, &model);
+    QTRY_VERIFY_WITH_TIMEOUT(!model.index(0, 0).data(TQFolderModel::ThumbnailRole).value<QImage>().isNull(), 20000);
+    const QVariant decoration = model.index(0, 0).data(Qt::DecorationRole);
+    QCOMPARE(decoration.typeId(), QMetaType::QIcon);
+    const int side = iconSide ? iconSide : view->style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, view);
+    const QIcon icon = decoration.value<QIcon>();
+    QCOMPARE(icon.actualSize({side, side}), drawn);
+    QCOMPARE(icon.pixmap(QSize(side, side), 1.0).size(), drawn);
+    if (!grid)
+        QVERIFY2(table.visualRect(model.index(0, 0)).height() <= std::max(side, table.fontMetrics().height()) + 8,
+                 qPrintable(QString::number(table.visualRect(model.index(0, 0)).height())));
 }
 
 QTEST_MAIN(TestFolderView)
