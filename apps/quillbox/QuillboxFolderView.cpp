@@ -184,6 +184,31 @@ private:
     const QuillboxFolderView *m_owner;
 };
 
+// The list's name cell: the library's icon and name, the name on its label's colour as the
+// grid shows it, so that a label given from the picker shows on the row it was given to.
+class ListNameCell : public TQIconAndFilenameCell
+{
+public:
+    using TQIconAndFilenameCell::TQIconAndFilenameCell;
+
+protected:
+    void drawInterior(QPainter *painter, const QStyleOptionViewItem &option) const override
+    {
+        const int label = option.index.data(TQFolderModel::LabelRole).toInt();
+        if (label > 0 && label <= 7) {
+            const QRectF title = titleRectForBounds(option.rect, option.font);
+            const QFontMetricsF metrics(option.font);
+            const qreal width = qMin(title.width(), metrics.horizontalAdvance(option.index.data().toString())) + 8;
+            const QRectF swatch(title.left() - 4, option.rect.top() + 1, width, option.rect.height() - 2);
+            painter->save();
+            painter->setRenderHint(QPainter::Antialiasing);
+            FVFinderLabel::drawFinderLabel(label, swatch, painter, true, true);
+            painter->restore();
+        }
+        TQIconAndFilenameCell::drawInterior(painter, option);
+    }
+};
+
 } // namespace
 
 struct QuillboxFolderView::Private
@@ -212,7 +237,7 @@ QuillboxFolderView::QuillboxFolderView(QWidget *parent)
     d->list->setUniformRowHeights(true);
     d->list->setAllColumnsShowFocus(true);
     d->list->setSelectionBehavior(QAbstractItemView::SelectRows);
-    d->nameCell = new TQIconAndFilenameCell(this);
+    d->nameCell = new ListNameCell(this);
     d->nameCell->setObjectRole(TQFolderModel::ItemRole);
     d->list->setItemDelegateForColumn(TQFolderModel::NameColumn, d->nameCell);
     QHeaderView *header = d->list->header();

@@ -323,7 +323,22 @@ private Q_SLOTS:
         QTRY_VERIFY(!menu->isVisible());
         if (xattrs) {
             QCOMPARE(TQFile::newFileForPath(photo)->finderLabel(), 6);
-            QTRY_COMPARE(model->indexOfNativePath(native(photo)).data(TQFolderModel::LabelRole).toInt(), 6);
+            const QModelIndex row = model->indexOfNativePath(native(photo));
+            QTRY_COMPARE(row.data(TQFolderModel::LabelRole).toInt(), 6);
+            // And the row shows it: the label's colour behind the name, in both views.
+            const QColor colour = row.data(TQFolderModel::LabelColorRole).value<QColor>();
+            for (QAbstractItemView *shown : {static_cast<QAbstractItemView *>(view->listView()), static_cast<QAbstractItemView *>(view->gridView())}) {
+                shown->scrollTo(row);
+                const QImage picture = shown->viewport()->grab(shown->visualRect(row)).toImage();
+                int tinted = 0;
+                for (int y = 0; y < picture.height(); ++y) {
+                    for (int x = 0; x < picture.width(); ++x) {
+                        const QColor c = picture.pixelColor(x, y);
+                        tinted += qAbs(c.red() - colour.red()) + qAbs(c.green() - colour.green()) + qAbs(c.blue() - colour.blue()) < 60;
+                    }
+                }
+                QVERIFY2(tinted > 40, shown->objectName().toLatin1());
+            }
         } else {
             qInfo("this file system keeps no user extended attributes: labels not checked");
         }
