@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // A file typed by its content gets the type Qt's own MIME database gives that content, at the
-// edges of the magic rules' ranges, with masks, and where text is told from binary.
+// edges of the magic rules' ranges, with masks, and where text is told from binary; a name
+// outside the registry's own extensions gets the type Qt gives the name, whole names and
+// complex patterns included.
 
 #include "TQTypeRegistry.h"
 
@@ -22,6 +24,8 @@ class TestContentTypes : public QObject
 private slots:
     void typesContentAsQtDoes_data();
     void typesContentAsQtDoes();
+    void typesNamesAsQtDoes_data();
+    void typesNamesAsQtDoes();
 };
 
 void TestContentTypes::typesContentAsQtDoes_data()
@@ -74,6 +78,30 @@ void TestContentTypes::typesContentAsQtDoes()
     const QMimeType byQt = QMimeDatabase().mimeTypeForData(content);
     const QString expected = byQt.isDefault() ? u"public.data"_s : registry.typeForMimeType(byQt.name());
     QCOMPARE(registry.typeForFile(path), expected);
+}
+
+void TestContentTypes::typesNamesAsQtDoes_data()
+{
+    QTest::addColumn<QString>("name");
+
+    for (const char *name : {"file112", "IMG_00019", "Makefile", "GNUmakefile", "makefile.am", "CORE", "README",
+                             "ReadMe.first", "manual.3", "manual.0", "libfoo.so.6", "libfoo.so", "libfoo.so.x",
+                             "007.vdr", "07.vdr", "intro.anim7", "intro.animj", "intro.anim0", "backup~", "a.",
+                             "...", ".backup150", "x.core", "winmail.dat", "SConscript.py"})
+        QTest::newRow(name) << QString::fromLatin1(name);
+    QTest::newRow("a capital I with a dot, which lowers to two characters") << u"\u0130NSTALL"_s;
+    QTest::newRow("a sharp s") << u"stra\u00DFe"_s;
+    QTest::newRow("a Kelvin sign") << u"\u212Aore"_s;
+}
+
+void TestContentTypes::typesNamesAsQtDoes()
+{
+    QFETCH(QString, name);
+
+    const TQTypeRegistry &registry = TQTypeRegistry::shared();
+    const QMimeType byQt = QMimeDatabase().mimeTypeForFile(name, QMimeDatabase::MatchExtension);
+    const QString expected = byQt.isDefault() ? u"public.data"_s : registry.typeForMimeType(byQt.name());
+    QCOMPARE(registry.typeForFileName(name), expected);
 }
 
 QTEST_GUILESS_MAIN(TestContentTypes)

@@ -7,7 +7,9 @@
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QRegularExpression>
 #include <QStandardPaths>
+#include <QStringList>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -56,18 +58,33 @@ struct Rule
 
 // The magic list of one cache file, copied out of it once and checked while copied, so that
 // matching never reads past what was checked.
+// One node of the tree of name suffixes ("*.txt" is t, x, t, '.'), walked from a name's end.
+struct SuffixNode
+{
+    char16_t character = 0; // as Qt compares it: the stored character's low 16 bits
+    bool leaf = false;      // a pattern ends here
+    quint32 firstChild = 0;
+    quint32 children = 0;
+};
+
 class Rules
 {
 public:
     static std::unique_ptr<const Rules> load(const QByteArray &bytes);
     QString firstMatch(QByteArrayView data) const;
+    bool mayMatchName(const QString &name) const;
 
 private:
     bool matches(quint32 first, quint32 count, QByteArrayView data) const;
     static bool found(const Matchlet &matchlet, QByteArrayView data);
+    bool suffixMayMatch(QStringView name) const;
 
     std::vector<Rule> m_rules;
     std::vector<Matchlet> m_matchlets;
+    QStringList m_literals;                  // whole names in lower case ("makefile")
+    std::vector<QRegularExpression> m_globs; // the other patterns ("readme*", "*.[1-9]")
+    std::vector<SuffixNode> m_suffixes;
+    quint32 m_suffixRoots = 0;
 };
 
 class Reader
@@ -141,6 +158,35 @@ bool readMatchlets(Reader &reader, quint64 offset, quint32 count, std::vector<Ma
     return true;
 }
 
+// Reads \a count nodes of the suffix tree from \a offset into \a into, their children after them.
+bool readSuffixes(Reader &reader, quint64 offset, quint32 count, std::vector<SuffixNode> &into, int depth)
+{
+    if (depth > 256 || count > 65536)
+        return false;
+    const size_t first = into.size();
+    into.resize(first + count);
+    std::vector<std::pair<quint32, quint32>> children(count);
+    for (quint32 i = 0; i < count; ++i) {
+        const quint64 at = offset + 12 * quint64(i);
+        const quint32 character = reader.number(at);
+        into[first + i].character = char16_t(character & 0xffff);
+        into[first + i].leaf = character == 0;
+        // A leaf's other two numbers are its MIME type and flags, not children.
+        if (character != 0)
+            children[i] = {reader.number(at + 4), reader.number(at + 8)};
+        if (!reader.ok())
+            return false;
+    }
+    for (quint32 i = 0; i < count; ++i) {
+        const auto [number, at] = children[i];
+        into[first + i].firstChild = quint32(into.size());
+        into[first + i].children = number;
+        if (number > 0 && !readSuffixes(reader, at, number, into, depth + 1))
+            return false;
+    }
+    return true;
+}
+
 std::unique_ptr<const Rules> Rules::load(const QByteArray &bytes)
 {
     Reader reader(bytes);
@@ -164,6 +210,26 @@ std::unique_ptr<const Rules> Rules::load(const QByteArray &bytes)
         if (!reader.ok() || !readMatchlets(reader, reader.number(at + 12), rule.matchlets, rules->m_matchlets, 0))
             return nullptr;
     }
+    // The name patterns: whole names at 12, other globs at 20, each a pattern, a MIME type
+    // and flags; the suffix tree at 16.
+    for (const quint32 header : {12u, 20u}) {
+        const quint32 list = reader.number(header);
+        const quint32 patterns = reader.number(list);
+        if (!reader.ok() || patterns > 65536)
+            return nullptr;
+        for (quint32 i = 0; i < patterns; ++i) {
+            const QString pattern = reader.text(reader.number(list + 4 + 12 * quint64(i)));
+            if (header == 12)
+                rules->m_literals.append(pattern.toLower());
+            else
+                rules->m_globs.emplace_back(QRegularExpression::wildcardToRegularExpression(pattern),
+                                            QRegularExpression::CaseInsensitiveOption);
+        }
+    }
+    const quint32 tree = reader.number(16);
+    rules->m_suffixRoots = reader.number(tree);
+    if (!reader.ok() || !readSuffixes(reader, reader.number(quint64(tree) + 4), rules->m_suffixRoots, rules->m_suffixes, 0))
+        return nullptr;
     return rules;
 }
 
@@ -178,10 +244,22 @@ bool Rules::found(const Matchlet &matchlet, QByteArrayView data)
     const char *from = data.data() + matchlet.rangeStart;
     const char *value = matchlet.value.constData();
     if (matchlet.mask.isEmpty()) {
-        if (last == matchlet.rangeStart || length == 0)
-            return std::memcmp(from, value, size_t(length)) == 0;
-        // One search of the range, where Qt compares at each offset in turn.
-        return ::memmem(from, size_t(last - matchlet.rangeStart + length), value, size_t(length)) != nullptr;
+        if (length == 0)
+            return true;
+        if (last == matchlet.rangeStart)
+            return *from == *value && std::memcmp(from + 1, value + 1, size_t(length - 1)) == 0;
+        // The value's first byte searched for along the range, where Qt compares the whole
+        // value at each offset in turn: the first byte is rare enough in most data that the
+        // vector search of memchr skips far.
+        const char *const end = data.data() + last;
+        for (const char *at = from; at <= end; ++at) {
+            at = static_cast<const char *>(std::memchr(at, value[0], size_t(end - at + 1)));
+            if (!at)
+                return false;
+            if (std::memcmp(at + 1, value + 1, size_t(length - 1)) == 0)
+                return true;
+        }
+        return false;
     }
     const char *mask = matchlet.mask.constData();
     for (const char *at = from; at <= data.data() + last; ++at) {
@@ -223,6 +301,52 @@ bool looksLikeText(QByteArrayView data)
     return std::none_of(start.begin(), start.end(), [](char c) {
         const uchar u = uchar(c);
         return u < 32 && u != '\t' && u != '\n' && u != '\r';
+    });
+}
+
+bool Rules::suffixMayMatch(QStringView name) const
+{
+    // Every node whose character matches, not only the one a binary search would find, and
+    // any pattern ending anywhere along the way: more than Qt's walk ever finds.
+    quint32 first = 0, count = m_suffixRoots;
+    for (qsizetype at = name.size() - 1; at >= 0 && count > 0; --at) {
+        const char16_t c = name[at].unicode();
+        const SuffixNode *next = nullptr;
+        for (quint32 i = first; i < first + count; ++i) {
+            if (m_suffixes[i].leaf || m_suffixes[i].character != c)
+                continue;
+            // Two nodes for one character (their characters differ above 16 bits): too odd
+            // a cache to follow both.
+            if (next)
+                return true;
+            next = &m_suffixes[i];
+        }
+        if (!next)
+            return false;
+        for (quint32 i = next->firstChild; i < next->firstChild + next->children; ++i) {
+            if (m_suffixes[i].leaf)
+                return true;
+        }
+        first = next->firstChild;
+        count = next->children;
+    }
+    return false;
+}
+
+bool Rules::mayMatchName(const QString &name) const
+{
+    if (name.isEmpty())
+        return true;
+    // Cheapest first: most names end in a suffix the tree knows.
+    const QString lower = name.toLower();
+    if (suffixMayMatch(lower) || suffixMayMatch(name))
+        return true;
+    for (const QString &literal : m_literals) {
+        if (lower == literal || name.compare(literal, Qt::CaseInsensitive) == 0)
+            return true;
+    }
+    return std::any_of(m_globs.cbegin(), m_globs.cend(), [&](const QRegularExpression &glob) {
+        return glob.match(name).hasMatch() || glob.match(lower).hasMatch();
     });
 }
 
@@ -280,20 +404,32 @@ std::shared_ptr<const Rules> currentRules(State &s)
 
 } // namespace
 
+namespace {
+
+std::shared_ptr<const Rules> sharedRules()
+{
+    State &s = state();
+    std::lock_guard locker(s.lock);
+    if (!s.lastCheck.isValid() || s.lastCheck.hasExpired(recheckMSecs)) {
+        s.rules = currentRules(s);
+        s.lastCheck.start();
+    }
+    return s.rules;
+}
+
+} // namespace
+
+bool nameMatchesNoPattern(const QString &fileName)
+{
+    const std::shared_ptr<const Rules> rules = sharedRules();
+    return rules && !rules->mayMatchName(fileName);
+}
+
 std::optional<QString> mimeTypeForData(QByteArrayView data)
 {
     if (data.isEmpty())
         return std::nullopt;
-    State &s = state();
-    std::shared_ptr<const Rules> rules;
-    {
-        std::lock_guard locker(s.lock);
-        if (!s.lastCheck.isValid() || s.lastCheck.hasExpired(recheckMSecs)) {
-            s.rules = currentRules(s);
-            s.lastCheck.start();
-        }
-        rules = s.rules;
-    }
+    const std::shared_ptr<const Rules> rules = sharedRules();
     if (!rules)
         return std::nullopt;
     if (QString magic = rules->firstMatch(data); !magic.isEmpty())

@@ -31,4 +31,12 @@ namespace TQMimeMagic {
 */
 std::optional<QString> mimeTypeForData(QByteArrayView data);
 
+/*!
+    True when no name pattern of the cache can match \a fileName (a name without a folder):
+    then QMimeDatabase::mimeTypeForFile(fileName, QMimeDatabase::MatchExtension) answers its
+    default type, "application/octet-stream", after compiling a regular expression for each
+    complex pattern. False when a pattern may match, and when only QMimeDatabase can tell.
+*/
+bool nameMatchesNoPattern(const QString &fileName);
+
 } // namespace TQMimeMagic

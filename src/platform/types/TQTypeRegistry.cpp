@@ -172,6 +172,8 @@ struct TQTypeRegistry::Private
     };
     ContentVerdict contentVerdict(const QByteArray &path, const QString &fileName) const;
     QMimeType mimeTypeForContent(const QByteArray &data) const;
+    // QMimeDatabase::mimeTypeForFile(fileName, MatchExtension).
+    QMimeType mimeTypeForFileName(const QString &fileName) const;
     // The type of a bare file name; \a byName, when valid, is the database's answer for it.
     QString typeForBareName(const QString &name, const QMimeType &byName) const;
 };
@@ -436,8 +438,17 @@ QString TQTypeRegistry::Private::typeForBareName(const QString &name, const QMim
                 return declared;
         }
     }
-    const QMimeType mime = byName.isValid() ? byName : mimeDatabase.mimeTypeForFile(name, QMimeDatabase::MatchExtension);
+    const QMimeType mime = byName.isValid() ? byName : mimeTypeForFileName(name);
     return isGenericMime(mime) ? QStringLiteral("public.data") : typeForMime(mime);
+}
+
+QMimeType TQTypeRegistry::Private::mimeTypeForFileName(const QString &fileName) const
+{
+    // A name no pattern can match gets the default type; the database would first compile a
+    // regular expression for each of its complex patterns ("*.[1-9]", "*.so.[0-9]*").
+    if (TQMimeMagic::nameMatchesNoPattern(fileName))
+        return mimeDatabase.mimeTypeForName(QStringLiteral("application/octet-stream"));
+    return mimeDatabase.mimeTypeForFile(fileName, QMimeDatabase::MatchExtension);
 }
 
 QMimeType TQTypeRegistry::Private::mimeTypeForContent(const QByteArray &data) const
@@ -459,7 +470,7 @@ QMimeType TQTypeRegistry::Private::mimeTypeForContent(const QByteArray &data) co
     // gets it too; otherwise each length is asked for itself.
     std::lock_guard locker(zeroLock);
     const QMimeType shortest = zeroAnswer(1);
-    if (data.size() <= contentPrefixSize && shortest == zeroAnswer(contentPrefixSize))
+    if (data.size() < contentPrefixSize && shortest == zeroAnswer(contentPrefixSize))
         return shortest;
     return zeroAnswer(data.size());
 }
@@ -492,7 +503,7 @@ TQTypeRegistry::Private::contentVerdict(const QByteArray &path, const QString &f
     // Unreadable, empty or unrecognised content: the name is all there is.
     if (isGenericMime(byContent))
         return {};
-    const QMimeType byName = mimeDatabase.mimeTypeForFile(fileName, QMimeDatabase::MatchExtension);
+    const QMimeType byName = mimeTypeForFileName(fileName);
     if (isGenericMime(byName))
         return {byContent, byName};
     if (byName == byContent || byName.inherits(byContent.name()))
