@@ -314,6 +314,7 @@ struct TQFolderModel::Private : public QObject,
     // once, so that items compare integers.
     void computeKeys(const Entries &entries)
     {
+        keysRanked = false;
         const int c = columnOfType(sortType);
         if (sortType == int(TQSortType::Random)) {
             for (TQFolderEntry *e : entries)
@@ -392,9 +393,13 @@ struct TQFolderModel::Private : public QObject,
         return e->label > 0 ? FVFinderLabel::nameForLabel(e->label) : QString();
     }
 
+    // Whether the last computeKeys() ranked texts: ranks hold only among the entries given.
+    bool keysRanked = false;
+
     template <typename TextOf>
     void rankTexts(const Entries &entries, TextOf textOf)
     {
+        keysRanked = true;
         QHash<QString, qint64> ranks;
         for (TQFolderEntry *e : entries)
             ranks.insert(textOf(e), 0);
@@ -666,6 +671,7 @@ struct TQFolderModel::Private : public QObject,
         for (TQFolderEntry *e : gone) {
             byItem.remove(e->item.get());
             thumbnailsPending.remove(e);
+            pendingResort.remove(e);
             if (cache.count())
                 cache.removeIdentity(e->item->URL().toString(QUrl::FullyEncoded));
             if (e->valuesQueued)
@@ -813,6 +819,8 @@ struct TQFolderModel::Private : public QObject,
         subscription.reset();
         listed.clear();
         heldChanges.clear();
+        pendingResort.clear();
+        resortTimer.stop();
         folder.reset();
         folderPath.clear();
         folderGone = false;
@@ -1114,6 +1122,7 @@ struct TQFolderModel::Private : public QObject,
         if (operation != values.get())
             return;
         bool moved = false;
+        std::vector<int> shown;
         for (const UWQueuedObjectResult &result : operation->latestResults()) {
             TQFolderEntry *e = byItem.value(result.object.get());
             --valuesLeft;
@@ -1129,10 +1138,18 @@ struct TQFolderModel::Private : public QObject,
                 moved = true;
                 pendingResort.insert(e);
             }
-            if (e->row >= 0) {
-                Q_EMIT q->dataChanged(q->createIndex(e->row, DateAddedColumn), q->createIndex(e->row, ColumnCount - 1),
-                                      {Qt::DisplayRole, SortValueRole, IsPendingRole, LabelRole, LabelColorRole});
-            }
+            if (e->row >= 0)
+                shown.push_back(e->row);
+        }
+        // One change per run of rows, not one per item: views repaint once per run.
+        std::sort(shown.begin(), shown.end());
+        for (size_t i = 0; i < shown.size();) {
+            size_t end = i + 1;
+            while (end < shown.size() && shown[end] <= shown[end - 1] + 1)
+                ++end;
+            Q_EMIT q->dataChanged(q->createIndex(shown[i], DateAddedColumn), q->createIndex(shown[end - 1], ColumnCount - 1),
+                                  {Qt::DisplayRole, SortValueRole, IsPendingRole, LabelRole, LabelColorRole});
+            i = end;
         }
         if (moved && !resortTimer.isActive())
             resortTimer.start();
@@ -1168,6 +1185,8 @@ struct TQFolderModel::Private : public QObject,
 
     // Values arrived for some items: they leave the "unknown" end for their places, all in
     // one layout change per interval, merged into the sorted rest (linear, not a full sort).
+    // The rest stays in order: its numbers did not change, and text ranks computed again
+    // among all keep the order of the texts they had.
     void resortChanged()
     {
         if (pendingResort.isEmpty() || !sortNeedsContent) {
@@ -1175,10 +1194,20 @@ struct TQFolderModel::Private : public QObject,
             return;
         }
         ensureRanks();
-        pendingResort.clear();
-        // Text keys are ranks among all texts: new texts change the ranks of every item.
-        computeKeys(all);
-        std::stable_sort(all.begin(), all.end(), comparator());
+        const QSet<TQFolderEntry *> arrivedSet = std::exchange(pendingResort, {});
+        Entries rest, arrived;
+        rest.reserve(all.size());
+        for (TQFolderEntry *e : all)
+            (arrivedSet.contains(e) ? arrived : rest).push_back(e);
+        computeKeys(arrived);
+        if (keysRanked)
+            computeKeys(all);
+        const auto cmp = comparator();
+        std::stable_sort(arrived.begin(), arrived.end(), cmp);
+        const size_t middle = rest.size();
+        rest.insert(rest.end(), arrived.begin(), arrived.end());
+        std::inplace_merge(rest.begin(), rest.begin() + qsizetype(middle), rest.end(), cmp);
+        all.swap(rest);
         relayout();
     }
 

@@ -10,6 +10,7 @@
 #include "TQNameOrder.h"
 #include "TQPredicate.h"
 #include "TQSortDescriptor.h"
+#include "UWFileManager.h"
 
 #include <QAbstractItemModelTester>
 #include <QDir>
@@ -19,6 +20,7 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThreadPool>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -104,6 +106,8 @@ private Q_SLOTS:
     void folderGoes_data();
     void folderGoes();
     void unknownValuesSortLast();
+    void valuesArriveInRuns_data();
+    void valuesArriveInRuns();
     void thumbnails_data();
     void thumbnails();
     void selection();
@@ -445,6 +449,46 @@ void TestFolderModel::unknownValuesSortLast()
     QCOMPARE(wide.data().toString(), u"wide.png"_s);
     QCOMPARE(wide.row(), model.rowCount() - 1);
     QCOMPARE(model.index(wide.row(), TQFolderModel::WidthColumn).data().toString(), u"60"_s);
+}
+
+void TestFolderModel::valuesArriveInRuns_data()
+{
+    QTest::addColumn<int>("sortType");
+    QTest::addColumn<int>("layouts"); // layout changes when the values arrive
+    QTest::newRow("by name: nothing moves") << 0 << 0;
+    QTest::newRow("by width: one move") << 15 << 1;
+    QTest::newRow("by megapixels, descending: one move") << -4 << 1;
+}
+
+// Values that arrive together announce one change per run of rows and move the rows once,
+// into the descriptors' order.
+void TestFolderModel::valuesArriveInRuns()
+{
+    QFETCH(int, sortType);
+    QFETCH(int, layouts);
+    QTemporaryDir dir;
+    for (int i = 0; i < 30; ++i) {
+        makeImage(dir.filePath(u"img%1.png"_s.arg(i)), 1 + i * 7 % 23, 1 + i % 5);
+        makeFile(native(dir, QByteArray("text" + QByteArray::number(i)).constData()), i);
+    }
+    TQFolderModel model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    model.setLoadsImageInfo(false);
+    model.setSortType(std::abs(sortType), 0, sortType >= 0);
+    model.setFolderPath(dir.path());
+    QVERIFY(waitForLoad(model));
+    QSignalSpy changes(&model, &QAbstractItemModel::dataChanged);
+    QSignalSpy moves(&model, &QAbstractItemModel::layoutChanged);
+    QSignalSpy finished(&model, &TQFolderModel::imageInfoFinished);
+    model.setLoadsImageInfo(true);
+    // Every value is read before the model hears of any: they arrive as one delivery.
+    UWFileManager::sharedFileManager()->utilityQueue()->waitForDone();
+    QVERIFY(finished.count() > 0 || finished.wait(20000));
+    QCOMPARE(changes.count(), 1);
+    QCOMPARE(changes.at(0).at(0).value<QModelIndex>().row(), 0);
+    QCOMPARE(changes.at(0).at(1).value<QModelIndex>().row(), 59);
+    QCOMPARE(moves.count(), layouts);
+    QCOMPARE(names(rowItems(model)), descriptorOrder(model, std::abs(sortType), 0, sortType >= 0));
 }
 
 void TestFolderModel::thumbnails_data()
