@@ -144,8 +144,13 @@ QStringList write(QuillboxWindow &window, const QString &folder, QString *error)
             }
         }
         if (submenu) {
-            submenu->popup(menu->actionGeometry(submenu->menuAction()).topRight() + menu->pos());
+            const QPoint right = menu->actionGeometry(submenu->menuAction()).topRight() + menu->pos();
+            submenu->popup(right);
             waitFor([&] { return submenu->isVisible(); }, 2000);
+            // The offscreen screen is smaller than the window: Qt turns the submenu back over
+            // the menu where it would leave the screen, which no window of this size does.
+            if (submenu->pos() != right)
+                submenu->move(right);
         }
         QCoreApplication::processEvents();
         const bool saved = save(composite(&window, {menu.get(), submenu}), QString::fromLatin1(names[which]));
