@@ -87,7 +87,10 @@ void TestContentTypes::typesNamesAsQtDoes_data()
     for (const char *name : {"file112", "IMG_00019", "Makefile", "GNUmakefile", "makefile.am", "CORE", "README",
                              "ReadMe.first", "manual.3", "manual.0", "libfoo.so.6", "libfoo.so", "libfoo.so.x",
                              "007.vdr", "07.vdr", "intro.anim7", "intro.animj", "intro.anim0", "backup~", "a.",
-                             "...", ".backup150", "x.core", "winmail.dat", "SConscript.py"})
+                             "...", ".backup150", "x.core", "winmail.dat", "SConscript.py",
+                             // Remembered answers must not cross: a suffix only the lower-case
+                             // name has, then one in a case the pattern does not take.
+                             "hello.gs", "hello.GS", "world.Gs", "hello.gs~", "hello.gz~"})
         QTest::newRow(name) << QString::fromLatin1(name);
     QTest::newRow("a capital I with a dot, which lowers to two characters") << u"\u0130NSTALL"_s;
     QTest::newRow("a sharp s") << u"stra\u00DFe"_s;

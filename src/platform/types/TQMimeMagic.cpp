@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -72,19 +73,28 @@ class Rules
 public:
     static std::unique_ptr<const Rules> load(const QByteArray &bytes);
     QString firstMatch(QByteArrayView data) const;
-    bool mayMatchName(const QString &name) const;
+    NameVerdict nameVerdict(const QString &name) const;
+    quint64 generation() const { return m_generation; }
 
 private:
     bool matches(quint32 first, quint32 count, QByteArrayView data) const;
     static bool found(const Matchlet &matchlet, QByteArrayView data);
-    bool suffixMayMatch(QStringView name) const;
+    // What a walk of the suffix tree from a name's end found.
+    struct SuffixWalk
+    {
+        bool patternEnds = false; // a suffix pattern ends along the walk
+        bool ambiguous = false;   // the walk could go two ways
+        qsizetype read = 0;       // characters read from the end
+    };
+    SuffixWalk walkSuffixes(QStringView name) const;
 
     std::vector<Rule> m_rules;
     std::vector<Matchlet> m_matchlets;
     QStringList m_literals;                  // whole names in lower case ("makefile")
-    std::vector<QRegularExpression> m_globs; // the other patterns ("readme*", "*.[1-9]")
+    QRegularExpression m_globs; // the other patterns ("readme*", "*.[1-9]"), any of them
     std::vector<SuffixNode> m_suffixes;
     quint32 m_suffixRoots = 0;
+    quint64 m_generation = 0; // counts the readings of caches in this process
 };
 
 class Reader
@@ -194,7 +204,9 @@ std::unique_ptr<const Rules> Rules::load(const QByteArray &bytes)
     const quint32 version = reader.number(0);
     if (!reader.ok() || version >> 16 != 1 || (version & 0xffff) < 1 || (version & 0xffff) > 2)
         return nullptr;
+    static std::atomic<quint64> readings{0};
     auto rules = std::unique_ptr<Rules>(new Rules);
+    rules->m_generation = ++readings;
     const quint32 list = reader.number(24);
     const quint32 count = reader.number(list);
     const quint32 first = reader.number(quint64(list) + 8);
@@ -212,6 +224,7 @@ std::unique_ptr<const Rules> Rules::load(const QByteArray &bytes)
     }
     // The name patterns: whole names at 12, other globs at 20, each a pattern, a MIME type
     // and flags; the suffix tree at 16.
+    QStringList globs;
     for (const quint32 header : {12u, 20u}) {
         const quint32 list = reader.number(header);
         const quint32 patterns = reader.number(list);
@@ -222,10 +235,15 @@ std::unique_ptr<const Rules> Rules::load(const QByteArray &bytes)
             if (header == 12)
                 rules->m_literals.append(pattern.toLower());
             else
-                rules->m_globs.emplace_back(QRegularExpression::wildcardToRegularExpression(pattern),
-                                            QRegularExpression::CaseInsensitiveOption);
+                globs.append(u"(?:" + QRegularExpression::wildcardToRegularExpression(pattern) + u')');
         }
     }
+    // One expression for all, each part anchored as Qt anchors it; without any, one that
+    // matches nothing.
+    rules->m_globs = QRegularExpression(globs.isEmpty() ? QStringLiteral("(?!)") : globs.join(u'|'),
+                                        QRegularExpression::CaseInsensitiveOption);
+    if (!rules->m_globs.isValid())
+        return nullptr;
     const quint32 tree = reader.number(16);
     rules->m_suffixRoots = reader.number(tree);
     if (!reader.ok() || !readSuffixes(reader, reader.number(quint64(tree) + 4), rules->m_suffixRoots, rules->m_suffixes, 0))
@@ -304,12 +322,15 @@ bool looksLikeText(QByteArrayView data)
     });
 }
 
-bool Rules::suffixMayMatch(QStringView name) const
+Rules::SuffixWalk Rules::walkSuffixes(QStringView name) const
 {
-    // Every node whose character matches, not only the one a binary search would find, and
-    // any pattern ending anywhere along the way: more than Qt's walk ever finds.
+    // Every node whose character matches is looked at, not only the one a binary search
+    // would find, and a pattern ending anywhere along the way counts: the walk finds all
+    // Qt's walk can, and reads at least the characters Qt's reads.
+    SuffixWalk walk;
     quint32 first = 0, count = m_suffixRoots;
     for (qsizetype at = name.size() - 1; at >= 0 && count > 0; --at) {
+        ++walk.read;
         const char16_t c = name[at].unicode();
         const SuffixNode *next = nullptr;
         for (quint32 i = first; i < first + count; ++i) {
@@ -317,37 +338,44 @@ bool Rules::suffixMayMatch(QStringView name) const
                 continue;
             // Two nodes for one character (their characters differ above 16 bits): too odd
             // a cache to follow both.
-            if (next)
-                return true;
+            if (next) {
+                walk.ambiguous = true;
+                return walk;
+            }
             next = &m_suffixes[i];
         }
         if (!next)
-            return false;
-        for (quint32 i = next->firstChild; i < next->firstChild + next->children; ++i) {
-            if (m_suffixes[i].leaf)
-                return true;
-        }
+            return walk;
+        for (quint32 i = next->firstChild; i < next->firstChild + next->children; ++i)
+            walk.patternEnds = walk.patternEnds || m_suffixes[i].leaf;
         first = next->firstChild;
         count = next->children;
     }
-    return false;
+    return walk;
 }
 
-bool Rules::mayMatchName(const QString &name) const
+NameVerdict Rules::nameVerdict(const QString &name) const
 {
     if (name.isEmpty())
-        return true;
-    // Cheapest first: most names end in a suffix the tree knows.
+        return {};
     const QString lower = name.toLower();
-    if (suffixMayMatch(lower) || suffixMayMatch(name))
-        return true;
+    const SuffixWalk lowerWalk = walkSuffixes(lower), nameWalk = walkSuffixes(name);
+    if (lowerWalk.ambiguous || nameWalk.ambiguous)
+        return {};
     for (const QString &literal : m_literals) {
         if (lower == literal || name.compare(literal, Qt::CaseInsensitive) == 0)
-            return true;
+            return {};
     }
-    return std::any_of(m_globs.cbegin(), m_globs.cend(), [&](const QRegularExpression &glob) {
-        return glob.match(name).hasMatch() || glob.match(lower).hasMatch();
-    });
+    if (m_globs.match(name).hasMatch() || m_globs.match(lower).hasMatch())
+        return {};
+    if (!lowerWalk.patternEnds && !nameWalk.patternEnds)
+        return {true, {}, 0};
+    // Only suffixes can match, so the answer depends on the characters the walks read, from
+    // the end (the same number of them in both cases when lower case keeps the length).
+    const qsizetype read = std::max(lowerWalk.read, nameWalk.read);
+    if (lower.size() != name.size() || read >= name.size())
+        return {};
+    return {false, name.right(read) + QLatin1Char('/') + lower.right(read), 0};
 }
 
 // The cache in use and what it was loaded from.
@@ -419,10 +447,14 @@ std::shared_ptr<const Rules> sharedRules()
 
 } // namespace
 
-bool nameMatchesNoPattern(const QString &fileName)
+NameVerdict nameVerdict(const QString &fileName)
 {
     const std::shared_ptr<const Rules> rules = sharedRules();
-    return rules && !rules->mayMatchName(fileName);
+    if (!rules)
+        return {};
+    NameVerdict verdict = rules->nameVerdict(fileName);
+    verdict.generation = rules->generation();
+    return verdict;
 }
 
 std::optional<QString> mimeTypeForData(QByteArrayView data)

@@ -31,12 +31,27 @@ namespace TQMimeMagic {
 */
 std::optional<QString> mimeTypeForData(QByteArrayView data);
 
-/*!
-    True when no name pattern of the cache can match \a fileName (a name without a folder):
-    then QMimeDatabase::mimeTypeForFile(fileName, QMimeDatabase::MatchExtension) answers its
-    default type, "application/octet-stream", after compiling a regular expression for each
-    complex pattern. False when a pattern may match, and when only QMimeDatabase can tell.
-*/
-bool nameMatchesNoPattern(const QString &fileName);
+//! What the cache's name patterns can say about a file name (without a folder).
+struct NameVerdict
+{
+    /*!
+        True when no pattern can match the name: QMimeDatabase::mimeTypeForFile(name,
+        QMimeDatabase::MatchExtension) then answers its default type,
+        "application/octet-stream", after compiling a regular expression for each complex
+        pattern.
+    */
+    bool matchesNothing = false;
+    /*!
+        When only suffix patterns ("*.tar.gz") can match: the characters of the name the
+        database reads, so that names with the same key get the same answer from it, as long
+        as \a generation stays the same. Empty otherwise.
+    */
+    QString key;
+    //! Which reading of the cache the key belongs to.
+    quint64 generation = 0;
+};
+
+//! The verdict for \a fileName; nothing known when only QMimeDatabase can tell.
+NameVerdict nameVerdict(const QString &fileName);
 
 } // namespace TQMimeMagic

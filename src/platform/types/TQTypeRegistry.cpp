@@ -174,6 +174,10 @@ struct TQTypeRegistry::Private
     QMimeType mimeTypeForContent(const QByteArray &data) const;
     // QMimeDatabase::mimeTypeForFile(fileName, MatchExtension).
     QMimeType mimeTypeForFileName(const QString &fileName) const;
+    // Its answers by the part of a name the database reads. Guarded by byNameLock.
+    mutable std::mutex byNameLock;
+    mutable QHash<QString, QMimeType> byName;
+    mutable quint64 byNameGeneration = 0;
     // The type of a bare file name; \a byName, when valid, is the database's answer for it.
     QString typeForBareName(const QString &name, const QMimeType &byName) const;
 };
@@ -446,9 +450,26 @@ QMimeType TQTypeRegistry::Private::mimeTypeForFileName(const QString &fileName) 
 {
     // A name no pattern can match gets the default type; the database would first compile a
     // regular expression for each of its complex patterns ("*.[1-9]", "*.so.[0-9]*").
-    if (TQMimeMagic::nameMatchesNoPattern(fileName))
+    const TQMimeMagic::NameVerdict verdict = TQMimeMagic::nameVerdict(fileName);
+    if (verdict.matchesNothing)
         return mimeDatabase.mimeTypeForName(QStringLiteral("application/octet-stream"));
-    return mimeDatabase.mimeTypeForFile(fileName, QMimeDatabase::MatchExtension);
+    // A name only suffixes can match gets the answer of the last name that ended alike.
+    if (!verdict.key.isEmpty()) {
+        std::lock_guard locker(byNameLock);
+        if (byNameGeneration != verdict.generation) {
+            byName.clear();
+            byNameGeneration = verdict.generation;
+        }
+        if (const auto known = byName.constFind(verdict.key); known != byName.cend())
+            return *known;
+    }
+    const QMimeType type = mimeDatabase.mimeTypeForFile(fileName, QMimeDatabase::MatchExtension);
+    if (!verdict.key.isEmpty()) {
+        std::lock_guard locker(byNameLock);
+        if (byNameGeneration == verdict.generation)
+            byName.insert(verdict.key, type);
+    }
+    return type;
 }
 
 QMimeType TQTypeRegistry::Private::mimeTypeForContent(const QByteArray &data) const
@@ -470,7 +491,7 @@ QMimeType TQTypeRegistry::Private::mimeTypeForContent(const QByteArray &data) co
     // gets it too; otherwise each length is asked for itself.
     std::lock_guard locker(zeroLock);
     const QMimeType shortest = zeroAnswer(1);
-    if (data.size() < contentPrefixSize && shortest == zeroAnswer(contentPrefixSize))
+    if (data.size() <= contentPrefixSize && shortest == zeroAnswer(contentPrefixSize))
         return shortest;
     return zeroAnswer(data.size());
 }
