@@ -598,10 +598,15 @@ private Q_SLOTS:
         QCOMPARE(grid->verticalScrollBar()->value(), 0);
         QVERIFY(grid->viewport()->rect().contains(grid->visualRect(model->index(0, 0))));
 
+        // A zoom keeps the current cell in sight.
         grid->setFocus();
+        const QModelIndex current = model->index(50, 0);
+        view->selectionModel()->setCurrentIndex(current, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+        grid->scrollTo(current, QAbstractItemView::PositionAtTop);
         if (key)
             QTest::keyClick(grid, Qt::Key(key), Qt::ControlModifier);
         QCOMPARE(view->zoom(), zoomAfter);
+        QTRY_VERIFY(grid->viewport()->rect().contains(grid->visualRect(current)));
         QCOMPARE(window.findChild<QSlider *>(u"zoom"_s)->value(), zoomAfter);
         const int lineHeight = grid->fontMetrics().height();
         QTRY_VERIFY(grid->visualRect(model->index(0, 0)).height() >= zoomAfter + 2 * lineHeight);
