@@ -161,7 +161,7 @@ private:
         QImage image = index.data(TQFolderModel::ThumbnailRole).value<QImage>();
         if (image.isNull()) {
             const QVariant decoration = index.data(Qt::DecorationRole);
-            if (decoration.canConvert<QIcon>() && decoration.typeId() == QMetaType::QIcon) {
+            if (decoration.typeId() == QMetaType::QIcon) {
                 const QIcon icon = decoration.value<QIcon>();
                 const QSize pixels = icon.actualSize(QSize(side, side) * ratio);
                 return icon.pixmap(pixels / ratio, ratio).toImage();
