@@ -100,8 +100,6 @@ private slots:
     void savingKeepsThePreviousArchiveOnce();
     void addingAndEquality();
     void filterAppliesToFilesNotToSavedSeparators();
-    void moveRule_data();
-    void moveRule();
     void dropValidation_data();
     void dropValidation();
     void fileDrops();
@@ -302,43 +300,6 @@ void TestBookmarks::filterAppliesToFilesNotToSavedSeparators()
     QCOMPARE(controller.bookmarksCount(), 2);
 }
 
-void TestBookmarks::moveRule_data()
-{
-    QTest::addColumn<QList<int>>("rows");
-    QTest::addColumn<int>("dropRow");
-    QTest::addColumn<QString>("expected");
-
-    QTest::newRow("a row down by one") << QList<int>{1} << 3 << u"ACBDE"_s;
-    QTest::newRow("rows given in any order go in row order") << QList<int>{4, 0} << 2 << u"BAECD"_s;
-    QTest::newRow("a row that is no longer there is ignored") << QList<int>{0, 9} << 5 << u"BCDEA"_s;
-    QTest::newRow("nowhere") << QList<int>{1} << -1 << u"ABCDE"_s;
-}
-
-void TestBookmarks::moveRule()
-{
-    QFETCH(QList<int>, rows);
-    QFETCH(int, dropRow);
-    QFETCH(QString, expected);
-
-    TQBookmarksController controller;
-    fill(controller, {u"A"_s, u"B"_s, u"C"_s, u"D"_s, u"E"_s});
-    QSignalSpy changed(&controller, &TQBookmarksController::bookmarksChanged);
-    const std::unique_ptr<QMimeData> drag(controller.model()->mimeData(
-        [&] {
-            QModelIndexList indexes;
-            for (int row : rows)
-                indexes.append(controller.model()->index(row, 0));
-            return indexes;
-        }()));
-    const bool accepted = controller.acceptDrop(drag.get(), dropRow);
-    QCOMPARE(accepted, dropRow >= 0);
-    QCOMPARE(changed.count(), accepted ? 1 : 0);
-    QString order;
-    for (const QVariant &entry : controller.bookmarks())
-        order += fileOf(entry)->fileName();
-    QCOMPARE(order, expected);
-}
-
 void TestBookmarks::dropValidation_data()
 {
     QTest::addColumn<QString>("drag"); // "rows", "no rows", "files", "mixed files", "both"
@@ -399,6 +360,7 @@ void TestBookmarks::fileDrops()
     std::unique_ptr<QMimeData> nothing(filesDrag({path(u"missing.jpg"_s)}));
     QVERIFY(!model->canDropMimeData(nothing.get(), Qt::CopyAction, 0, 0, QModelIndex()));
     QVERIFY(!controller.acceptDrop(nothing.get(), 0));
+    QVERIFY(!controller.acceptDrop(again.get(), -1)); // nowhere
 }
 
 void TestBookmarks::tableThroughAListView()
@@ -460,6 +422,10 @@ void TestBookmarks::modelNamesEachChange_data()
                                                  << u"A C E B D"_s;
     QTest::newRow("two rows dragged to the top") << u"drag 3 4 to 0"_s << QStringList{u"move 3 to 0"_s, u"move 4 to 1"_s}
                                                  << u"D E A B C"_s;
+    QTest::newRow("rows given in any order go in row order") << u"drag 4 0 to 2"_s
+                                                             << QStringList{u"move 0 to 2"_s, u"move 4 to 2"_s} << u"B A E C D"_s;
+    QTest::newRow("a row that is no longer there is ignored") << u"drag 0 9 to 5"_s << QStringList{u"move 0 to 5"_s}
+                                                              << u"B C D E A"_s;
     QTest::newRow("a row dragged onto its place") << u"drag 2 to 2"_s << QStringList{} << u"A B C D E"_s;
     QTest::newRow("a file dropped") << u"drop photo.jpg C to 1"_s << QStringList{u"insert 1-1"_s, u"move 3 to 2"_s}
                                     << u"A photo.jpg C B D E"_s;
