@@ -121,6 +121,8 @@ void TestUtilityFunctions::proportionalScale_data()
     QTest::newRow("landscape") << 100 << QSizeF(400, 300) << QSizeF(100, 75);
     QTest::newRow("portrait") << 100 << QSizeF(300, 400) << QSizeF(75, 100);
     QTest::newRow("square") << 64 << QSizeF(10, 10) << QSizeF(64, 64);
+    // Above 2^24 the product's maximum is the nearest float: a square keeps the exact one as its width.
+    QTest::newRow("a square above 2^24") << 16777217 << QSizeF(10, 10) << QSizeF(16777217, 16777216);
     QTest::newRow("small sizes are scaled up") << 100 << QSizeF(50, 20) << QSizeF(100, 40);
     QTest::newRow("the short side is rounded down") << 100 << QSizeF(300, 200) << QSizeF(100, 66);
     QTest::newRow("no width") << 100 << QSizeF(0, 300) << QSizeF(0, 0);
