@@ -27,6 +27,7 @@
 #include <QImage>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QTimer>
 
 #include <fcntl.h>
 #include <malloc.h>
@@ -143,12 +144,23 @@ int main(int argc, char **argv)
             if (allRowsMs < 0 && model.rowCount() >= count)
                 allRowsMs = timer.nsecsElapsed() / 1e6;
         });
-        QObject::connect(&model, &TQFolderModel::loadingFinished, &model, [&] { finishedMs = timer.nsecsElapsed() / 1e6; });
+        // Hidden names are filtered out: every row is in when the listing is.
+        QObject::connect(&model, &TQFolderModel::loadingFinished, &model, [&] {
+            finishedMs = timer.nsecsElapsed() / 1e6;
+            if (allRowsMs < 0)
+                allRowsMs = finishedMs;
+        });
+        // Not every row on screen is an image: done when the thumbnails have been quiet for
+        // two seconds after the listing (the quiet time is not counted).
+        QTimer quiet;
+        quiet.setSingleShot(true);
+        quiet.setInterval(2000);
+        QObject::connect(&quiet, &QTimer::timeout, &app, &QCoreApplication::quit);
+        QObject::connect(&model, &TQFolderModel::loadingFinished, &quiet, qOverload<>(&QTimer::start));
         QObject::connect(&model, &TQFolderModel::thumbnailArrived, &model, [&] {
-            if (++thumbnails == 40) {
-                thumbnailsMs = timer.nsecsElapsed() / 1e6;
-                app.quit();
-            }
+            ++thumbnails;
+            thumbnailsMs = timer.nsecsElapsed() / 1e6;
+            quiet.start();
         });
         probe.start();
         timer.start();
@@ -164,7 +176,7 @@ int main(int argc, char **argv)
         std::printf("model: all rows, typed, sorted by name    %8.1f ms   %.2fx find|sort (goal 4x)\n", allRowsMs,
                     allRowsMs / findMs);
         std::printf("model: live (loadingFinished)             %8.1f ms   %.2fx find|sort\n", finishedMs, finishedMs / findMs);
-        std::printf("model: 40 thumbnails on screen            %8.1f ms   (%d arrived)\n", thumbnailsMs, thumbnails);
+        std::printf("model: thumbnails of rows 0-39            %8.1f ms   (%d arrived; the last)\n", thumbnailsMs, thumbnails);
         std::printf("event loop: longest gap while loading     %8.1f ms   (goal 16 ms; %d gaps > 16 ms, 99th pct %.1f ms)\n",
                     probe.longestMs(), probe.gapsLongerThan(16), probe.percentileMs(0.99));
 

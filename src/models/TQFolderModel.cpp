@@ -636,13 +636,36 @@ struct TQFolderModel::Private : public QObject,
                 q->endInsertRows();
             }
             std::stable_sort(batch.begin(), batch.end(), cmp);
-            const size_t middle = all.size();
-            all.insert(all.end(), batch.begin(), batch.end());
-            std::inplace_merge(all.begin(), all.begin() + qsizetype(middle), all.end(), cmp);
+            mergeIntoAll(batch);
             if (!shown.empty())
                 relayout();
         }
         queueValues(batch);
+    }
+
+    // Merges \a sorted into the sorted list. A batch is small beside a big folder: each entry
+    // finds its place by bisection, so comparisons (collation keys, the costly part) grow with
+    // the batch, and only the moving of pointers with the folder.
+    void mergeIntoAll(const Entries &sorted)
+    {
+        const auto cmp = comparator();
+        if (sorted.size() * 16 > all.size()) {
+            const size_t middle = all.size();
+            all.insert(all.end(), sorted.begin(), sorted.end());
+            std::inplace_merge(all.begin(), all.begin() + qsizetype(middle), all.end(), cmp);
+            return;
+        }
+        Entries merged;
+        merged.reserve(all.size() + sorted.size());
+        auto from = all.begin();
+        for (TQFolderEntry *e : sorted) {
+            const auto at = std::upper_bound(from, all.end(), e, cmp);
+            merged.insert(merged.end(), from, at);
+            merged.push_back(e);
+            from = at;
+        }
+        merged.insert(merged.end(), from, all.end());
+        all.swap(merged);
     }
 
     void removeEntries(const QList<TQFolderEntry *> &gone)
