@@ -19,6 +19,7 @@
 #include <QLoggingCategory>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QScopeGuard>
 #include <QTest>
 #include <QThreadPool>
 
@@ -103,6 +104,8 @@ private Q_SLOTS:
     void manyFilesWhileLive();
     void churnWhileGoingLive_data();
     void churnWhileGoingLive();
+    void unreadableFolder_data();
+    void unreadableFolder();
     void folderGoes_data();
     void folderGoes();
     void unknownValuesSortLast();
@@ -392,6 +395,46 @@ void TestFolderModel::churnWhileGoingLive()
         return rows;
     };
     QTRY_COMPARE_WITH_TIMEOUT(shown(), onDisk, 20000);
+}
+
+void TestFolderModel::unreadableFolder_data()
+{
+    QTest::addColumn<bool>("whileLive"); // else before the listing
+    QTest::addColumn<int>("rows");       // while it cannot be read
+    QTest::newRow("before the listing") << false << 0;
+    QTest::newRow("while live") << true << 3;
+}
+
+// A folder that cannot be read shows what the model had (nothing, or the rows listed before)
+// and follows the folder again once it can be read.
+void TestFolderModel::unreadableFolder()
+{
+    QFETCH(bool, whileLive);
+    QFETCH(int, rows);
+    QTemporaryDir dir;
+    for (const char *name : {"a", "b", "c"})
+        makeFile(native(dir, name));
+    const QByteArray path = QFile::encodeName(dir.path());
+    const auto readable = qScopeGuard([&path] { ::chmod(path.constData(), 0700); });
+    TQFolderModel model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    if (whileLive) {
+        model.setFolderPath(dir.path());
+        QVERIFY(waitForLoad(model));
+    }
+    QCOMPARE(::chmod(path.constData(), 0), 0);
+    if (::access(path.constData(), R_OK) == 0)
+        QSKIP("permissions do not bind this user (root)");
+    if (!whileLive)
+        model.setFolderPath(dir.path());
+    QVERIFY(waitForLoad(model));
+    QCOMPARE(model.rowCount(), rows);
+    QCOMPARE(::chmod(path.constData(), 0700), 0);
+    makeFile(native(dir, "d"));
+    if (whileLive)
+        QTRY_COMPARE_WITH_TIMEOUT(model.rowCount(), 4, 10000);
+    else
+        QCOMPARE(model.rowCount(), 0); // not watched: the folder is listed again when shown again
 }
 
 void TestFolderModel::folderGoes_data()
