@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "UWFileManager.h"
+#include "UWFileManager_p.h"
 
 #include "UWCompanionLogging.h"
 #include "UWFileFactory_p.h"
@@ -307,7 +308,14 @@ public:
     void attach(UWFileSubscription *subscription);
     void detach(UWFileSubscription *subscription);
     void load(UWFileSubscription *subscription);
-    bool adopt(UWFileSubscription *subscription, const QList<UWStandardFileRef> &files);
+    bool adopt(UWFileSubscription *subscription, QList<UWStandardFileRef> files,
+               QHash<QByteArray, UWStandardFileRef> byName = {});
+    static bool adoptIndexed(UWFileSubscription *subscription, QList<UWStandardFileRef> files,
+                             QHash<QByteArray, UWStandardFileRef> byName)
+    {
+        UWFileManager *manager = UWFileManager::sharedFileManager();
+        return manager && manager->d->adopt(subscription, std::move(files), std::move(byName));
+    }
     void noteBeforeLoad(UWFileSubscription *subscription, const inotify_event *event);
     void relist(UWFileSubscription *subscription, UWFolderBatch &batch);
     void report(UWFolderBatch &batch);
@@ -421,14 +429,26 @@ void UWFileManagerPrivate::load(UWFileSubscription *subscription)
     attach(subscription);
 }
 
-bool UWFileManagerPrivate::adopt(UWFileSubscription *subscription, const QList<UWStandardFileRef> &files)
+bool UWFileManagerInternal::adoptListing(UWFileSubscription *subscription, QList<UWStandardFileRef> files,
+                                         QHash<QByteArray, UWStandardFileRef> byName)
+{
+    return UWFileManagerPrivate::adoptIndexed(subscription, std::move(files), std::move(byName));
+}
+
+bool UWFileManagerPrivate::adopt(UWFileSubscription *subscription, QList<UWStandardFileRef> files,
+                                 QHash<QByteArray, UWStandardFileRef> byName)
 {
     UWFileSubscriptionPrivate *s = subscription->d.get();
     if (s->loaded)
         return false;
     const bool watchedBefore = s->watch >= 0;
-    s->files = files;
-    s->reindex();
+    s->files = std::move(files);
+    // Indexing a big folder's names costs the main thread more than a frame: a caller that
+    // listed elsewhere made the index there.
+    if (byName.isEmpty() && !s->files.isEmpty())
+        s->reindex();
+    else
+        s->byName = std::move(byName);
     s->loaded = true;
     const QSet<QByteArray> touched = std::exchange(s->touched, {});
     const bool stale = std::exchange(s->stale, false) || (!watchedBefore && inotifyFd >= 0);

@@ -12,6 +12,7 @@
 #include "UWFileFactory_p.h"
 #include "UWFileManager.h"
 #include "UWFileManagerCategories.h"
+#include "UWFileManager_p.h"
 #include "UWQueuedObjectOperation.h"
 #include "UWStatInfo_p.h"
 
@@ -241,6 +242,10 @@ struct ListingJob
     // The subscription's own listing, when another view had it loaded already: its items are
     // taken as they are instead of reading the folder.
     std::optional<QList<UWStandardFileRef>> snapshot;
+    // What the worker listed, in the folder's order and by name, for the subscription to take
+    // over; read on the GUI thread once the last batch has arrived.
+    QList<UWStandardFileRef> items;
+    QHash<QByteArray, UWStandardFileRef> byName;
     std::atomic_bool cancelled{false};
 };
 
@@ -257,7 +262,6 @@ struct TQFolderModel::Private : public QObject,
     QByteArray folderPath;
     std::shared_ptr<UWFileSubscription> subscription;
     std::shared_ptr<ListingJob> listing;
-    QList<UWStandardFileRef> listed;      // the listing's items in the folder's order
     QList<UWFolderChanges> heldChanges;   // heard while the listing was under way
     bool loading = false;
     bool folderGone = false;
@@ -840,7 +844,6 @@ struct TQFolderModel::Private : public QObject,
         if (subscription)
             QObject::disconnect(subscription.get(), nullptr, this, nullptr);
         subscription.reset();
-        listed.clear();
         heldChanges.clear();
         pendingResort.clear();
         resortTimer.stop();
@@ -940,6 +943,8 @@ struct TQFolderModel::Private : public QObject,
             if (!stat.readAt(fd, name))
                 continue; // gone between readdir and statx
             if (UWStandardFileRef item = UWFileFactory::make(QUrl(), prefix + name, &stat)) {
+                job->items.append(item);
+                job->byName.insert(QByteArray(name), item);
                 auto *e = new TQFolderEntry;
                 fill(*e, item, &stat);
                 batch.push_back(e);
@@ -963,16 +968,13 @@ struct TQFolderModel::Private : public QObject,
 
     void listingArrived(Entries &&batch, bool done, const QString &error)
     {
-        for (const TQFolderEntry *e : batch)
-            listed.append(e->item);
         insertEntries(std::move(batch));
         if (!done)
             return;
         if (!error.isEmpty())
             qCInfo(lcModels).noquote() << "cannot list" << QFile::decodeName(folderPath) << "-" << error;
-        const bool fromSnapshot = listing->snapshot.has_value();
-        listing.reset();
-        goLive(fromSnapshot);
+        const std::shared_ptr<ListingJob> job = std::exchange(listing, {});
+        goLive(*job);
         queueAllValues();
         setLoading(false);
         Q_EMIT q->loadingFinished();
@@ -1003,18 +1005,17 @@ struct TQFolderModel::Private : public QObject,
         held and are applied in their order. A subscription that another view loaded while
         the listing ran keeps its items: they take the place of the listing's name by name.
     */
-    void goLive(bool fromSnapshot)
+    void goLive(ListingJob &job)
     {
         const QList<UWFolderChanges> held = std::exchange(heldChanges, {});
-        const QList<UWStandardFileRef> mine = std::exchange(listed, {});
         if (!subscription || checkFolderGone())
             return;
-        if (fromSnapshot) {
+        if (job.snapshot) {
             for (const UWFolderChanges &changes : held)
                 filesChanged(changes);
             return;
         }
-        if (subscription->adoptListing(mine))
+        if (UWFileManagerInternal::adoptListing(subscription.get(), std::move(job.items), std::move(job.byName)))
             return;
         QHash<QByteArray, TQFolderEntry *> byName;
         byName.reserve(all.size());
