@@ -217,6 +217,11 @@ void TestTypeRegistry::detectsFiles_data()
     QTest::newRow("an empty file is typed by its name") << "empty.txt" << QByteArray() << "public.plain-text" << "public.plain-text";
     QTest::newRow("binary noise keeps its name") << "noise.mp3" << QByteArray("\x01\x02\x03\xff\xfe\x00\x10", 7) << "public.mp3" << "public.mp3";
     QTest::newRow("PDF content without a name") << "document" << QByteArray("%PDF-1.4\n%\xe2\xe3\xcf\xd3\n") << "com.adobe.pdf" << "public.data";
+    // Text formats are told from a few characters; a name claiming another text format stands.
+    QTest::newRow("Markdown opening with an HTML comment") << "CHANGELOG.md" << QByteArray("<!--\nnote\n-->\n# Changes\n")
+                                                           << "net.daringfireball.markdown" << "net.daringfireball.markdown";
+    QTest::newRow("HTML without a name is HTML") << "page" << QByteArray("<!DOCTYPE html>\n<html></html>\n") << "public.html" << "public.data";
+    QTest::newRow("HTML named like an image is HTML") << "photo.png" << QByteArray("<!DOCTYPE html>\n<html></html>\n") << "public.html" << "public.png";
     // Sparse and preallocated files: zeros of any length say nothing, the name decides.
     QTest::newRow("three zeros named like a song") << "blank.mp3" << QByteArray(3, '\0') << "public.mp3" << "public.mp3";
     QTest::newRow("zeros named like text") << "blank.txt" << QByteArray(4099, '\0') << "public.plain-text" << "public.plain-text";

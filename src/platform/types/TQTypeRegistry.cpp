@@ -124,6 +124,11 @@ bool isMediaMime(const QMimeType &type)
     return name.startsWith(u"image/") || name.startsWith(u"audio/") || name.startsWith(u"video/");
 }
 
+bool isTextMime(const QMimeType &type)
+{
+    return type.name() == u"text/plain" || type.inherits(QStringLiteral("text/plain"));
+}
+
 } // namespace
 
 struct TQTypeRegistry::Private
@@ -531,9 +536,11 @@ TQTypeRegistry::Private::contentVerdict(const QByteArray &path, const QString &f
         return {QMimeType(), byName};
     if (byContent.inherits(byName.name()))
         return {byContent, byName};
-    // "Looks like text" is a guess, not a recognised format: it only overrides a name
-    // that claims a format which is never text.
-    if (byContent.name() == u"text/plain" && !isMediaMime(byName))
+    // Text is recognised from a few characters ("looks like text", "<!--", "#!", "<?xml"): a
+    // guess that weak only overrides a name that claims an image, sound or film format. A
+    // Markdown file opening with an HTML comment stays Markdown, as the desktop's own
+    // detection has it.
+    if (isTextMime(byContent) && !isMediaMime(byName))
         return {QMimeType(), byName};
     qCDebug(lcPlatform) << "name and content of" << QFile::decodeName(path) << "disagree:" << byName.name()
                         << "by name," << byContent.name() << "by content; the content wins";
