@@ -29,330 +29,291 @@ class TestTypeRegistry : public QObject
     Q_OBJECT
 
 private slots:
-    void conformance_data();
-    void conformance();
-    void everyDeclaredTypeReachesTheRoots();
-    void mimeTypes_data();
-    void mimeTypes();
-    void extensions_data();
-    void extensions();
-    void audiovisualTypes();
-    void descriptions_data();
-    void descriptions();
-    void detectsFiles_data();
-    void detectsFiles();
-    void foldersAndVolumes();
-    void specialFilesAndNativeNames_data();
-    void specialFilesAndNativeNames();
-    void concurrentQuestionsAgree();
+    void conformance_data()
+    {
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QString>("conformsTo");
+        QTest::addColumn<bool>("expected");
+
+        const auto row = [](const char *name, const QString &type, const QString &other, bool expected) {
+            QTest::newRow(name) << type << other << expected;
+        };
+
+        row("a JPEG is an item", u"public.jpeg"_s, u"public.item"_s, true);
+        row("an image is not a JPEG", u"public.image"_s, u"public.jpeg"_s, false);
+        row("EPS is not an image", u"com.adobe.encapsulated-postscript"_s, u"public.image"_s, false);
+        row("an MP3 is audiovisual content", u"public.mp3"_s, u"public.audiovisual-content"_s, true);
+        row("an MP3 is not a movie", u"public.mp3"_s, u"public.movie"_s, false);
+        row("MPEG-4 audio is a movie as well as audio", u"public.mpeg-4-audio"_s, u"public.movie"_s, true);
+        row("a folder is not data", u"public.folder"_s, u"public.data"_s, false);
+        row("a volume is a folder", u"public.volume"_s, u"public.folder"_s, true);
+        row("a link is not data", u"public.symlink"_s, u"public.data"_s, false);
+        row("HEIC is not HEIF, they are siblings", u"public.heic"_s, u"public.heif"_s, false);
+        row("a DOCX is a zip archive", u"org.openxmlformats.wordprocessingml.document"_s, u"public.zip-archive"_s, true);
+        row("every type conforms to itself", u"public.item"_s, u"public.item"_s, true);
+        row("an unknown identifier conforms to itself", u"com.example.unknown"_s, u"com.example.unknown"_s, true);
+        row("an unknown identifier conforms to nothing else", u"com.example.unknown"_s, u"public.item"_s, false);
+        row("the empty identifier conforms to nothing", QString(), u"public.item"_s, false);
+        row("nothing conforms to the empty identifier", u"public.jpeg"_s, QString(), false);
+
+        // Dynamic identifiers follow the MIME database's sub-class-of chain, then the media class.
+        row("a makefile is plain text", dyn("text/x-makefile"), u"public.plain-text"_s, true);
+        row("an SQLite database is not content", dyn("application/vnd.sqlite3"), u"public.content"_s, false);
+        row("an OpenDocument drawing is a zip archive", dyn("application/vnd.oasis.opendocument.graphics"), u"public.zip-archive"_s, true);
+        row("a MIME type unknown to the database is data", dyn("application/x-tqkit-test"), u"public.data"_s, true);
+        row("an unknown audio MIME type is audiovisual content", dyn("audio/x-tqkit-test"), u"public.audiovisual-content"_s, true);
+    }
+
+    void conformance()
+    {
+        QFETCH(QString, type);
+        QFETCH(QString, conformsTo);
+        QFETCH(bool, expected);
+
+        QCOMPARE(registry().conformsTo(type, conformsTo), expected);
+        QCOMPARE(TQUTTypeConformsTo(type, conformsTo), expected);
+        // allSupertypes() must tell the same story as conformsTo().
+        QCOMPARE(registry().allSupertypes(type).contains(conformsTo), expected);
+    }
+
+    void everyDeclaredTypeReachesTheRoots()
+    {
+        // A misspelt parent in the table would silently cut a type off from the graph.
+        const QStringList declared = registry().declaredTypes();
+        QCOMPARE(QSet<QString>(declared.cbegin(), declared.cend()).size(), declared.size());
+        for (const QString &type : declared) {
+            for (const QString &parent : registry().directSupertypes(type))
+                QVERIFY2(registry().isDeclared(parent), qPrintable(type + QStringLiteral(" -> ") + parent));
+            const bool rooted = registry().conformsTo(type, QStringLiteral("public.item"))
+                || registry().conformsTo(type, QStringLiteral("public.content"))
+                || type == u"public.content";
+            QVERIFY2(rooted, qPrintable(type));
+        }
+    }
+
+    void mimeTypes_data()
+    {
+        QTest::addColumn<QString>("mime");
+        QTest::addColumn<QString>("type");
+
+        QTest::newRow("image/jpeg is a JPEG") << "image/jpeg" << "public.jpeg";
+        QTest::newRow("an alias finds its type") << "audio/x-flac" << "org.xiph.flac";
+        QTest::newRow("image/heic is HEIC, an alias the registry claims itself") << "image/heic" << "public.heic";
+        QTest::newRow("image/heif is HEIF") << "image/heif" << "public.heif";
+        QTest::newRow("inode/directory is a folder") << "inode/directory" << "public.folder";
+        QTest::newRow("the unknown MIME type is data") << "application/octet-stream" << "public.data";
+        QTest::newRow("an undeclared MIME type gets a dynamic identifier") << "text/x-makefile" << "dyn.mime.text.x-makefile";
+        QTest::newRow("a dynamic identifier keeps dots and a plus") << "application/vnd.tqkit.a+xml" << "dyn.mime.application.vnd.tqkit.a+xml";
+        QTest::newRow("white space is ignored") << " image/png " << "public.png";
+        QTest::newRow("an empty name has no type") << "" << "";
+        QTest::newRow("a name without a slash has no type") << "nonsense" << "";
+    }
+
+    void mimeTypes()
+    {
+        QFETCH(QString, mime);
+        QFETCH(QString, type);
+        QCOMPARE(registry().typeForMimeType(mime), type);
+        if (TQTypeRegistry::isDynamic(type)) { // and back again
+            QVERIFY(!registry().isDeclared(type));
+            QCOMPARE(registry().mimeTypes(type), QStringList{mime});
+            QCOMPARE(registry().preferredMimeType(type), mime);
+        }
+    }
+
+    void extensions_data()
+    {
+        QTest::addColumn<QString>("fileName");
+        QTest::addColumn<QString>("type");
+
+        QTest::newRow("an upper-case JPG is a JPEG") << "DSC_0001.JPG" << "public.jpeg";
+        QTest::newRow("a HEIC extension is HEIC, not HEIF") << "IMG_1234.HEIC" << "public.heic";
+        QTest::newRow("a two-part extension wins") << "backup.tar.gz" << "org.gnu.gnu-zip-tar-archive";
+        QTest::newRow("a lone gz is a gzip archive") << "notes.gz" << "org.gnu.gnu-zip-archive";
+        QTest::newRow("a glob the MIME database knows") << "Makefile" << "dyn.mime.text.x-makefile";
+        QTest::newRow("an unknown extension is data") << "file.qqqzzz" << "public.data";
+        QTest::newRow("a dot-file's name is not an extension") << ".jpg" << "public.data";
+    }
+
+    void extensions()
+    {
+        QFETCH(QString, fileName);
+        QFETCH(QString, type);
+        QCOMPARE(registry().typeForFileName(fileName), type);
+        const qsizetype dot = fileName.indexOf(QLatin1Char('.'), 1);
+        if (dot > 0 && type.startsWith(u"public."))
+            QCOMPARE(registry().typeForFilenameExtension(fileName.mid(dot + 1)), type);
+    }
+
+    void audiovisualTypes()
+    {
+        const QStringList types = registry().audiovisualTypes();
+        for (const QString &expected : {u"public.audio"_s, u"public.movie"_s, u"public.mp3"_s, u"com.apple.quicktime-movie"_s,
+                                        u"org.matroska.mkv"_s, u"org.xiph.flac"_s})
+            QVERIFY2(types.contains(expected), qPrintable(expected));
+        QVERIFY(!types.contains(u"public.jpeg"_s));
+        for (const QString &type : types)
+            QVERIFY(registry().conformsTo(type, QStringLiteral("public.audiovisual-content")));
+    }
+
+    void descriptions_data()
+    {
+        // The texts are the MIME database's own (and so its translations); the test checks
+        // which MIME type's text each identifier borrows.
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QString>("describedAs");
+        QTest::newRow("a JPEG borrows its MIME type's text") << "public.jpeg" << "image/jpeg";
+        QTest::newRow("HEIC borrows its alias's text") << "public.heic" << "image/heif";
+        QTest::newRow("a type without a MIME type borrows its parent's") << "public.utf8-plain-text" << "text/plain";
+        QTest::newRow("a dynamic type borrows its MIME type's text") << "dyn.mime.text.x-makefile" << "text/x-makefile";
+        QTest::newRow("an unknown identifier has no text") << "com.example.unknown" << "";
+    }
+
+    void descriptions()
+    {
+        QFETCH(QString, type);
+        QFETCH(QString, describedAs);
+        const QString expected = describedAs.isEmpty()
+            ? QString() : QMimeDatabase().mimeTypeForName(describedAs).comment();
+        QVERIFY(describedAs.isEmpty() || !expected.isEmpty());
+        QCOMPARE(registry().localizedDescription(type), expected);
+    }
+
+    void detectsFiles_data()
+    {
+        QTest::addColumn<QByteArray>("name");    // the file system's bytes
+        QTest::addColumn<QByteArray>("content"); // "PNG" and "JPEG" make a real image, "fifo", "socket", "device" those
+        QTest::addColumn<QString>("byContentAndName");
+        QTest::addColumn<QString>("byNameOnly");
+
+        const auto row = [](const char *tag, const QByteArray &name, const QByteArray &content, const QString &both,
+                            const QString &nameOnly) { QTest::newRow(tag) << name << content << both << nameOnly; };
+        row("a PNG named like a JPEG is a PNG", "photo.jpg", "PNG", u"public.png"_s, u"public.jpeg"_s);
+        row("a JPEG named like a PNG is a JPEG", "picture.png", "JPEG", u"public.jpeg"_s, u"public.png"_s);
+        row("a JPEG without an extension is a JPEG", "IMG_0001", "JPEG", u"public.jpeg"_s, u"public.data"_s);
+        row("text named like an image is text", "image.jpg", "just some words\n", u"public.plain-text"_s, u"public.jpeg"_s);
+        row("text without an extension is text", "notes", "remember the milk\n", u"public.plain-text"_s, u"public.data"_s);
+        row("a specific text type keeps its name", "data.json", "{\"a\": 1}\n", u"public.json"_s, u"public.json"_s);
+        row("an empty file is typed by its name", "empty.txt", QByteArray(), u"public.plain-text"_s, u"public.plain-text"_s);
+        row("binary noise keeps its name", "noise.mp3", QByteArray("\x01\x02\x03\xff\xfe\x00\x10", 7), u"public.mp3"_s,
+            u"public.mp3"_s);
+        row("PDF content without a name", "document", "%PDF-1.4\n%\xe2\xe3\xcf\xd3\n", u"com.adobe.pdf"_s, u"public.data"_s);
+        // Text formats are told from a few characters; a name claiming another text format stands.
+        row("Markdown opening with an HTML comment", "CHANGELOG.md", "<!--\nnote\n-->\n# Changes\n",
+            u"net.daringfireball.markdown"_s, u"net.daringfireball.markdown"_s);
+        row("HTML without a name is HTML", "page", "<!DOCTYPE html>\n<html></html>\n", u"public.html"_s, u"public.data"_s);
+        row("HTML named like an image is HTML", "photo.png", "<!DOCTYPE html>\n<html></html>\n", u"public.html"_s,
+            u"public.png"_s);
+        // Sparse and preallocated files: zeros of any length say nothing, the name decides.
+        row("three zeros named like a song", "blank.mp3", QByteArray(3, '\0'), u"public.mp3"_s, u"public.mp3"_s);
+        row("zeros named like text", "blank.txt", QByteArray(4099, '\0'), u"public.plain-text"_s, u"public.plain-text"_s);
+        row("zeros past the part read, no name", "blank", QByteArray(20000, '\0'), u"public.data"_s, u"public.data"_s);
+        row("a film whose signature starts with zeros", "clip", QByteArray("\0\0\0\x18" "ftypmp42" "\0\0\0\0", 16),
+            u"public.mpeg-4"_s, u"public.data"_s);
+        row("a PNG whose name is not UTF-8", "\xff.jpg", "PNG", u"public.png"_s, u"public.jpeg"_s);
+        // Opening any of these to look at its content would block or never end.
+        const QString fifo = dyn("inode/fifo"), socket = dyn("inode/socket"), device = dyn("inode/chardevice");
+        row("a FIFO named like a JPEG", "pipe.jpg", "fifo", fifo, fifo);
+        row("a socket named like a PNG", "socket.png", "socket", socket, socket);
+        row("a link to a device named like a HEIC", "zero.heic", "device", device, device);
+        row("a FIFO whose name is not UTF-8", "\xff.png", "fifo", fifo, fifo);
+    }
+
+    void detectsFiles()
+    {
+        QFETCH(QByteArray, name);
+        QFETCH(QByteArray, content);
+        QFETCH(QString, byContentAndName);
+        QFETCH(QString, byNameOnly);
+
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        const QByteArray path = QFile::encodeName(dir.path()) + '/' + name;
+        const bool special = content == "fifo" || content == "socket" || content == "device";
+        int socketFd = -1;
+        const auto closeSocket = qScopeGuard([&] {
+            if (socketFd >= 0)
+                ::close(socketFd);
+            ::unlink(path.constData());
+        });
+        if (content == "fifo") {
+            QVERIFY(::mkfifo(path.constData(), 0644) == 0);
+        } else if (content == "socket") {
+            socketFd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+            sockaddr_un address = {};
+            address.sun_family = AF_UNIX;
+            QVERIFY(size_t(path.size()) < sizeof address.sun_path);
+            std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
+            QVERIFY(::bind(socketFd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0);
+            QVERIFY(::listen(socketFd, 1) == 0);
+        } else if (content == "device") {
+            QVERIFY(::symlink("/dev/zero", path.constData()) == 0);
+        } else {
+            QFile file;
+            const int fd = ::open(path.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
+            QVERIFY(fd >= 0 && file.open(fd, QIODevice::WriteOnly, QFileDevice::AutoCloseHandle));
+            QImage image(16, 12, QImage::Format_RGB32);
+            image.fill(Qt::darkCyan);
+            QVERIFY(content == "PNG" || content == "JPEG" ? image.save(&file, content.constData())
+                                                          : file.write(content) == content.size());
+        }
+
+        QCOMPARE(registry().typeForFile(path), byContentAndName);
+        QCOMPARE(registry().typeForFile(path, TQTypeRegistry::Detection::NameOnly), byNameOnly);
+        if (special) {
+            // No special file passes for a picture whatever its name, so no reader tries to decode it.
+            QVERIFY(!registry().conformsTo(byContentAndName, u"public.image"_s));
+            QVERIFY(!registry().localizedDescription(byContentAndName).isEmpty());
+        } else { // a link is typed by what it points to
+            const QByteArray link = QFile::encodeName(dir.path()) + "/link-to-" + name;
+            QVERIFY(::symlink(path.constData(), link.constData()) == 0);
+            QCOMPARE(registry().typeForFile(link), byContentAndName);
+            ::unlink(link.constData()); // QTemporaryDir can't name what is not UTF-8
+        }
+    }
+
+    void foldersAndVolumes()
+    {
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        QCOMPARE(registry().typeForFile(dir.path()), QStringLiteral("public.folder"));
+        QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("photos.jpg")));
+        QCOMPARE(registry().typeForFile(dir.filePath(QStringLiteral("photos.jpg"))), QStringLiteral("public.folder"));
+        QCOMPARE(registry().typeForFile(QStringLiteral("/")), QStringLiteral("public.volume"));
+        QCOMPARE(registry().typeForFile(dir.filePath(QStringLiteral("missing"))), QString());
+        const QString dangling = dir.filePath(QStringLiteral("dangling"));
+        QVERIFY(QFile::link(dir.filePath(QStringLiteral("nowhere")), dangling));
+        QCOMPARE(registry().typeForFile(dangling), QString());
+        QCOMPARE(registry().typeForFile(QString()), QString());
+    }
+
+    void concurrentQuestionsAgree()
+    {
+        // Dynamic identifiers are cached under a lock; many threads asking at once must get the
+        // answers one thread gets.
+        const QList<std::pair<QString, QString>> cases = {
+            {u"text/x-makefile"_s, u"public.plain-text"_s}, {u"image/x-xcf"_s, u"public.image"_s},
+            {u"application/vnd.oasis.opendocument.graphics"_s, u"public.zip-archive"_s},
+            {u"application/x-tqkit-a"_s, u"public.data"_s}, {u"audio/x-tqkit-b"_s, u"public.audio"_s}};
+        std::atomic<int> wrong{0};
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 8; ++t) {
+            threads.emplace_back([&] {
+                for (int round = 0; round < 200; ++round) {
+                    for (const auto &[mime, parent] : cases)
+                        wrong += !registry().conformsTo(registry().typeForMimeType(mime), parent);
+                }
+            });
+        }
+        for (std::thread &thread : threads)
+            thread.join();
+        QCOMPARE(wrong.load(), 0);
+    }
 
 private:
     static const TQTypeRegistry &registry() { return TQTypeRegistry::shared(); }
     static QString dyn(const char *mime) { return registry().typeForMimeType(QString::fromLatin1(mime)); }
 };
-
-void TestTypeRegistry::conformance_data()
-{
-    QTest::addColumn<QString>("type");
-    QTest::addColumn<QString>("conformsTo");
-    QTest::addColumn<bool>("expected");
-
-    const auto row = [](const char *name, const QString &type, const QString &other, bool expected) {
-        QTest::newRow(name) << type << other << expected;
-    };
-
-    row("a JPEG is an item", u"public.jpeg"_s, u"public.item"_s, true);
-    row("an image is not a JPEG", u"public.image"_s, u"public.jpeg"_s, false);
-    row("EPS is not an image", u"com.adobe.encapsulated-postscript"_s, u"public.image"_s, false);
-    row("an MP3 is audiovisual content", u"public.mp3"_s, u"public.audiovisual-content"_s, true);
-    row("an MP3 is not a movie", u"public.mp3"_s, u"public.movie"_s, false);
-    row("MPEG-4 audio is a movie as well as audio", u"public.mpeg-4-audio"_s, u"public.movie"_s, true);
-    row("a folder is not data", u"public.folder"_s, u"public.data"_s, false);
-    row("a volume is a folder", u"public.volume"_s, u"public.folder"_s, true);
-    row("a link is not data", u"public.symlink"_s, u"public.data"_s, false);
-    row("HEIC is not HEIF, they are siblings", u"public.heic"_s, u"public.heif"_s, false);
-    row("a DOCX is a zip archive", u"org.openxmlformats.wordprocessingml.document"_s, u"public.zip-archive"_s, true);
-    row("every type conforms to itself", u"public.item"_s, u"public.item"_s, true);
-    row("an unknown identifier conforms to itself", u"com.example.unknown"_s, u"com.example.unknown"_s, true);
-    row("an unknown identifier conforms to nothing else", u"com.example.unknown"_s, u"public.item"_s, false);
-    row("the empty identifier conforms to nothing", QString(), u"public.item"_s, false);
-    row("nothing conforms to the empty identifier", u"public.jpeg"_s, QString(), false);
-
-    // Dynamic identifiers follow the MIME database's sub-class-of chain, then the media class.
-    row("a makefile is plain text", dyn("text/x-makefile"), u"public.plain-text"_s, true);
-    row("an SQLite database is not content", dyn("application/vnd.sqlite3"), u"public.content"_s, false);
-    row("an OpenDocument drawing is a zip archive", dyn("application/vnd.oasis.opendocument.graphics"), u"public.zip-archive"_s, true);
-    row("a MIME type unknown to the database is data", dyn("application/x-tqkit-test"), u"public.data"_s, true);
-    row("an unknown audio MIME type is audiovisual content", dyn("audio/x-tqkit-test"), u"public.audiovisual-content"_s, true);
-}
-
-void TestTypeRegistry::conformance()
-{
-    QFETCH(QString, type);
-    QFETCH(QString, conformsTo);
-    QFETCH(bool, expected);
-
-    QCOMPARE(registry().conformsTo(type, conformsTo), expected);
-    QCOMPARE(TQUTTypeConformsTo(type, conformsTo), expected);
-    // allSupertypes() must tell the same story as conformsTo().
-    QCOMPARE(registry().allSupertypes(type).contains(conformsTo), expected);
-}
-
-void TestTypeRegistry::everyDeclaredTypeReachesTheRoots()
-{
-    // A misspelt parent in the table would silently cut a type off from the graph.
-    const QStringList declared = registry().declaredTypes();
-    QCOMPARE(QSet<QString>(declared.cbegin(), declared.cend()).size(), declared.size());
-    for (const QString &type : declared) {
-        for (const QString &parent : registry().directSupertypes(type))
-            QVERIFY2(registry().isDeclared(parent), qPrintable(type + QStringLiteral(" -> ") + parent));
-        const bool rooted = registry().conformsTo(type, QStringLiteral("public.item"))
-            || registry().conformsTo(type, QStringLiteral("public.content"))
-            || type == u"public.content";
-        QVERIFY2(rooted, qPrintable(type));
-    }
-}
-
-void TestTypeRegistry::mimeTypes_data()
-{
-    QTest::addColumn<QString>("mime");
-    QTest::addColumn<QString>("type");
-
-    QTest::newRow("image/jpeg is a JPEG") << "image/jpeg" << "public.jpeg";
-    QTest::newRow("an alias finds its type") << "audio/x-flac" << "org.xiph.flac";
-    QTest::newRow("image/heic is HEIC, an alias the registry claims itself") << "image/heic" << "public.heic";
-    QTest::newRow("image/heif is HEIF") << "image/heif" << "public.heif";
-    QTest::newRow("inode/directory is a folder") << "inode/directory" << "public.folder";
-    QTest::newRow("the unknown MIME type is data") << "application/octet-stream" << "public.data";
-    QTest::newRow("an undeclared MIME type gets a dynamic identifier") << "text/x-makefile" << "dyn.mime.text.x-makefile";
-    QTest::newRow("a dynamic identifier keeps dots and a plus") << "application/vnd.tqkit.a+xml" << "dyn.mime.application.vnd.tqkit.a+xml";
-    QTest::newRow("white space is ignored") << " image/png " << "public.png";
-    QTest::newRow("an empty name has no type") << "" << "";
-    QTest::newRow("a name without a slash has no type") << "nonsense" << "";
-}
-
-void TestTypeRegistry::mimeTypes()
-{
-    QFETCH(QString, mime);
-    QFETCH(QString, type);
-    QCOMPARE(registry().typeForMimeType(mime), type);
-    if (TQTypeRegistry::isDynamic(type)) { // and back again
-        QVERIFY(!registry().isDeclared(type));
-        QCOMPARE(registry().mimeTypes(type), QStringList{mime});
-        QCOMPARE(registry().preferredMimeType(type), mime);
-    }
-}
-
-void TestTypeRegistry::extensions_data()
-{
-    QTest::addColumn<QString>("fileName");
-    QTest::addColumn<QString>("type");
-
-    QTest::newRow("an upper-case JPG is a JPEG") << "DSC_0001.JPG" << "public.jpeg";
-    QTest::newRow("a HEIC extension is HEIC, not HEIF") << "IMG_1234.HEIC" << "public.heic";
-    QTest::newRow("a two-part extension wins") << "backup.tar.gz" << "org.gnu.gnu-zip-tar-archive";
-    QTest::newRow("a lone gz is a gzip archive") << "notes.gz" << "org.gnu.gnu-zip-archive";
-    QTest::newRow("a glob the MIME database knows") << "Makefile" << "dyn.mime.text.x-makefile";
-    QTest::newRow("an unknown extension is data") << "file.qqqzzz" << "public.data";
-    QTest::newRow("a dot-file's name is not an extension") << ".jpg" << "public.data";
-}
-
-void TestTypeRegistry::extensions()
-{
-    QFETCH(QString, fileName);
-    QFETCH(QString, type);
-    QCOMPARE(registry().typeForFileName(fileName), type);
-    const qsizetype dot = fileName.indexOf(QLatin1Char('.'), 1);
-    if (dot > 0 && type.startsWith(u"public."))
-        QCOMPARE(registry().typeForFilenameExtension(fileName.mid(dot + 1)), type);
-}
-
-void TestTypeRegistry::audiovisualTypes()
-{
-    const QStringList types = registry().audiovisualTypes();
-    for (const QString &expected : {u"public.audio"_s, u"public.movie"_s, u"public.mp3"_s, u"com.apple.quicktime-movie"_s,
-                                    u"org.matroska.mkv"_s, u"org.xiph.flac"_s})
-        QVERIFY2(types.contains(expected), qPrintable(expected));
-    QVERIFY(!types.contains(u"public.jpeg"_s));
-    for (const QString &type : types)
-        QVERIFY(registry().conformsTo(type, QStringLiteral("public.audiovisual-content")));
-}
-
-void TestTypeRegistry::descriptions_data()
-{
-    // The texts are the MIME database's own (and so its translations); the test checks
-    // which MIME type's text each identifier borrows.
-    QTest::addColumn<QString>("type");
-    QTest::addColumn<QString>("describedAs");
-    QTest::newRow("a JPEG borrows its MIME type's text") << "public.jpeg" << "image/jpeg";
-    QTest::newRow("HEIC borrows its alias's text") << "public.heic" << "image/heif";
-    QTest::newRow("a type without a MIME type borrows its parent's") << "public.utf8-plain-text" << "text/plain";
-    QTest::newRow("a dynamic type borrows its MIME type's text") << "dyn.mime.text.x-makefile" << "text/x-makefile";
-    QTest::newRow("an unknown identifier has no text") << "com.example.unknown" << "";
-}
-
-void TestTypeRegistry::descriptions()
-{
-    QFETCH(QString, type);
-    QFETCH(QString, describedAs);
-    const QString expected = describedAs.isEmpty()
-        ? QString() : QMimeDatabase().mimeTypeForName(describedAs).comment();
-    QVERIFY(describedAs.isEmpty() || !expected.isEmpty());
-    QCOMPARE(registry().localizedDescription(type), expected);
-}
-
-void TestTypeRegistry::detectsFiles_data()
-{
-    QTest::addColumn<QString>("fileName");
-    QTest::addColumn<QByteArray>("content"); // "PNG" and "JPEG" make a real image
-    QTest::addColumn<QString>("byContentAndName");
-    QTest::addColumn<QString>("byNameOnly");
-
-    QTest::newRow("a PNG named like a JPEG is a PNG") << "photo.jpg" << QByteArray("PNG") << "public.png" << "public.jpeg";
-    QTest::newRow("a JPEG named like a PNG is a JPEG") << "picture.png" << QByteArray("JPEG") << "public.jpeg" << "public.png";
-    QTest::newRow("a JPEG without an extension is a JPEG") << "IMG_0001" << QByteArray("JPEG") << "public.jpeg" << "public.data";
-    QTest::newRow("text named like an image is text") << "image.jpg" << QByteArray("just some words\n") << "public.plain-text" << "public.jpeg";
-    QTest::newRow("text without an extension is text") << "notes" << QByteArray("remember the milk\n") << "public.plain-text" << "public.data";
-    QTest::newRow("a specific text type keeps its name") << "data.json" << QByteArray("{\"a\": 1}\n") << "public.json" << "public.json";
-    QTest::newRow("an empty file is typed by its name") << "empty.txt" << QByteArray() << "public.plain-text" << "public.plain-text";
-    QTest::newRow("binary noise keeps its name") << "noise.mp3" << QByteArray("\x01\x02\x03\xff\xfe\x00\x10", 7) << "public.mp3" << "public.mp3";
-    QTest::newRow("PDF content without a name") << "document" << QByteArray("%PDF-1.4\n%\xe2\xe3\xcf\xd3\n") << "com.adobe.pdf" << "public.data";
-    // Text formats are told from a few characters; a name claiming another text format stands.
-    QTest::newRow("Markdown opening with an HTML comment") << "CHANGELOG.md" << QByteArray("<!--\nnote\n-->\n# Changes\n")
-                                                           << "net.daringfireball.markdown" << "net.daringfireball.markdown";
-    QTest::newRow("HTML without a name is HTML") << "page" << QByteArray("<!DOCTYPE html>\n<html></html>\n") << "public.html" << "public.data";
-    QTest::newRow("HTML named like an image is HTML") << "photo.png" << QByteArray("<!DOCTYPE html>\n<html></html>\n") << "public.html" << "public.png";
-    // Sparse and preallocated files: zeros of any length say nothing, the name decides.
-    QTest::newRow("three zeros named like a song") << "blank.mp3" << QByteArray(3, '\0') << "public.mp3" << "public.mp3";
-    QTest::newRow("zeros named like text") << "blank.txt" << QByteArray(4099, '\0') << "public.plain-text" << "public.plain-text";
-    QTest::newRow("zeros past the part read, no name") << "blank" << QByteArray(20000, '\0') << "public.data" << "public.data";
-    QTest::newRow("a film whose signature starts with zeros") << "clip" << QByteArray("\0\0\0\x18" "ftypmp42" "\0\0\0\0", 16)
-                                                               << "public.mpeg-4" << "public.data";
-}
-
-void TestTypeRegistry::detectsFiles()
-{
-    QFETCH(QString, fileName);
-    QFETCH(QByteArray, content);
-    QFETCH(QString, byContentAndName);
-    QFETCH(QString, byNameOnly);
-
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    const QString path = dir.filePath(fileName);
-    if (content == "PNG" || content == "JPEG") {
-        QImage image(16, 12, QImage::Format_RGB32);
-        image.fill(Qt::darkCyan);
-        QVERIFY(image.save(path, content.constData()));
-    } else {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(content), content.size());
-    }
-
-    QCOMPARE(registry().typeForFile(path), byContentAndName);
-    QCOMPARE(registry().typeForFile(path, TQTypeRegistry::Detection::NameOnly), byNameOnly);
-
-    // A link is typed by what it points to.
-    const QString link = dir.filePath(QStringLiteral("link-to-") + fileName);
-    QVERIFY(QFile::link(path, link));
-    QCOMPARE(registry().typeForFile(link), byContentAndName);
-}
-
-void TestTypeRegistry::foldersAndVolumes()
-{
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    QCOMPARE(registry().typeForFile(dir.path()), QStringLiteral("public.folder"));
-    QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("photos.jpg")));
-    QCOMPARE(registry().typeForFile(dir.filePath(QStringLiteral("photos.jpg"))), QStringLiteral("public.folder"));
-    QCOMPARE(registry().typeForFile(QStringLiteral("/")), QStringLiteral("public.volume"));
-    QCOMPARE(registry().typeForFile(dir.filePath(QStringLiteral("missing"))), QString());
-    const QString dangling = dir.filePath(QStringLiteral("dangling"));
-    QVERIFY(QFile::link(dir.filePath(QStringLiteral("nowhere")), dangling));
-    QCOMPARE(registry().typeForFile(dangling), QString());
-    QCOMPARE(registry().typeForFile(QString()), QString());
-}
-
-void TestTypeRegistry::specialFilesAndNativeNames_data()
-{
-    QTest::addColumn<QByteArray>("name"); // the file system's bytes
-    QTest::addColumn<QString>("kind");    // what the test makes under that name
-    QTest::addColumn<QString>("byContentAndName");
-    QTest::addColumn<QString>("byNameOnly");
-
-    const auto special = [](const char *mime) { return registry().typeForMimeType(QString::fromLatin1(mime)); };
-    // Opening any of these to look at its content would block or never end.
-    QTest::newRow("a FIFO named like a JPEG") << QByteArray("pipe.jpg") << u"fifo"_s << special("inode/fifo") << special("inode/fifo");
-    QTest::newRow("a socket named like a PNG") << QByteArray("socket.png") << u"socket"_s << special("inode/socket") << special("inode/socket");
-    QTest::newRow("a link to a device named like a HEIC") << QByteArray("zero.heic") << u"device"_s
-        << special("inode/chardevice") << special("inode/chardevice");
-    QTest::newRow("a PNG whose name is not UTF-8") << QByteArray("\xff.jpg") << u"PNG"_s << u"public.png"_s << u"public.jpeg"_s;
-    QTest::newRow("a FIFO whose name is not UTF-8") << QByteArray("\xff.png") << u"fifo"_s << special("inode/fifo") << special("inode/fifo");
-}
-
-void TestTypeRegistry::specialFilesAndNativeNames()
-{
-    QFETCH(QByteArray, name);
-    QFETCH(QString, kind);
-    QFETCH(QString, byContentAndName);
-    QFETCH(QString, byNameOnly);
-
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    const QByteArray path = QFile::encodeName(dir.path()) + '/' + name;
-    int socketFd = -1;
-    const auto closeSocket = qScopeGuard([&] { if (socketFd >= 0) ::close(socketFd); ::unlink(path.constData()); });
-    if (kind == u"fifo") {
-        QVERIFY(::mkfifo(path.constData(), 0644) == 0);
-    } else if (kind == u"socket") {
-        socketFd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        QVERIFY(size_t(path.size()) < sizeof address.sun_path);
-        std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
-        QVERIFY(::bind(socketFd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0);
-        QVERIFY(::listen(socketFd, 1) == 0);
-    } else if (kind == u"device") {
-        QVERIFY(::symlink("/dev/zero", path.constData()) == 0);
-    } else {
-        QImage image(16, 12, QImage::Format_RGB32);
-        image.fill(Qt::darkCyan);
-        QFile file;
-        const int fd = ::open(path.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
-        QVERIFY(fd >= 0 && file.open(fd, QIODevice::WriteOnly, QFileDevice::AutoCloseHandle));
-        QVERIFY(image.save(&file, "PNG"));
-    }
-
-    QCOMPARE(registry().typeForFile(path), byContentAndName);
-    QCOMPARE(registry().typeForFile(path, TQTypeRegistry::Detection::NameOnly), byNameOnly);
-    // No special file passes for a picture whatever its name, so no reader tries to decode it.
-    QCOMPARE(registry().conformsTo(byContentAndName, u"public.image"_s), kind == u"PNG");
-    QVERIFY(!registry().localizedDescription(byContentAndName).isEmpty());
-}
-
-void TestTypeRegistry::concurrentQuestionsAgree()
-{
-    // Dynamic identifiers are cached under a lock; many threads asking at once must get the
-    // answers one thread gets.
-    const QList<std::pair<QString, QString>> cases = {
-        {u"text/x-makefile"_s, u"public.plain-text"_s}, {u"image/x-xcf"_s, u"public.image"_s},
-        {u"application/vnd.oasis.opendocument.graphics"_s, u"public.zip-archive"_s},
-        {u"application/x-tqkit-a"_s, u"public.data"_s}, {u"audio/x-tqkit-b"_s, u"public.audio"_s}};
-    std::atomic<int> wrong{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 8; ++t) {
-        threads.emplace_back([&] {
-            for (int round = 0; round < 200; ++round) {
-                for (const auto &[mime, parent] : cases)
-                    wrong += !registry().conformsTo(registry().typeForMimeType(mime), parent);
-            }
-        });
-    }
-    for (std::thread &thread : threads)
-        thread.join();
-    QCOMPARE(wrong.load(), 0);
-}
 
 QTEST_GUILESS_MAIN(TestTypeRegistry)
 #include "tst_typeregistry.moc"
