@@ -131,6 +131,19 @@ private:
     QHash<const UWStandardFile *, QStringList> m_keys;
 };
 
+// The event a file's new status amounts to against what was known of it (0: none). Another
+// inode, or \a otherFile, means the name now holds a different file.
+int eventForStatus(const UWStatInfo &was, const UWStatInfo &fresh, bool otherFile)
+{
+    if (otherFile || fresh.inode != was.inode)
+        return UWFileEvent::CreatedOrReplaced;
+    if (fresh.modifiedNSecs != was.modifiedNSecs || fresh.size != was.size)
+        return UWFileEvent::ContentChanged;
+    if (fresh.statusChangedNSecs != was.statusChangedNSecs)
+        return UWFileEvent::AttributesChanged;
+    return 0;
+}
+
 } // namespace
 
 // ---- The subscription ----------------------------------------------------------------------
@@ -481,14 +494,7 @@ bool UWFileManagerPrivate::adopt(UWFileSubscription *subscription, QList<UWStand
             continue;
         }
         const UWStatInfo was = existing->statInfo();
-        int type = 0;
-        if (fresh.inode != was.inode || fresh.device != was.device)
-            type = UWFileEvent::CreatedOrReplaced;
-        else if (fresh.modifiedNSecs != was.modifiedNSecs || fresh.size != was.size)
-            type = UWFileEvent::ContentChanged;
-        else if (fresh.statusChangedNSecs != was.statusChangedNSecs)
-            type = UWFileEvent::AttributesChanged;
-        if (type)
+        if (const int type = eventForStatus(was, fresh, fresh.device != was.device))
             changes.tell(existing, {type, {}}, ChangeRecorder::Changed);
     }
     attach(subscription);
@@ -545,15 +551,7 @@ void UWFileManagerPrivate::relist(UWFileSubscription *subscription, UWFolderBatc
     for (const UWFolderListing::Entry &entry : entries) {
         const UWStatInfo fresh = entry.file->statInfo();
         if (const UWStandardFileRef old = previous.value(entry.name)) {
-            const UWStatInfo was = old->statInfo();
-            int type = 0;
-            if (fresh.inode != was.inode || !old->exists())
-                type = UWFileEvent::CreatedOrReplaced;
-            else if (fresh.modifiedNSecs != was.modifiedNSecs || fresh.size != was.size)
-                type = UWFileEvent::ContentChanged;
-            else if (fresh.statusChangedNSecs != was.statusChangedNSecs)
-                type = UWFileEvent::AttributesChanged;
-            if (type)
+            if (const int type = eventForStatus(old->statInfo(), fresh, !old->exists()))
                 changes.tell(old, {type, {}}, ChangeRecorder::Changed);
             kept.insert(old.get());
             now.append(old);
