@@ -5,6 +5,7 @@
 //
 //   quillbox [FOLDER]                     opens FOLDER (else the folder shown last, or home)
 //   quillbox --screenshots DIR [FOLDER]   renders the window and writes its pictures to DIR
+//   quillbox --version                    prints the version (the TQKit library's)
 
 #include "QuillboxApplication.h"
 #include "QuillboxScreenshots.h"
@@ -29,7 +30,10 @@ int main(int argc, char **argv)
         if (std::strcmp(argv[i], "--screenshots") == 0 && i + 1 < argc) {
             screenshots = QFile::decodeName(argv[++i]);
         } else if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
-            std::printf("usage: quillbox [--screenshots DIR] [FOLDER]\n");
+            std::printf("usage: quillbox [--screenshots DIR] [FOLDER]\n       quillbox --version\n");
+            return 0;
+        } else if (std::strcmp(argv[i], "--version") == 0 || std::strcmp(argv[i], "-v") == 0) {
+            std::printf("quillbox %s\n", qPrintable(QApplication::applicationVersion()));
             return 0;
         } else if (argv[i][0] == '-') {
             std::fprintf(stderr, "quillbox: unknown option %s\nusage: quillbox [--screenshots DIR] [FOLDER]\n", argv[i]);
