@@ -530,11 +530,20 @@ struct TQFolderModel::Private : public QObject,
         return ok;
     }
 
+    // Row numbers live in the entries, scattered over the heap: numbering 100k of them costs
+    // a cache miss each, more than a frame, and a listing inserts hundreds of batches. An
+    // insertion leaves the rows after it unnumbered (from numberedUpTo on), and whoever reads
+    // an entry's row numbers them first, once for all the batches before.
+    size_t numberedUpTo = 0;
+
     void renumber(size_t from = 0)
     {
-        for (size_t i = from; i < rows.size(); ++i)
+        for (size_t i = std::min(from, numberedUpTo); i < rows.size(); ++i)
             rows[i]->row = int(i);
+        numberedUpTo = rows.size();
     }
+
+    void ensureNumbered() { renumber(rows.size()); }
 
     // Rows derived again from the sorted list, as one layout change: persistent indexes
     // follow their items, and those of items filtered out in the meantime would be lost, so
@@ -658,11 +667,12 @@ struct TQFolderModel::Private : public QObject,
                 const int row = int(at - rows.begin());
                 q->beginInsertRows({}, row, row);
                 rows.insert(at, e);
-                renumber(size_t(row));
+                numberedUpTo = std::min(numberedUpTo, size_t(row));
                 q->endInsertRows();
             }
         } else {
             // Many at once: appended as one run, then moved into place by one layout change.
+            std::stable_sort(batch.begin(), batch.end(), cmp);
             Entries shown;
             for (TQFolderEntry *e : batch) {
                 if (e->passes)
@@ -670,14 +680,13 @@ struct TQFolderModel::Private : public QObject,
             }
             if (!shown.empty()) {
                 q->beginInsertRows({}, int(rows.size()), int(rows.size() + shown.size() - 1));
+                numberedUpTo = std::min(numberedUpTo, rows.size());
                 rows.insert(rows.end(), shown.begin(), shown.end());
-                renumber(rows.size() - shown.size());
                 q->endInsertRows();
             }
-            std::stable_sort(batch.begin(), batch.end(), cmp);
             mergeIntoAll(batch);
             if (!shown.empty())
-                relayout();
+                mergeShownRows(shown.size());
         }
         queueValues(batch);
     }
@@ -707,10 +716,66 @@ struct TQFolderModel::Private : public QObject,
         all.swap(merged);
     }
 
+    // The last \a count rows, just appended in order, move to their places among the rows
+    // before them in one layout change. The same order relayout() derives from the sorted
+    // list, but reached by bisection: the cost grows with the batch, apart from moving
+    // pointers, and no entry outside the batch is touched.
+    void mergeShownRows(size_t count)
+    {
+        const size_t kept = rows.size() - count;
+        const Entries shown(rows.begin() + qsizetype(kept), rows.end());
+        const auto cmp = comparator();
+        Q_EMIT q->layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
+        const QModelIndexList before = q->persistentIndexList();
+        QList<TQFolderEntry *> entriesBefore;
+        entriesBefore.reserve(before.size());
+        for (const QModelIndex &index : before)
+            entriesBefore.append(rows.at(size_t(index.row())));
+        // places[k]: how many kept rows go before shown[k].
+        std::vector<size_t> places;
+        places.reserve(count);
+        Entries merged;
+        merged.reserve(rows.size());
+        auto from = rows.begin();
+        const auto keptEnd = rows.begin() + qsizetype(kept);
+        for (TQFolderEntry *e : shown) {
+            const auto at = std::upper_bound(from, keptEnd, e, cmp);
+            merged.insert(merged.end(), from, at);
+            places.push_back(size_t(at - rows.begin()));
+            merged.push_back(e);
+            from = at;
+        }
+        merged.insert(merged.end(), from, keptEnd);
+        rows.swap(merged);
+        numberedUpTo = std::min(numberedUpTo, places.empty() ? rows.size() : places.front());
+        QHash<const TQFolderEntry *, size_t> shownRow;
+        QModelIndexList after;
+        after.reserve(before.size());
+        for (qsizetype i = 0; i < before.size(); ++i) {
+            const size_t old = size_t(before.at(i).row());
+            size_t now;
+            if (old < kept) {
+                now = old + size_t(std::upper_bound(places.begin(), places.end(), old) - places.begin());
+            } else {
+                if (shownRow.isEmpty()) {
+                    for (size_t k = 0; k < shown.size(); ++k)
+                        shownRow.insert(shown[k], places[k] + k);
+                }
+                now = shownRow.value(entriesBefore.at(i));
+            }
+            after.append(q->createIndex(int(now), before.at(i).column()));
+        }
+        for (size_t k = 0; k < shown.size(); ++k)
+            shown[k]->row = int(places[k] + k);
+        q->changePersistentIndexList(before, after);
+        Q_EMIT q->layoutChanged({}, QAbstractItemModel::VerticalSortHint);
+    }
+
     void removeEntries(const QList<TQFolderEntry *> &gone)
     {
         if (gone.isEmpty())
             return;
+        ensureNumbered();
         QSet<TQFolderEntry *> set(gone.begin(), gone.end());
         std::vector<int> shown;
         for (TQFolderEntry *e : gone) {
@@ -747,6 +812,7 @@ struct TQFolderModel::Private : public QObject,
     // The roles and columns that the keys an item announced touch.
     void announce(TQFolderEntry *e, const QStringList &keys)
     {
+        ensureNumbered();
         if (e->row < 0)
             return;
         int first = ColumnCount, last = -1;
@@ -786,6 +852,7 @@ struct TQFolderModel::Private : public QObject,
     void changeEntry(TQFolderEntry *e, const UWStandardFileRef &item, const QStringList &keys)
     {
         const bool renamed = e->nameKey.string() != item->displayName();
+        ensureNumbered();
         const TQFolderEntry was = *e;
         byItem.remove(e->item.get());
         fill(*e, item, nullptr);
@@ -890,6 +957,7 @@ struct TQFolderModel::Private : public QObject,
         byItem.clear();
         all.clear();
         rows.clear();
+        numberedUpTo = 0;
         ranksValid = false;
         q->endResetModel();
         firstVisible = lastVisible = -1;
@@ -1135,6 +1203,9 @@ struct TQFolderModel::Private : public QObject,
     // The rows on screen first, then the rest in row order, then what is filtered out.
     void queueAllValues()
     {
+        // Walking every entry of a big folder costs a frame: not for nothing.
+        if (!loadsImageInfo)
+            return;
         Entries order;
         if (firstVisible >= 0) {
             for (int r = firstVisible; r <= std::min(lastVisible, int(rows.size()) - 1); ++r)
@@ -1180,6 +1251,7 @@ struct TQFolderModel::Private : public QObject,
     {
         if (operation != values.get())
             return;
+        ensureNumbered();
         bool moved = false;
         std::vector<int> shown;
         for (const UWQueuedObjectResult &result : operation->latestResults()) {
@@ -1276,6 +1348,7 @@ struct TQFolderModel::Private : public QObject,
     {
         if (listing || rows.empty())
             return;
+        ensureNumbered();
         const int first = std::max(0, firstVisible);
         const int last = std::min(int(rows.size()) - 1, lastVisible);
         if (firstVisible < 0 || last < first)
@@ -1336,6 +1409,7 @@ struct TQFolderModel::Private : public QObject,
         TQFolderEntry *e = byItem.value(file.get());
         if (!e || !thumbnailsPending.remove(e))
             return;
+        ensureNumbered();
         e->thumbnailRequested = false;
         if (thumbnail.isNull()) {
             e->noThumbnail = true;
@@ -1633,6 +1707,7 @@ TQFileRef TQFolderModel::fileAt(const QModelIndex &index) const
 QModelIndex TQFolderModel::indexOf(const UWStandardFileRef &item, int column) const
 {
     const TQFolderEntry *e = item ? d->byItem.value(item.get()) : nullptr;
+    d->ensureNumbered();
     if (!e || e->row < 0 || column < 0 || column >= ColumnCount)
         return {};
     return createIndex(e->row, column);
@@ -1640,9 +1715,9 @@ QModelIndex TQFolderModel::indexOf(const UWStandardFileRef &item, int column) co
 
 QModelIndex TQFolderModel::indexOfNativePath(const QByteArray &nativePath, int column) const
 {
-    for (const TQFolderEntry *e : d->rows) {
-        if (e->item->nativePath() == nativePath)
-            return index(e->row, column);
+    for (size_t row = 0; row < d->rows.size(); ++row) {
+        if (d->rows[row]->item->nativePath() == nativePath)
+            return index(int(row), column);
     }
     return {};
 }

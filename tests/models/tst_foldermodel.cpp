@@ -148,7 +148,9 @@ void TestFolderModel::listing_data()
 }
 
 // Every entry listed once, in name order, with names that are not UTF-8 kept as bytes; the
-// first load is the only reset.
+// first load is the only reset. Indexes held while batches arrive (the first row, one in the
+// middle, the last one just appended) follow their items as the batches move into place, and
+// every item knows its row afterwards.
 void TestFolderModel::listing()
 {
     QFETCH(int, count);
@@ -158,14 +160,27 @@ void TestFolderModel::listing()
     TQFolderModel model;
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
     QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+    QList<QPair<QPersistentModelIndex, UWStandardFileRef>> held;
+    connect(&model, &QAbstractItemModel::rowsInserted, this, [&](const QModelIndex &, int, int last) {
+        for (const int row : {0, last / 2, last}) {
+            const QModelIndex index = model.index(row, row % TQFolderModel::ColumnCount);
+            held.append({index, model.itemAt(index)});
+        }
+    });
     model.setFolderPath(dir.path());
     QSignalSpy resets(&model, &QAbstractItemModel::modelAboutToBeReset);
     QVERIFY(waitForLoad(model));
     QCOMPARE(model.rowCount(), count);
     QCOMPARE(resets.count(), 0);
     QCOMPARE(inserted.isEmpty(), count == 0);
+    for (const auto &[index, item] : std::as_const(held)) {
+        QVERIFY(index.isValid());
+        QCOMPARE(model.itemAt(index), item);
+        QCOMPARE(model.indexOf(item, index.column()), QModelIndex(index));
+    }
     QSet<QByteArray> listed;
     for (int row = 0; row < count; ++row) {
+        QCOMPARE(model.indexOf(model.itemAt(model.index(row, 0))).row(), row);
         listed.insert(model.data(model.index(row, 0), TQFolderModel::NativePathRole).toByteArray());
         if (row > 0) {
             QVERIFY(TQNameOrder::compareNames(model.index(row - 1, 0).data().toString(), model.index(row, 0).data().toString()) < 0);
@@ -275,7 +290,7 @@ void TestFolderModel::liveEvents_data()
 }
 
 // A change on disk reaches the rows as inserts, removals, moves and changes, never a reset,
-// and leaves them in the descriptors' order.
+// and leaves them in the descriptors' order, each item knowing its row.
 void TestFolderModel::liveEvents()
 {
     QFETCH(int, sortType);
@@ -320,6 +335,9 @@ void TestFolderModel::liveEvents()
     }
     QCOMPARE(rowNames(), descriptorOrder(model, sortType, 0, true));
     QCOMPARE(resets.count(), 0);
+    // Every item still knows its row after the rows around it moved.
+    for (int row = 0; row < model.rowCount(); ++row)
+        QCOMPARE(model.indexOf(model.itemAt(model.index(row, 0))).row(), row);
 }
 
 // Ten thousand files come and go while the folder is shown: the rows follow them exactly.
