@@ -292,6 +292,12 @@ struct TQFolderModel::Private : public QObject,
     std::shared_ptr<ValuesOperation> values;
     qsizetype valuesLeft = 0;
     QTimer resortTimer;
+    // Entries still to be queued for values, fed a slice per event-loop turn: queueing a big
+    // folder at once walks every entry, several frames' worth on the GUI thread.
+    Entries valuesBacklog;
+    size_t valuesBacklogAt = 0;
+    QTimer valuesBacklogTimer;
+    bool valuesFinishHeld = false; // an operation ended while the backlog was not yet fed
 
     explicit Private(TQFolderModel *model) : q(model)
     {
@@ -299,6 +305,8 @@ struct TQFolderModel::Private : public QObject,
         resortTimer.setSingleShot(true);
         resortTimer.setInterval(100);
         connect(&resortTimer, &QTimer::timeout, this, [this] { resortChanged(); });
+        valuesBacklogTimer.setInterval(0);
+        connect(&valuesBacklogTimer, &QTimer::timeout, this, [this] { feedValuesBacklog(); });
     }
     ~Private() override
     {
@@ -794,6 +802,11 @@ struct TQFolderModel::Private : public QObject,
         }
         renumber();
         std::erase_if(all, [&set](TQFolderEntry *e) { return set.contains(e); });
+        if (valuesBacklogAt < valuesBacklog.size()) {
+            const auto fed = valuesBacklog.begin() + qsizetype(valuesBacklogAt);
+            valuesBacklogAt -= size_t(std::count_if(valuesBacklog.begin(), fed, [&set](TQFolderEntry *e) { return set.contains(e); }));
+            std::erase_if(valuesBacklog, [&set](TQFolderEntry *e) { return set.contains(e); });
+        }
         QList<UWStandardFileRef> queued;
         for (TQFolderEntry *e : gone) {
             byItem.remove(e->item.get());
@@ -938,6 +951,7 @@ struct TQFolderModel::Private : public QObject,
             values.reset();
         }
         valuesLeft = 0;
+        dropValuesBacklog();
     }
 
     void clear()
@@ -1200,23 +1214,48 @@ struct TQFolderModel::Private : public QObject,
 
     // ---- Background values ------------------------------------------------------------
 
-    // The rows on screen first, then the rest in row order, then what is filtered out.
+    // The rows on screen first, then the rest in row order, then what is filtered out (the
+    // sorted list after the rows: queueValues() skips what is queued already). Building the
+    // order copies pointers only; the entries are read a slice at a time.
     void queueAllValues()
     {
-        // Walking every entry of a big folder costs a frame: not for nothing.
-        if (!loadsImageInfo)
+        if (!loadsImageInfo || listing)
             return;
-        Entries order;
+        dropValuesBacklog();
         if (firstVisible >= 0) {
             for (int r = firstVisible; r <= std::min(lastVisible, int(rows.size()) - 1); ++r)
-                order.push_back(rows[size_t(r)]);
+                valuesBacklog.push_back(rows[size_t(r)]);
         }
-        order.insert(order.end(), rows.begin(), rows.end());
-        for (TQFolderEntry *e : all) {
-            if (!e->passes)
-                order.push_back(e);
+        valuesBacklog.insert(valuesBacklog.end(), rows.begin(), rows.end());
+        valuesBacklog.insert(valuesBacklog.end(), all.begin(), all.end());
+        feedValuesBacklog();
+    }
+
+    static constexpr size_t valuesSlice = 2048;
+
+    void feedValuesBacklog()
+    {
+        const size_t end = std::min(valuesBacklog.size(), valuesBacklogAt + valuesSlice);
+        queueValues(Entries(valuesBacklog.begin() + qsizetype(valuesBacklogAt), valuesBacklog.begin() + qsizetype(end)));
+        valuesBacklogAt = end;
+        if (valuesBacklogAt < valuesBacklog.size()) {
+            valuesBacklogTimer.start();
+            return;
         }
-        queueValues(order);
+        // Freed by swap, not kept at its peak size for the model's lifetime.
+        Entries().swap(valuesBacklog);
+        valuesBacklogAt = 0;
+        valuesBacklogTimer.stop();
+        if (std::exchange(valuesFinishHeld, false) && !values)
+            Q_EMIT q->imageInfoFinished();
+    }
+
+    void dropValuesBacklog()
+    {
+        Entries().swap(valuesBacklog);
+        valuesBacklogAt = 0;
+        valuesBacklogTimer.stop();
+        valuesFinishHeld = false;
     }
 
     void queueValues(const Entries &entries)
@@ -1308,6 +1347,10 @@ struct TQFolderModel::Private : public QObject,
         if (resortTimer.isActive()) {
             resortTimer.stop();
             resortChanged();
+        }
+        if (!valuesBacklog.empty()) {
+            valuesFinishHeld = true;
+            return;
         }
         Q_EMIT q->imageInfoFinished();
     }
@@ -1680,6 +1723,7 @@ void TQFolderModel::setLoadsImageInfo(bool load)
             d->values->cancel();
             d->values.reset();
         }
+        d->dropValuesBacklog();
         for (TQFolderEntry *e : d->all)
             e->valuesQueued = false;
         d->valuesLeft = 0;

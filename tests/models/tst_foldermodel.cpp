@@ -111,6 +111,8 @@ private Q_SLOTS:
     void unknownValuesSortLast();
     void valuesArriveInRuns_data();
     void valuesArriveInRuns();
+    void valuesOfEveryEntry_data();
+    void valuesOfEveryEntry();
     void thumbnails_data();
     void thumbnails();
     void selection();
@@ -550,6 +552,38 @@ void TestFolderModel::valuesArriveInRuns()
     QCOMPARE(changes.at(0).at(1).value<QModelIndex>().row(), 59);
     QCOMPARE(moves.count(), layouts);
     QCOMPARE(names(rowItems(model)), descriptorOrder(model, std::abs(sortType), 0, sortType >= 0));
+}
+
+void TestFolderModel::valuesOfEveryEntry_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::newRow("a few") << 40;
+    QTest::newRow("more than one turn of the event loop takes") << 5000;
+}
+
+// After a listing every entry gets its values, those filtered out too (every tenth name is
+// hidden), and the host hears that they are in once.
+void TestFolderModel::valuesOfEveryEntry()
+{
+    QFETCH(int, count);
+    QTemporaryDir dir;
+    for (int i = 0; i < count; ++i)
+        makeFile(native(dir, QByteArray(i % 10 ? "f" : ".h").append(QByteArray::number(i)).constData()));
+    TQFolderModel model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    model.setVisibleRows(count / 2, count / 2 + 9);
+    QSignalSpy finished(&model, &TQFolderModel::imageInfoFinished);
+    model.setFolderPath(dir.path());
+    QVERIFY(waitForLoad(model));
+    QCOMPARE(model.rowCount(), count - (count + 9) / 10);
+    QVERIFY(finished.wait(30000));
+    UWFileManager::sharedFileManager()->utilityQueue()->waitForDone();
+    QCoreApplication::processEvents();
+    QCOMPARE(finished.count(), 1);
+    model.setFilterType(1); // hidden names too
+    QCOMPARE(model.rowCount(), count);
+    for (int row = 0; row < count; ++row)
+        QCOMPARE(model.index(row, TQFolderModel::WidthColumn).data(TQFolderModel::IsPendingRole).toBool(), false);
 }
 
 void TestFolderModel::thumbnails_data()
