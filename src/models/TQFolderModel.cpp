@@ -743,17 +743,30 @@ struct TQFolderModel::Private : public QObject,
         std::vector<size_t> places;
         places.reserve(count);
         Entries merged;
-        merged.reserve(rows.size());
-        auto from = rows.begin();
-        const auto keptEnd = rows.begin() + qsizetype(kept);
-        for (TQFolderEntry *e : shown) {
-            const auto at = std::upper_bound(from, keptEnd, e, cmp);
-            merged.insert(merged.end(), from, at);
-            places.push_back(size_t(at - rows.begin()));
-            merged.push_back(e);
-            from = at;
+        if (rows.size() == all.size()) {
+            // Every entry is a row (the usual case: nothing filtered out), so the sorted list,
+            // the batch merged already, is the rows' order, and the batch's places are found
+            // by comparing pointers, without reading an entry.
+            merged = all;
+            for (size_t i = 0, k = 0; i < all.size() && k < shown.size(); ++i) {
+                if (all[i] == shown[k]) {
+                    places.push_back(i - k);
+                    ++k;
+                }
+            }
+        } else {
+            merged.reserve(rows.size());
+            auto from = rows.begin();
+            const auto keptEnd = rows.begin() + qsizetype(kept);
+            for (TQFolderEntry *e : shown) {
+                const auto at = std::upper_bound(from, keptEnd, e, cmp);
+                merged.insert(merged.end(), from, at);
+                places.push_back(size_t(at - rows.begin()));
+                merged.push_back(e);
+                from = at;
+            }
+            merged.insert(merged.end(), from, keptEnd);
         }
-        merged.insert(merged.end(), from, keptEnd);
         rows.swap(merged);
         numberedUpTo = std::min(numberedUpTo, places.empty() ? rows.size() : places.front());
         QHash<const TQFolderEntry *, size_t> shownRow;

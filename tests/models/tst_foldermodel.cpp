@@ -144,9 +144,11 @@ void TestFolderModel::initTestCase()
 void TestFolderModel::listing_data()
 {
     QTest::addColumn<int>("count");
-    QTest::newRow("empty folder") << 0;
-    QTest::newRow("a few") << 7;
-    QTest::newRow("several batches") << 2600;
+    QTest::addColumn<int>("hidden"); // hidden names besides, filtered out
+    QTest::newRow("empty folder") << 0 << 0;
+    QTest::newRow("a few") << 7 << 0;
+    QTest::newRow("several batches") << 2600 << 0;
+    QTest::newRow("several batches, some filtered out") << 2600 << 1300;
 }
 
 // Every entry listed once, in name order, with names that are not UTF-8 kept as bytes; the
@@ -156,9 +158,13 @@ void TestFolderModel::listing_data()
 void TestFolderModel::listing()
 {
     QFETCH(int, count);
+    QFETCH(int, hidden);
     QTemporaryDir dir;
-    for (int i = 0; i < count; ++i)
+    for (int i = 0; i < count; ++i) {
         makeFile(native(dir, QByteArray("file \xfe" + QByteArray::number(i * 7 % (count + 1))).constData()));
+        if (i < hidden)
+            makeFile(native(dir, QByteArray(".file " + QByteArray::number(i)).constData()));
+    }
     TQFolderModel model;
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
     QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
