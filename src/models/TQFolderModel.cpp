@@ -553,6 +553,16 @@ struct TQFolderModel::Private : public QObject,
 
     void ensureNumbered() { renumber(rows.size()); }
 
+    // The entries of the rows the indexes name, read before a layout change moves them.
+    QList<TQFolderEntry *> entriesAt(const QModelIndexList &indexes) const
+    {
+        QList<TQFolderEntry *> entries;
+        entries.reserve(indexes.size());
+        for (const QModelIndex &index : indexes)
+            entries.append(rows.at(size_t(index.row())));
+        return entries;
+    }
+
     // Rows derived again from the sorted list, as one layout change: persistent indexes
     // follow their items, and those of items filtered out in the meantime would be lost, so
     // the filter must not have changed (applyFilter() removes and inserts rows first).
@@ -560,10 +570,7 @@ struct TQFolderModel::Private : public QObject,
     {
         Q_EMIT q->layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
         const QModelIndexList before = q->persistentIndexList();
-        QList<TQFolderEntry *> entriesBefore;
-        entriesBefore.reserve(before.size());
-        for (const QModelIndex &index : before)
-            entriesBefore.append(rows.at(size_t(index.row())));
+        const QList<TQFolderEntry *> entriesBefore = entriesAt(before);
         rows.clear();
         for (TQFolderEntry *e : all) {
             if (e->passes)
@@ -735,10 +742,7 @@ struct TQFolderModel::Private : public QObject,
         const auto cmp = comparator();
         Q_EMIT q->layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
         const QModelIndexList before = q->persistentIndexList();
-        QList<TQFolderEntry *> entriesBefore;
-        entriesBefore.reserve(before.size());
-        for (const QModelIndex &index : before)
-            entriesBefore.append(rows.at(size_t(index.row())));
+        const QList<TQFolderEntry *> entriesBefore = entriesAt(before);
         // places[k]: how many kept rows go before shown[k].
         std::vector<size_t> places;
         places.reserve(count);
