@@ -137,6 +137,22 @@ private:
     bool m_ok = true;
 };
 
+// Both trees of the cache keep a node's children as (count, offset): the nodes from \a first on
+// learn where their children will start in \a into, and \a read appends them there, depth first.
+template<typename Node, typename Read>
+bool readChildren(std::vector<Node> &into, size_t first, const std::vector<std::pair<quint32, quint32>> &children,
+                  Read read)
+{
+    for (size_t i = 0; i < children.size(); ++i) {
+        const auto [number, at] = children[i];
+        into[first + i].firstChild = quint32(into.size());
+        into[first + i].children = number;
+        if (number > 0 && !read(at, number))
+            return false;
+    }
+    return true;
+}
+
 // Reads \a count matchlets from \a offset into \a into, their children after them.
 bool readMatchlets(Reader &reader, quint64 offset, quint32 count, std::vector<Matchlet> &into, int depth)
 {
@@ -158,14 +174,9 @@ bool readMatchlets(Reader &reader, quint64 offset, quint32 count, std::vector<Ma
         if (!reader.ok())
             return false;
     }
-    for (quint32 i = 0; i < count; ++i) {
-        const auto [number, at] = children[i];
-        into[first + i].firstChild = quint32(into.size());
-        into[first + i].children = number;
-        if (number > 0 && !readMatchlets(reader, at, number, into, depth + 1))
-            return false;
-    }
-    return true;
+    return readChildren(into, first, children, [&](quint64 at, quint32 number) {
+        return readMatchlets(reader, at, number, into, depth + 1);
+    });
 }
 
 // Reads \a count nodes of the suffix tree from \a offset into \a into, their children after them.
@@ -187,14 +198,9 @@ bool readSuffixes(Reader &reader, quint64 offset, quint32 count, std::vector<Suf
         if (!reader.ok())
             return false;
     }
-    for (quint32 i = 0; i < count; ++i) {
-        const auto [number, at] = children[i];
-        into[first + i].firstChild = quint32(into.size());
-        into[first + i].children = number;
-        if (number > 0 && !readSuffixes(reader, at, number, into, depth + 1))
-            return false;
-    }
-    return true;
+    return readChildren(into, first, children, [&](quint64 at, quint32 number) {
+        return readSuffixes(reader, at, number, into, depth + 1);
+    });
 }
 
 std::unique_ptr<const Rules> Rules::load(const QByteArray &bytes)
