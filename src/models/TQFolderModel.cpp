@@ -37,10 +37,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
 #include <atomic>
 #include <cmath>
 #include <cstring>
+#include <mutex>
 #include <optional>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -159,38 +162,51 @@ const TQNameOrder::SortKey &emptyNameKey()
 
 // One item of the model, shown or filtered out. Everything that sorting and filtering read is
 // here, computed once per item (and again when it changes), so that neither ever asks an item.
+// What a resort reads comes first, in the entry's first cache line: a resort of a big folder
+// reads that line of every entry and nothing else. A big folder holds 100k of these: every
+// field counts.
 struct TQFolderEntry
 {
-    UWStandardFileRef item;
-    TQFile *file = nullptr;         // the item as a TQFile; null for other item classes
-    TQNameOrder::SortKey nameKey = emptyNameKey(); // the display name and its collation key
-    QString kind;
     qint64 size = 0;
     qint64 modified = 0;
     qint64 created = 0;
     qint64 added = 0;               // the date added, once the background values arrived
-    qint64 key = 0;                 // the current sort type's key (see Private::computeKey)
+    qint64 key = 0;                 // the current sort type's key (see Private::computeKeys)
     int nameRank = 0;               // position in name order, while Private::ranksValid
     int row = -1;                   // row shown, -1 when filtered out
     qint8 label = -1;               // -1 until read
-    bool directory = false;
-    bool invisible = false;
-    bool image = false;
-    bool media = false;
-    bool contentKnown = false;      // the background values have arrived
-    bool passes = false;            // the filter lets it through
-    bool noThumbnail = false;       // the thumbnailer could make none
-    bool thumbnailRequested = false;
-    bool valuesQueued = false;
+    bool directory : 1 = false;
+    bool invisible : 1 = false;
+    bool image : 1 = false;
+    bool media : 1 = false;
+    bool contentKnown : 1 = false;  // the background values have arrived
+    bool passes : 1 = false;        // the filter lets it through
+    bool noThumbnail : 1 = false;   // the thumbnailer could make none
+    bool thumbnailRequested : 1 = false;
+    bool valuesQueued : 1 = false;
+    const QString *kind = nullptr;  // one shared copy per distinct kind (see internedKind)
+    UWStandardFileRef item;
+    TQFile *file = nullptr;         // the item as a TQFile; null for other item classes
+    TQNameOrder::SortKey nameKey = emptyNameKey(); // the display name and its collation key
 };
 
 namespace {
 
+// The model's own key, not the one an item keeps on request: asking the item would leave a
+// second record of the key in every item for as long as the item lives.
 TQNameOrder::SortKey nameKeyOf(const UWStandardFile &item)
 {
-    if (const TQNameOrder::SortKey *key = item.nameSortKeyForKey(u"displayName"))
-        return *key;
     return TQNameOrder::sortKey(item.displayName());
+}
+
+// Kinds are few and every entry of a kind names the same text: entries point at one copy,
+// kept for the process (the texts of the types met, a few hundred at most). Any thread.
+const QString *internedKind(const QString &kind)
+{
+    static std::mutex lock;
+    static std::unordered_set<QString> kinds;
+    std::lock_guard locker(lock);
+    return &*kinds.insert(kind).first;
 }
 
 // The item's facts that need no content; any thread (items are thread-safe).
@@ -201,7 +217,7 @@ void fill(TQFolderEntry &e, const UWStandardFileRef &item, const UWStatInfo *sta
     e.nameKey = nameKeyOf(*item);
     e.directory = item->isDirectory();
     e.invisible = item->isInvisible();
-    e.kind = item->kindString();
+    e.kind = internedKind(item->kindString());
     if (stat) {
         e.size = e.directory ? 0 : stat->size;
         e.modified = stat->modifiedNSecs / 1000000;
@@ -246,6 +262,9 @@ struct ListingJob
     // over; read on the GUI thread once the last batch has arrived.
     QList<UWStandardFileRef> items;
     QHash<QByteArray, UWStandardFileRef> byName;
+    // The model's index of its entries by item, made here rather than batch by batch on the
+    // GUI thread, where growing it past 65,536 entries alone costs several milliseconds.
+    QHash<const UWStandardFile *, TQFolderEntry *> byItem;
     std::atomic_bool cancelled{false};
 };
 
@@ -311,7 +330,7 @@ struct TQFolderModel::Private : public QObject,
     ~Private() override
     {
         stopBackground();
-        qDeleteAll(byItem);
+        qDeleteAll(all);
     }
 
     // ---- Sort keys and order ----------------------------------------------------------
@@ -349,7 +368,7 @@ struct TQFolderModel::Private : public QObject,
                 e->key = e->created;
             return;
         case TQSortType::Kind:
-            rankTexts(entries, [](const TQFolderEntry *e) { return e->kind; });
+            rankTexts(entries, [](const TQFolderEntry *e) { return kindOf(e); });
             return;
         case TQSortType::DateAdded:
             for (TQFolderEntry *e : entries)
@@ -399,6 +418,8 @@ struct TQFolderModel::Private : public QObject,
                 e->key = value.toLongLong();
         }
     }
+
+    static QString kindOf(const TQFolderEntry *e) { return e->kind ? *e->kind : QString(); }
 
     static QString labelText(const TQFolderEntry *e)
     {
@@ -466,52 +487,154 @@ struct TQFolderModel::Private : public QObject,
         ranksValid = true;
     }
 
-    // The order of less(), sorted on copies of what it reads packed side by side: comparing
-    // entries through their pointers would wait on memory for most of the time.
-    void sortPacked()
+    // Sorts integers of \a bits significant bits by their digits, lowest first: a few
+    // passes over the array, where a comparison sort of 100k integers makes seventeen.
+    static void radixSort(std::vector<quint64> &values, int bits)
     {
-        struct Packed
-        {
-            qint64 key;
-            int rank;
-            int group; // folder priority, then known before unknown
-            TQFolderEntry *entry;
-        };
-        std::vector<Packed> packed;
-        packed.reserve(all.size());
-        const bool first = folderPriority == int(TQFolderPriority::FoldersFirst);
-        const bool last = folderPriority == int(TQFolderPriority::FoldersLast);
-        for (TQFolderEntry *e : all) {
-            const int folderGroup = (first && !e->directory) || (last && e->directory) ? 1 : 0;
-            packed.push_back({keyed ? e->key : 0, e->nameRank,
-                              folderGroup * 2 + (sortNeedsContent && !e->contentKnown ? 1 : 0), e});
+        constexpr int digitBits = 11;
+        constexpr size_t buckets = size_t(1) << digitBits;
+        std::vector<quint64> spare(values.size());
+        for (int shift = 0; shift < bits; shift += digitBits) {
+            std::vector<size_t> starts(buckets + 1);
+            for (quint64 v : values)
+                ++starts[((v >> shift) & (buckets - 1)) + 1];
+            for (size_t b = 1; b <= buckets; ++b)
+                starts[b] += starts[b - 1];
+            for (quint64 v : values)
+                spare[starts[(v >> shift) & (buckets - 1)]++] = v;
+            values.swap(spare);
         }
-        const bool up = ascending;
-        std::stable_sort(packed.begin(), packed.end(), [up](const Packed &a, const Packed &b) {
-            if (a.group != b.group)
-                return a.group < b.group;
-            if (a.key != b.key)
-                return up ? a.key < b.key : a.key > b.key;
-            return up ? a.rank < b.rank : a.rank > b.rank;
-        });
-        for (size_t i = 0; i < packed.size(); ++i)
-            all[i] = packed[i].entry;
     }
 
-    void sortAll()
+    // Where a resort finds the key: in the entry's key (computeKeys() wrote it), or in one
+    // of the entry's own values, read and stored in the same pass.
+    enum class KeySource { None, Stored, Size, Modified, Created };
+
+    KeySource keySource() const
+    {
+        if (!keyed)
+            return KeySource::None;
+        switch (sortType) {
+        case int(TQSortType::FileSize): return KeySource::Size;
+        case int(TQSortType::ModificationDate): return KeySource::Modified;
+        case int(TQSortType::CreationDate): return KeySource::Created;
+        default: return KeySource::Stored;
+        }
+    }
+
+    // The order of less() with valid name ranks, as one unsigned integer per entry: group
+    // (folder priority, then known before unknown), key and rank side by side, the key and
+    // rank turned round for a descending order. Ranks are unique, so the integers are too,
+    // and a plain sort of integers gives the one order less() gives. Each entry is read once,
+    // in one pass; the sorted integers name their entries by rank. When \a shown is given, it
+    // receives the entries that pass the filter, in the new order, without reading them again.
+    void sortPacked(Entries *shown)
+    {
+        const size_t n = all.size();
+        if (shown)
+            shown->clear();
+        if (n < 2) {
+            if (shown && n == 1 && all[0]->passes)
+                shown->push_back(all[0]);
+            return;
+        }
+        const KeySource source = keySource();
+        const bool first = folderPriority == int(TQFolderPriority::FoldersFirst);
+        const bool last = folderPriority == int(TQFolderPriority::FoldersLast);
+        std::vector<quint64> keys(n);
+        std::vector<quint32> ranks(n);
+        std::vector<quint8> groups(n);
+        std::vector<TQFolderEntry *> byRank(n);
+        std::vector<quint8> passesByRank(n);
+        quint64 low = std::numeric_limits<quint64>::max(), high = 0;
+        quint32 maxRank = 0;
+        bool grouped = false;
+        for (size_t i = 0; i < n; ++i) {
+            // Entries lie scattered over the heap: ask for the next ones while this one is read.
+            if (i + 8 < n)
+                __builtin_prefetch(all[i + 8]);
+            TQFolderEntry *e = all[i];
+            qint64 key = 0;
+            switch (source) {
+            case KeySource::None: break;
+            case KeySource::Stored: key = e->key; break;
+            case KeySource::Size: key = e->key = e->size; break;
+            case KeySource::Modified: key = e->key = e->modified; break;
+            case KeySource::Created: key = e->key = e->created; break;
+            }
+            const quint64 u = quint64(key) ^ (quint64(1) << 63); // signed order as unsigned
+            const quint8 group = quint8(((first && !e->directory) || (last && e->directory) ? 2 : 0)
+                                        + (sortNeedsContent && !e->contentKnown ? 1 : 0));
+            const quint32 rank = quint32(e->nameRank);
+            if (rank >= byRank.size()) { // ranks keep their gaps after removals
+                byRank.resize(rank + 1);
+                passesByRank.resize(rank + 1);
+            }
+            keys[i] = u;
+            ranks[i] = rank;
+            groups[i] = group;
+            byRank[rank] = e;
+            passesByRank[rank] = e->passes;
+            low = std::min(low, u);
+            high = std::max(high, u);
+            maxRank = std::max(maxRank, rank);
+            grouped |= group != 0;
+        }
+        const bool up = ascending;
+        const int keyBits = int(std::bit_width(high - low));
+        const int rankBits = int(std::bit_width(maxRank));
+        const int groupBits = grouped ? 2 : 0;
+        const auto keyPart = [&](size_t i) { return up ? keys[i] - low : high - keys[i]; };
+        const auto rankPart = [&](size_t i) { return up ? ranks[i] : maxRank - ranks[i]; };
+        const auto place = [&](size_t i, quint32 part) {
+            TQFolderEntry *e = byRank[up ? part : maxRank - part];
+            all[i] = e;
+            if (shown && passesByRank[up ? part : maxRank - part])
+                shown->push_back(e);
+        };
+        if (groupBits + keyBits + rankBits <= 64) {
+            // The usual case (sizes, dates, ranks of texts): one 64-bit integer each.
+            std::vector<quint64> packed(n);
+            for (size_t i = 0; i < n; ++i)
+                packed[i] = (((quint64(groups[i]) << keyBits) | keyPart(i)) << rankBits) | rankPart(i);
+            radixSort(packed, groupBits + keyBits + rankBits);
+            const quint64 rankMask = (quint64(1) << rankBits) - 1;
+            for (size_t i = 0; i < n; ++i)
+                place(i, quint32(packed[i] & rankMask));
+        } else {
+            using Wide = unsigned __int128;
+            std::vector<Wide> packed(n);
+            for (size_t i = 0; i < n; ++i)
+                packed[i] = (Wide(groups[i]) << 96) | (Wide(keyPart(i)) << 32) | rankPart(i);
+            std::sort(packed.begin(), packed.end());
+            for (size_t i = 0; i < n; ++i)
+                place(i, quint32(packed[i]));
+        }
+    }
+
+    // Sorts the list; \a shown, when given and the ranks allow the packed sort, receives the
+    // rows in the new order (else it is left empty and false is answered).
+    bool sortAll(Entries *shown = nullptr)
     {
         if (all.size() > 1 && sortType != 0)
             ensureRanks();
+        if (ranksValid) {
+            const KeySource source = keySource();
+            if (source == KeySource::Stored || source == KeySource::None)
+                computeKeys(all);
+            else
+                keysRanked = false;
+            sortPacked(shown);
+            return shown != nullptr;
+        }
         computeKeys(all);
-        if (ranksValid)
-            sortPacked();
-        else
-            std::stable_sort(all.begin(), all.end(), comparator());
-        if (sortType == 0 && folderPriority == 0 && !ranksValid) {
+        std::stable_sort(all.begin(), all.end(), comparator());
+        if (sortType == 0 && folderPriority == 0) {
             for (size_t i = 0; i < all.size(); ++i)
                 all[i]->nameRank = ascending ? int(i) : int(all.size() - 1 - i);
             ranksValid = true;
         }
+        return false;
     }
 
     // ---- Filtering --------------------------------------------------------------------
@@ -566,21 +689,39 @@ struct TQFolderModel::Private : public QObject,
     // Rows derived again from the sorted list, as one layout change: persistent indexes
     // follow their items, and those of items filtered out in the meantime would be lost, so
     // the filter must not have changed (applyFilter() removes and inserts rows first).
-    void relayout()
+    // \a shown, when given, holds the new rows already (sortPacked() made them). Row numbers
+    // are left to be brought up to date when one is next read; a persistent index's new row
+    // is found by bisection, since the rows are in the order of less().
+    void relayout(Entries *shown = nullptr)
     {
         Q_EMIT q->layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
         const QModelIndexList before = q->persistentIndexList();
         const QList<TQFolderEntry *> entriesBefore = entriesAt(before);
-        rows.clear();
-        for (TQFolderEntry *e : all) {
-            if (e->passes)
-                rows.push_back(e);
+        if (shown) {
+            rows.swap(*shown);
+            Entries().swap(*shown);
+        } else {
+            rows.clear();
+            for (TQFolderEntry *e : all) {
+                if (e->passes)
+                    rows.push_back(e);
+            }
         }
-        renumber();
+        numberedUpTo = 0;
         QModelIndexList after;
         after.reserve(before.size());
-        for (qsizetype i = 0; i < before.size(); ++i)
-            after.append(q->createIndex(entriesBefore.at(i)->row, before.at(i).column()));
+        const auto cmp = comparator();
+        for (qsizetype i = 0; i < before.size(); ++i) {
+            TQFolderEntry *e = entriesBefore.at(i);
+            auto at = std::lower_bound(rows.begin(), rows.end(), e, cmp);
+            int row = int(at - rows.begin());
+            if (at == rows.end() || *at != e) {
+                // Two entries the order cannot tell apart (equal display names): counted.
+                ensureNumbered();
+                row = e->row;
+            }
+            after.append(row >= 0 ? q->createIndex(row, before.at(i).column()) : QModelIndex());
+        }
         q->changePersistentIndexList(before, after);
         Q_EMIT q->layoutChanged({}, QAbstractItemModel::VerticalSortHint);
     }
@@ -594,8 +735,8 @@ struct TQFolderModel::Private : public QObject,
     void resort()
     {
         setSortTraits();
-        sortAll();
-        relayout();
+        Entries shown;
+        relayout(sortAll(&shown) ? &shown : nullptr);
     }
 
     // The filter changed: rows that leave are removed and rows that come are inserted, in
@@ -654,13 +795,15 @@ struct TQFolderModel::Private : public QObject,
 
     // ---- Inserting, removing, changing ------------------------------------------------
 
-    void insertEntries(Entries batch)
+    // \a indexed: the entries are in byItem already, or will be (a listing's batches).
+    void insertEntries(Entries batch, bool indexed = false)
     {
         if (batch.empty())
             return;
         ranksValid = false;
         for (TQFolderEntry *e : batch) {
-            byItem.insert(e->item.get(), e);
+            if (!indexed)
+                byItem.insert(e->item.get(), e);
             e->passes = passes(e);
             e->row = -1;
         }
@@ -984,7 +1127,7 @@ struct TQFolderModel::Private : public QObject,
         folderPath.clear();
         folderGone = false;
         q->beginResetModel();
-        qDeleteAll(byItem);
+        qDeleteAll(all);
         byItem.clear();
         all.clear();
         rows.clear();
@@ -1037,6 +1180,7 @@ struct TQFolderModel::Private : public QObject,
                     break;
                 auto *e = new TQFolderEntry;
                 fill(*e, item, nullptr);
+                job->byItem.insert(item.get(), e);
                 batch.push_back(e);
                 if ((first && batch.size() >= 1000) || (!first && sincePost.elapsed() >= 16)) {
                     post(std::move(batch), false, {});
@@ -1081,6 +1225,7 @@ struct TQFolderModel::Private : public QObject,
                 job->byName.insert(QByteArray(name), item);
                 auto *e = new TQFolderEntry;
                 fill(*e, item, &stat);
+                job->byItem.insert(item.get(), e);
                 batch.push_back(e);
             }
             if ((first && batch.size() >= 1000) || (!first && sincePost.elapsed() >= 16)) {
@@ -1102,9 +1247,10 @@ struct TQFolderModel::Private : public QObject,
 
     void listingArrived(Entries &&batch, bool done, const QString &error)
     {
-        insertEntries(std::move(batch));
+        insertEntries(std::move(batch), true);
         if (!done)
             return;
+        byItem = std::move(listing->byItem);
         if (!error.isEmpty())
             qCInfo(lcModels).noquote() << "cannot list" << QFile::decodeName(folderPath) << "-" << error;
         const std::shared_ptr<ListingJob> job = std::exchange(listing, {});
@@ -1408,7 +1554,6 @@ struct TQFolderModel::Private : public QObject,
     {
         if (listing || rows.empty())
             return;
-        ensureNumbered();
         const int first = std::max(0, firstVisible);
         const int last = std::min(int(rows.size()) - 1, lastVisible);
         if (firstVisible < 0 || last < first)
@@ -1428,11 +1573,19 @@ struct TQFolderModel::Private : public QObject,
         if (thumbnailSize.isEmpty())
             return;
         // Requests for rows scrolled away are dropped; the rows on screen are asked again.
+        // Told by the entries on screen, not by row numbers, which a resort leaves to be
+        // counted when next read.
         bool away = false;
-        for (TQFolderEntry *e : std::as_const(thumbnailsPending)) {
-            if (e->row < first || e->row > last) {
-                away = true;
-                break;
+        if (!thumbnailsPending.isEmpty()) {
+            QSet<const TQFolderEntry *> onScreen;
+            onScreen.reserve(last - first + 1);
+            for (int r = first; r <= last; ++r)
+                onScreen.insert(rows[size_t(r)]);
+            for (TQFolderEntry *e : std::as_const(thumbnailsPending)) {
+                if (!onScreen.contains(e)) {
+                    away = true;
+                    break;
+                }
             }
         }
         if (away) {
@@ -1480,6 +1633,24 @@ struct TQFolderModel::Private : public QObject,
             Q_EMIT q->dataChanged(q->createIndex(e->row, NameColumn), q->createIndex(e->row, NameColumn),
                                   {Qt::DecorationRole, ThumbnailRole});
         Q_EMIT q->thumbnailArrived(file);
+    }
+
+    // The entry of \a item. A listing's entries are indexed by its worker and arrive with
+    // its last batch: until then they are found by walking the list.
+    TQFolderEntry *entryOf(const UWStandardFile *item) const
+    {
+        if (TQFolderEntry *e = byItem.value(item))
+            return e;
+        if (listing) {
+            // A batch's rows are in before its entries join the sorted list.
+            for (const Entries *entries : {&rows, &all}) {
+                for (TQFolderEntry *e : *entries) {
+                    if (e->item.get() == item)
+                        return e;
+                }
+            }
+        }
+        return nullptr;
     }
 
     TQFolderEntry *entry(const QModelIndex &index) const
@@ -1767,7 +1938,7 @@ TQFileRef TQFolderModel::fileAt(const QModelIndex &index) const
 
 QModelIndex TQFolderModel::indexOf(const UWStandardFileRef &item, int column) const
 {
-    const TQFolderEntry *e = item ? d->byItem.value(item.get()) : nullptr;
+    const TQFolderEntry *e = item ? d->entryOf(item.get()) : nullptr;
     d->ensureNumbered();
     if (!e || e->row < 0 || column < 0 || column >= ColumnCount)
         return {};
@@ -1816,7 +1987,7 @@ QList<int> TQFolderModel::selectedFinderLabels(const QItemSelectionModel *select
 UWStandardFileRef TQFolderModel::firstSelectedFile(const QItemSelectionModel *selection) const
 {
     for (const UWStandardFileRef &item : selectedItems(selection)) {
-        const TQFolderEntry *e = d->byItem.value(item.get());
+        const TQFolderEntry *e = d->entryOf(item.get());
         if (e && !e->directory)
             return item;
     }
@@ -1870,7 +2041,7 @@ QVariant TQFolderModel::data(const QModelIndex &index, int role) const
         if (column == NameColumn)
             return e->nameKey.string();
         if (column == KindColumn)
-            return e->kind;
+            return Private::kindOf(e);
         if (info.content && !e->contentKnown)
             return QString();
         if (column == LabelColumn)
@@ -1911,7 +2082,7 @@ QVariant TQFolderModel::data(const QModelIndex &index, int role) const
         if (column == NameColumn)
             return e->nameKey.string();
         if (column == KindColumn)
-            return e->kind;
+            return Private::kindOf(e);
         if (column == SizeColumn)
             return e->size;
         if (column == ModificationDateColumn)
