@@ -62,7 +62,25 @@ bool UWStatInfo::readAt(int directoryFd, const char *name, bool followLinks)
     accessedNSecs = nsecs(sx.stx_atime);
     hasBirthTime = (sx.stx_mask & STATX_BTIME) != 0;
     bornNSecs = hasBirthTime ? nsecs(sx.stx_btime) : 0;
+    hiddenByListKnown = hiddenByList = false;
     return true;
+}
+
+QList<QByteArray> uwNamesInHiddenFile(const QByteArray &folder)
+{
+    // Anyone may plant a FIFO or a device under this name: only a regular file is read.
+    const TQRegularFile hidden(folder + "/.hidden");
+    if (!hidden.isOpen()) {
+        hidden.warnIfRefused(QFile::decodeName(folder + "/.hidden"), "the hidden names");
+        return {};
+    }
+    // The file is a short list by convention; a huge one is not worth reading whole.
+    QList<QByteArray> names = hidden.read(0, 1 << 20).split('\n');
+    for (QByteArray &line : names) {
+        if (line.endsWith('\r'))
+            line.chop(1);
+    }
+    return names;
 }
 
 // ---- The factory ---------------------------------------------------------------------------
@@ -227,24 +245,9 @@ QByteArray lastNativeComponent(const QByteArray &path)
     return path == "/" ? path : path.mid(path.lastIndexOf('/') + 1);
 }
 
-// The names a folder's ".hidden" file lists, one per line.
 bool isListedInHiddenFile(const QByteArray &folder, const QByteArray &name)
 {
-    // Anyone may plant a FIFO or a device under this name: only a regular file is read.
-    const TQRegularFile hidden(folder + "/.hidden");
-    if (!hidden.isOpen()) {
-        hidden.warnIfRefused(QFile::decodeName(folder + "/.hidden"), "the hidden names");
-        return false;
-    }
-    // The file is a short list by convention; a huge one is not worth reading whole.
-    const QByteArray contents = hidden.read(0, 1 << 20);
-    for (QByteArray line : contents.split('\n')) {
-        if (line.endsWith('\r'))
-            line.chop(1);
-        if (line == name)
-            return true;
-    }
-    return false;
+    return uwNamesInHiddenFile(folder).contains(name);
 }
 
 // The absolute, clean path a link points to; nothing when \a path is not a link.
@@ -1272,7 +1275,9 @@ bool UWStandardFile::isInvisible() const
                                                : QFile::decodeName(lastNativeComponent(r.path));
         return name.startsWith(QLatin1Char('.'))
             || (!r.isPlaceholder() && r.path != "/"
-                && isListedInHiddenFile(parentNativePath(r.path), lastNativeComponent(r.path)));
+                && (r.stat.hiddenByListKnown
+                        ? r.stat.hiddenByList
+                        : isListedInHiddenFile(parentNativePath(r.path), lastNativeComponent(r.path))));
     });
 }
 
@@ -1415,7 +1420,10 @@ void UWStandardFile::updateForEvent(const UWFileEvent &event)
             return;
         announcing(*this, Announcement::Moved, [&] {
             if (!adoptPath(newPath)) {
-                d->cache.reset([&](Record &next) { next.path = newPath; });
+                d->cache.reset([&](Record &next) {
+                    next.path = newPath;
+                    next.stat.hiddenByListKnown = false; // the list named the old name
+                });
             }
         });
         return;

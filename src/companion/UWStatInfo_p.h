@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <QByteArray>
+#include <QList>
 #include <QtGlobal>
 
 #include <sys/types.h>
@@ -15,6 +17,10 @@ struct UWStatInfo
     // line with the record's own first fields.
     mode_t mode = 0;
     bool hasBirthTime = false;
+    // Whether the folder's ".hidden" file names the entry, when the listing that read the
+    // status read that file too; otherwise the item reads the file itself when asked.
+    bool hiddenByListKnown = false;
+    bool hiddenByList = false;
     qint64 size = 0;
     qint64 modifiedNSecs = 0;
     qint64 statusChangedNSecs = 0;
@@ -28,3 +34,7 @@ struct UWStatInfo
     // The same for \a name inside the open folder \a directoryFd, as a listing reads it.
     bool readAt(int directoryFd, const char *name, bool followLinks = false);
 };
+
+// The names \a folder's ".hidden" file lists, one per line; empty when it has none or it is not
+// a regular file (refusing one is logged). Any thread.
+QList<QByteArray> uwNamesInHiddenFile(const QByteArray &folder);
