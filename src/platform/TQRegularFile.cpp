@@ -26,13 +26,18 @@ TQRegularFile::TQRegularFile(const QString &path)
     open(QFile::encodeName(path));
 }
 
+TQRegularFile::TQRegularFile(const QByteArray &nativePath, const struct stat &named)
+{
+    open(nativePath, &named);
+}
+
 TQRegularFile::~TQRegularFile()
 {
     if (m_fd >= 0)
         ::close(m_fd);
 }
 
-void TQRegularFile::open(const QByteArray &nativePath)
+void TQRegularFile::open(const QByteArray &nativePath, const struct stat *named)
 {
     if (nativePath.isEmpty() || nativePath.contains('\0')) {
         m_error = u"has no usable name"_s;
@@ -49,13 +54,16 @@ void TQRegularFile::open(const QByteArray &nativePath)
     // Opening a device can itself do something (rewind a tape, raise a modem line), so what the
     // path names is looked at before it is opened; the descriptor is checked again below, since
     // the entry may be swapped in between.
-    struct stat named = {};
-    if (::stat(nativePath.constData(), &named) != 0) {
-        m_error = QString::fromLocal8Bit(std::strerror(errno));
-        return;
+    struct stat looked = {};
+    if (!named) {
+        if (::stat(nativePath.constData(), &looked) != 0) {
+            m_error = QString::fromLocal8Bit(std::strerror(errno));
+            return;
+        }
+        named = &looked;
     }
-    if (!S_ISREG(named.st_mode)) {
-        refuse(named.st_mode);
+    if (!S_ISREG(named->st_mode)) {
+        refuse(named->st_mode);
         return;
     }
     // O_NONBLOCK: opening a FIFO for reading would otherwise wait for a writer for ever.

@@ -21,6 +21,9 @@ public:
     // name that came in as text); links are followed.
     explicit TQRegularFile(const QByteArray &nativePath);
     explicit TQRegularFile(const QString &path);
+    // For a caller that has just looked at `nativePath` with stat() (links followed) and found
+    // `named`: that look stands for the one made before opening; the descriptor is still checked.
+    TQRegularFile(const QByteArray &nativePath, const struct stat &named);
     TQRegularFile(const TQRegularFile &) = delete;
     TQRegularFile &operator=(const TQRegularFile &) = delete;
     ~TQRegularFile();
@@ -50,7 +53,7 @@ public:
     void warnIfRefused(const QString &path, const char *purpose) const;
 
 private:
-    void open(const QByteArray &nativePath);
+    void open(const QByteArray &nativePath, const struct stat *named = nullptr);
 
     int m_fd = -1;
     struct stat m_status = {};

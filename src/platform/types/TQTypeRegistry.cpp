@@ -175,7 +175,7 @@ struct TQTypeRegistry::Private
         QMimeType contentWins;
         QMimeType byName;
     };
-    ContentVerdict contentVerdict(const QByteArray &path, const QString &fileName) const;
+    ContentVerdict contentVerdict(const QByteArray &path, const struct stat &named, const QString &fileName) const;
     QMimeType mimeTypeForContent(const QByteArray &data) const;
     // QMimeDatabase::mimeTypeForFile(fileName, MatchExtension).
     QMimeType mimeTypeForFileName(const QString &fileName) const;
@@ -516,11 +516,12 @@ QString TQTypeRegistry::typeForData(const QByteArray &data) const
 }
 
 TQTypeRegistry::Private::ContentVerdict
-TQTypeRegistry::Private::contentVerdict(const QByteArray &path, const QString &fileName) const
+TQTypeRegistry::Private::contentVerdict(const QByteArray &path, const struct stat &named,
+                                        const QString &fileName) const
 {
     // Opened without blocking and checked on the descriptor: the file may have been swapped
     // for a FIFO or a device since it was looked at.
-    const TQRegularFile file(path);
+    const TQRegularFile file(path, named);
     if (!file.isOpen()) {
         file.warnIfRefused(QFile::decodeName(path), "type detection");
         return {};
@@ -571,7 +572,7 @@ QString TQTypeRegistry::typeForFile(const QByteArray &path, Detection detection)
     const QString fileName = QFile::decodeName(path.mid(path.lastIndexOf('/') + 1));
     QMimeType byName;
     if (detection == Detection::ContentAndName && S_ISREG(target.st_mode) && target.st_size > 0) {
-        const Private::ContentVerdict verdict = d->contentVerdict(path, fileName);
+        const Private::ContentVerdict verdict = d->contentVerdict(path, target, fileName);
         if (verdict.contentWins.isValid())
             return d->typeForMime(verdict.contentWins);
         byName = verdict.byName;
