@@ -102,7 +102,6 @@ private slots:
     void filterAppliesToFilesNotToSavedSeparators();
     void dropValidation_data();
     void dropValidation();
-    void fileDrops();
     void tableThroughAListView();
     void modelNamesEachChange_data();
     void modelNamesEachChange();
@@ -111,7 +110,6 @@ private slots:
     void menu();
     void malformedEntriesAreNamedNotShown_data();
     void malformedEntriesAreNamedNotShown();
-    void deletedFileDisablesItsMenuItem();
 
 private:
     QString path(const QString &name) const { return m_dir.filePath(name); }
@@ -302,7 +300,7 @@ void TestBookmarks::filterAppliesToFilesNotToSavedSeparators()
 
 void TestBookmarks::dropValidation_data()
 {
-    QTest::addColumn<QString>("drag"); // "rows", "no rows", "files", "mixed files", "both"
+    QTest::addColumn<QString>("drag"); // "rows", "no rows", "files", "mixed files", "missing files", "both"
     QTest::addColumn<int>("row");
     QTest::addColumn<bool>("on");
     QTest::addColumn<bool>("accepted");
@@ -314,6 +312,7 @@ void TestBookmarks::dropValidation_data()
     QTest::newRow("no rows, no drop") << u"no rows"_s << 1 << false << false << 1;
     QTest::newRow("images pass the filter") << u"files"_s << 0 << true << true << 0;
     QTest::newRow("one file refused refuses all") << u"mixed files"_s << 0 << false << false << 0;
+    QTest::newRow("files that are gone are nothing to drop") << u"missing files"_s << 0 << true << false << 0;
     QTest::newRow("files win over rows") << u"both"_s << 0 << false << false << 0;
 }
 
@@ -328,9 +327,13 @@ void TestBookmarks::dropValidation()
     TQBookmarksController controller;
     fill(controller, {u"A"_s, u"B"_s, u"C"_s});
     controller.setAllowedUTIs({u"public.image"_s, u"public.plain-text"_s});
-    std::unique_ptr<QMimeData> data(drag.contains(u"files"_s) || drag == u"both"
-                                        ? filesDrag(QStringList{path(u"photo.jpg"_s)} + (drag == u"files" ? QStringList() : QStringList{path(u"Pics"_s)}))
-                                        : controller.mimeDataForRows(drag == u"rows" ? QList<int>{0} : QList<int>{}));
+    QStringList files{path(u"photo.jpg"_s), path(u"Pics"_s)};
+    if (drag == u"files")
+        files.removeLast();
+    else if (drag == u"missing files")
+        files = {path(u"missing.jpg"_s)};
+    std::unique_ptr<QMimeData> data(drag.endsWith(u"rows"_s) ? controller.mimeDataForRows(drag == u"rows" ? QList<int>{0} : QList<int>{})
+                                                             : filesDrag(files));
     if (drag == u"both")
         data->setData(TQBookmarksInternalPboardType, std::unique_ptr<QMimeData>(controller.mimeDataForRows({0}))->data(TQBookmarksInternalPboardType));
     auto operation = on ? TQBookmarksController::DropOperation::On : TQBookmarksController::DropOperation::Above;
@@ -338,29 +341,8 @@ void TestBookmarks::dropValidation()
     if (accepted) {
         QCOMPARE(row, finalRow);
         QCOMPARE(operation, TQBookmarksController::DropOperation::Above);
+        QVERIFY(!controller.acceptDrop(data.get(), -1)); // nowhere
     }
-}
-
-void TestBookmarks::fileDrops()
-{
-    TQBookmarksController controller;
-    fill(controller, {u"A"_s, u"B"_s, u"C"_s});
-    TQBookmarksModel *model = controller.model();
-    // Dropped on row 0 of a view: lands above it.
-    std::unique_ptr<QMimeData> drag(filesDrag({path(u"photo.jpg"_s), path(u"missing.jpg"_s), path(u"C"_s)}));
-    QVERIFY(model->canDropMimeData(drag.get(), Qt::CopyAction, -1, -1, model->index(0, 0)));
-    QVERIFY(model->dropMimeData(drag.get(), Qt::CopyAction, -1, -1, model->index(0, 0)));
-    QCOMPARE(describe(controller.bookmarks()), (QStringList{u"photo.jpg=photo.jpg"_s, u"C=C"_s, u"A=A"_s, u"B=B"_s}));
-
-    // Dropped below the last row after its title changed: a second entry at the end.
-    QVERIFY(model->setData(model->index(1, 0), u"Sea"_s));
-    std::unique_ptr<QMimeData> again(filesDrag({path(u"C"_s)}));
-    QVERIFY(model->dropMimeData(again.get(), Qt::CopyAction, -1, -1, QModelIndex()));
-    QCOMPARE(describe(controller.bookmarks()), (QStringList{u"photo.jpg=photo.jpg"_s, u"Sea=C"_s, u"A=A"_s, u"B=B"_s, u"C=C"_s}));
-    std::unique_ptr<QMimeData> nothing(filesDrag({path(u"missing.jpg"_s)}));
-    QVERIFY(!model->canDropMimeData(nothing.get(), Qt::CopyAction, 0, 0, QModelIndex()));
-    QVERIFY(!controller.acceptDrop(nothing.get(), 0));
-    QVERIFY(!controller.acceptDrop(again.get(), -1)); // nowhere
 }
 
 void TestBookmarks::tableThroughAListView()
@@ -427,6 +409,8 @@ void TestBookmarks::modelNamesEachChange_data()
     QTest::newRow("a row that is no longer there is ignored") << u"drag 0 9 to 5"_s << QStringList{u"move 0 to 5"_s}
                                                               << u"B C D E A"_s;
     QTest::newRow("a row dragged onto its place") << u"drag 2 to 2"_s << QStringList{} << u"A B C D E"_s;
+    QTest::newRow("a file dropped on a row lands above it, one that is gone is skipped")
+        << u"drop missing.jpg photo.jpg on 0"_s << QStringList{u"insert 0-0"_s} << u"photo.jpg A B C D E"_s;
     QTest::newRow("a file dropped") << u"drop photo.jpg C to 1"_s << QStringList{u"insert 1-1"_s, u"move 3 to 2"_s}
                                     << u"A photo.jpg C B D E"_s;
     QTest::newRow("a row renamed") << u"rename 0 Alpha"_s << QStringList{u"data 0-0 bookmarkDict,display,edit"_s}
@@ -458,12 +442,11 @@ void TestBookmarks::modelNamesEachChange()
         return QVariant();
     };
 
-    // The change, spelt as in the table: a verb, titles or numbers, "at N" or "to N".
+    // The change, spelt as in the table: a verb, titles or numbers, "at N", "to N" or "on N".
     const QStringList words = change.split(u' ');
     const QString verb = words.first();
-    const int target = words.size() > 2 && (words.at(words.size() - 2) == u"at" || words.at(words.size() - 2) == u"to")
-        ? words.last().toInt()
-        : -1;
+    const QString preposition = words.size() > 2 ? words.at(words.size() - 2) : QString();
+    const int target = preposition == u"at" || preposition == u"to" || preposition == u"on" ? words.last().toInt() : -1;
     const QStringList arguments = target >= 0 ? words.mid(1, words.size() - 3) : words.mid(1);
     if (verb == u"add") {
         QList<UWStandardFileRef> files;
@@ -492,7 +475,8 @@ void TestBookmarks::modelNamesEachChange()
         for (const QString &name : arguments)
             paths.append(path(name));
         const std::unique_ptr<QMimeData> data(filesDrag(paths));
-        QVERIFY(model->dropMimeData(data.get(), Qt::CopyAction, target, 0, QModelIndex()));
+        const bool onRow = preposition == u"on";
+        QVERIFY(model->dropMimeData(data.get(), Qt::CopyAction, onRow ? -1 : target, 0, onRow ? model->index(target, 0) : QModelIndex()));
     } else if (verb == u"rename") {
         QVERIFY(model->setData(model->index(words.at(1).toInt(), 0), words.at(2)));
     } else if (verb == u"set") {
@@ -583,11 +567,16 @@ void TestBookmarks::entriesChangedInPlaceAreAnnounced()
 
 void TestBookmarks::menu()
 {
+    QTemporaryDir dir;
+    QFile soonGone(dir.filePath(u"soon-gone.txt"_s));
+    QVERIFY(soonGone.open(QIODevice::WriteOnly) && soonGone.write("x") == 1);
+    soonGone.close();
     TQBookmarksController controller;
     controller.setBookmarksFromSavableBookmarks({savedToken(u"cur:Pics:Pics"_s), savedToken(u"sep"_s), savedToken(u"away:Stick"_s)});
+    controller.addFiles({TQFile::newFileForPath(soonGone.fileName())});
     QObject owner;
     const QList<QAction *> items = controller.menuItemsForBookmarks(&owner);
-    QCOMPARE(items.size(), 3);
+    QCOMPARE(items.size(), 4);
     QVERIFY(!items.at(0)->isSeparator() && items.at(1)->isSeparator() && !items.at(2)->isSeparator());
     QCOMPARE(items.at(0)->text(), u"Pics"_s);
     QVERIFY(items.at(0)->shortcut().isEmpty());
@@ -604,6 +593,14 @@ void TestBookmarks::menu()
     QVERIFY(!items.at(2)->isEnabled());
     QVERIFY(fileOf(items.at(2)->data()) != before);
     QCOMPARE(fileOf(controller.bookmarks().at(2)), fileOf(items.at(2)->data()));
+
+    // A deleted file leaves its item without a location and its archive finds nothing: the
+    // item turns disabled instead of offering a file that is gone.
+    QVERIFY(controller.validateMenuItem(items.at(3)));
+    QVERIFY(soonGone.remove());
+    QVERIFY(!controller.validateMenuItem(items.at(3)));
+    QVERIFY(!items.at(3)->isEnabled());
+    QVERIFY(fileOf(items.at(3)->data())->URL().isEmpty());
 }
 
 namespace {
@@ -717,28 +714,6 @@ void TestBookmarks::malformedEntriesAreNamedNotShown()
         QVERIFY2(message.category != u"tqkit.bookmarks" || message.type == QtWarningMsg || message.type == QtDebugMsg,
                  qPrintable(message.text));
     }
-}
-
-// After the bookmarked file is deleted, its item is left without a location and the archive
-// finds nothing: the menu item turns disabled instead of offering a file that is gone.
-void TestBookmarks::deletedFileDisablesItsMenuItem()
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath(u"soon-gone.txt"_s);
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x") == 1);
-    file.close();
-    TQBookmarksController controller;
-    controller.addFiles({TQFile::newFileForPath(path)});
-    QObject owner;
-    const QList<QAction *> items = controller.menuItemsForBookmarks(&owner);
-    QCOMPARE(items.size(), 1);
-    QVERIFY(controller.validateMenuItem(items.at(0)));
-
-    QVERIFY(QFile::remove(path));
-    QVERIFY(!controller.validateMenuItem(items.at(0)));
-    QVERIFY(!items.at(0)->isEnabled());
-    QVERIFY(fileOf(items.at(0)->data())->URL().isEmpty());
 }
 
 QTEST_MAIN(TestBookmarks)
