@@ -138,6 +138,9 @@ private Q_SLOTS:
         marker << u"application://marker.desktop"_s << QVariantMap();
         QVERIFY(QDBusConnection::sessionBus().send(marker));
         QTRY_VERIFY(!m_updates.isEmpty() && m_updates.last().uri == u"application://marker.desktop"_s);
+        // Only the one test that names a desktop entry may have been heard by the launcher.
+        for (const Update &update : std::as_const(m_updates).first(m_updates.size() - 1))
+            QCOMPARE(update.uri, u"application://org.tqkit.ActivityTest.desktop"_s);
         m_updates.clear();
     }
 
@@ -506,22 +509,6 @@ private Q_SLOTS:
             controller.removeItem(item);
         QTRY_COMPARE(last(u"progress-visible"_s), QVariant(false));
         QCOMPARE(last(u"count-visible"_s), QVariant(false));
-    }
-
-    void launcherIsQuietUnlessAsked()
-    {
-        TQActivityWindowController controller;
-        const TQActivityItemRef item = addItems(controller, 1).first();
-        item->setProgress(0.5);
-        controller.removeItem(item);
-        QCoreApplication::processEvents();
-        // Sent after anything the controller could have sent, on the same connection.
-        const QString marker = u"application://marker.desktop"_s;
-        QDBusMessage message = QDBusMessage::createSignal(u"/marker"_s, u"com.canonical.Unity.LauncherEntry"_s, u"Update"_s);
-        message << marker << QVariantMap();
-        QVERIFY(QDBusConnection::sessionBus().send(message));
-        QTRY_COMPARE(m_updates.size(), 1);
-        QCOMPARE(m_updates.first().uri, marker);
     }
 };
 
