@@ -184,10 +184,13 @@ struct TQFolderEntry
     bool noThumbnail : 1 = false;   // the thumbnailer could make none
     bool thumbnailRequested : 1 = false;
     bool valuesQueued : 1 = false;
+    bool isFile : 1 = false;        // the item is a TQFile (a bit, not a second pointer)
     const QString *kind = nullptr;  // one shared copy per distinct kind (see internedKind)
     UWStandardFileRef item;
-    TQFile *file = nullptr;         // the item as a TQFile; null for other item classes
     TQNameOrder::SortKey nameKey = emptyNameKey(); // the display name and its collation key
+
+    // The item as a TQFile; null for other item classes.
+    TQFile *file() const { return isFile ? static_cast<TQFile *>(item.get()) : nullptr; }
 };
 
 namespace {
@@ -197,6 +200,22 @@ namespace {
 TQNameOrder::SortKey nameKeyOf(const UWStandardFile &item)
 {
     return TQNameOrder::sortKey(item.displayName());
+}
+
+// The entry's name as the last bytes of its path, sharing the path's buffer: a big folder's
+// index of names then costs no copy of every name. (A byte array may start inside its buffer,
+// as one that was prepended to does; changing either copy detaches it.) A path that does not
+// end in the name gets a copy.
+QByteArray nameWithin(const QByteArray &path, const char *name)
+{
+    const qsizetype length = qsizetype(std::strlen(name));
+    if (path.size() <= length || !path.endsWith(QByteArrayView(name, length)))
+        return QByteArray(name, length);
+    QByteArray slice = path;
+    QByteArray::DataPointer &data = slice.data_ptr();
+    data.ptr += path.size() - length;
+    data.size = length;
+    return slice;
 }
 
 // Kinds are few and every entry of a kind names the same text: entries point at one copy,
@@ -213,7 +232,7 @@ const QString *internedKind(const QString &kind)
 void fill(TQFolderEntry &e, const UWStandardFileRef &item, const UWStatInfo *stat)
 {
     e.item = item;
-    e.file = dynamic_cast<TQFile *>(item.get());
+    e.isFile = dynamic_cast<TQFile *>(item.get()) != nullptr;
     e.nameKey = nameKeyOf(*item);
     e.directory = item->isDirectory();
     e.invisible = item->isInvisible();
@@ -223,12 +242,12 @@ void fill(TQFolderEntry &e, const UWStandardFileRef &item, const UWStatInfo *sta
         e.modified = stat->modifiedNSecs / 1000000;
         e.created = (stat->hasBirthTime ? stat->bornNSecs : stat->statusChangedNSecs) / 1000000;
     } else {
-        e.size = e.file ? e.file->fileSize() : item->byteSize();
+        e.size = e.file() ? e.file()->fileSize() : item->byteSize();
         e.modified = msecs(item->modificationDate());
         e.created = msecs(item->creationDate());
     }
-    e.image = e.file && e.file->isImage();
-    e.media = e.file && e.file->isMedia();
+    e.image = e.file() && e.file()->isImage();
+    e.media = e.file() && e.file()->isMedia();
 }
 
 // The background values: image values into the item's own caches, its label, its date added.
@@ -383,7 +402,7 @@ struct TQFolderModel::Private : public QObject,
         const QString key = QString::fromUtf16(columns[c].sortKey);
         QList<TQFolderEntry *> known;
         for (TQFolderEntry *e : entries) {
-            if (!e->contentKnown || !e->file) {
+            if (!e->contentKnown || !e->file()) {
                 e->key = 0;
                 continue;
             }
@@ -395,21 +414,21 @@ struct TQFolderModel::Private : public QObject,
         // that are not images have none).
         int typeId = QMetaType::UnknownType;
         for (const TQFolderEntry *e : std::as_const(known)) {
-            if (const std::optional<QVariant> probe = e->file->cachedValueForKey(key)) {
+            if (const std::optional<QVariant> probe = e->file()->cachedValueForKey(key)) {
                 typeId = probe->typeId();
                 break;
             }
         }
         if (typeId == QMetaType::QString) {
             rankTexts(entries, [&key](const TQFolderEntry *e) {
-                if (!e->contentKnown || !e->file)
+                if (!e->contentKnown || !e->file())
                     return QString();
-                return e->file->cachedValueForKey(key).value_or(QVariant()).toString();
+                return e->file()->cachedValueForKey(key).value_or(QVariant()).toString();
             });
             return;
         }
         for (TQFolderEntry *e : known) {
-            const QVariant value = e->file->cachedValueForKey(key).value_or(QVariant());
+            const QVariant value = e->file()->cachedValueForKey(key).value_or(QVariant());
             if (value.typeId() == QMetaType::QDateTime)
                 e->key = msecs(value.toDateTime());
             else if (value.typeId() == QMetaType::Double || value.typeId() == QMetaType::Float)
@@ -1222,7 +1241,7 @@ struct TQFolderModel::Private : public QObject,
                 continue; // gone between readdir and statx
             if (UWStandardFileRef item = UWFileFactory::make(QUrl(), prefix + name, &stat)) {
                 job->items.append(item);
-                job->byName.insert(QByteArray(name), item);
+                job->byName.insert(nameWithin(item->nativePath(), name), item);
                 auto *e = new TQFolderEntry;
                 fill(*e, item, &stat);
                 job->byItem.insert(item.get(), e);
@@ -1242,6 +1261,7 @@ struct TQFolderModel::Private : public QObject,
             qDeleteAll(batch);
             return;
         }
+        job->items.squeeze(); // grown by doubling: up to half of it unused for the folder's life
         post(std::move(batch), true, error);
     }
 
@@ -1314,7 +1334,7 @@ struct TQFolderModel::Private : public QObject,
             byItem.remove(e->item.get());
             const qint64 size = e->size, modified = e->modified;
             e->item = file;
-            e->file = dynamic_cast<TQFile *>(file.get());
+            e->isFile = dynamic_cast<TQFile *>(file.get()) != nullptr;
             byItem.insert(file.get(), e);
             if (!e->directory && (file->byteSize() != size || msecs(file->modificationDate()) != modified))
                 changed.append({e, file});
@@ -1597,7 +1617,7 @@ struct TQFolderModel::Private : public QObject,
         QList<UWStandardFileRef> wanted;
         for (int r = first; r <= last; ++r) {
             TQFolderEntry *e = rows[size_t(r)];
-            if (e->thumbnailRequested || e->noThumbnail || e->directory || !e->file)
+            if (e->thumbnailRequested || e->noThumbnail || e->directory || !e->file())
                 continue;
             if (cache.contains(cacheKey(e)))
                 continue;
@@ -2046,9 +2066,9 @@ QVariant TQFolderModel::data(const QModelIndex &index, int role) const
             return QString();
         if (column == LabelColumn)
             return Private::labelText(e);
-        if (!e->file)
+        if (!e->file())
             return column == SizeColumn ? QString() : QString();
-        const QVariant value = e->file->valueForKey(info.textKey);
+        const QVariant value = e->file()->valueForKey(info.textKey);
         if (value.typeId() == QMetaType::Double)
             return value.toDouble() > 0 ? QString::number(value.toDouble()) : QString();
         return value.toString();
@@ -2095,9 +2115,9 @@ QVariant TQFolderModel::data(const QModelIndex &index, int role) const
             return QDateTime::fromMSecsSinceEpoch(e->added);
         if (column == LabelColumn)
             return Private::labelText(e);
-        if (!e->file)
+        if (!e->file())
             return {};
-        return e->file->cachedValueForKey(info.sortKey).value_or(QVariant());
+        return e->file()->cachedValueForKey(info.sortKey).value_or(QVariant());
     case IsDirectoryRole:
         return e->directory;
     case IsPendingRole:
