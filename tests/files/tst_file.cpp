@@ -55,9 +55,8 @@ private slots:
     void sizes_data();
     void sizes();
     void dateTexts();
-    void accessDateTextAnswersTheCreationDate();
-    void eventsResetAndAnnounce();
-    void marksAreTheHosts();
+    void eventsEmptyTheirCaches_data();
+    void eventsEmptyTheirCaches();
     void editableMetadata_data();
     void editableMetadata();
     void imageMetadataComesFromTheFile();
@@ -218,62 +217,72 @@ void TestFile::dateTexts()
     const TQFileRef item = TQFile::newFileForPath(path);
     QCOMPARE(item->modificationDateString(), QStringLiteral("Nov 21, 2026, 5:27 AM"));
     QCOMPARE(item->valueForKey(u"modificationDateString"), QVariant(QStringLiteral("Nov 21, 2026, 5:27 AM")));
-    QVERIFY(!item->creationDateString().isEmpty());
     QVERIFY(!item->dateAddedString().isEmpty());
-}
-
-void TestFile::accessDateTextAnswersTheCreationDate()
-{
-    const TQFileRef item = TQFile::newFileForPath(sample("text/README.md"));
+    // The access date's text is the creation date's, once that has been asked for.
     QCOMPARE(item->accessDateString(), QString());
     const QString created = item->creationDateString();
     QVERIFY(!created.isEmpty());
     QCOMPARE(item->accessDateString(), created);
 }
 
-void TestFile::eventsResetAndAnnounce()
+void TestFile::eventsEmptyTheirCaches_data()
 {
-    const TQFileRef item = TQFile::newFileForPath(sample("images/orientation-2.jpg"));
-    QVERIFY(item->isImage());
-    item->creationDateString();
-    item->fileSize();
-    Announcements announcements;
-    item->addObserver(&announcements);
+    QTest::addColumn<int>("event"); // 0: the placeholder state changed
+    QTest::addColumn<QStringList>("emptied");
 
-    item->updateForEvent({UWFileEvent::ContentChanged, {}});
-    // The image metadata first, announced as one change ("dimensionsHeight" is emptied unannounced).
-    const QStringList imageKeys = TQFile::keysResetBy(TQFile::Reset::ImageProperties);
-    QStringList expectedStart{QStringLiteral("will modificationDateString"), QStringLiteral("did modificationDateString")};
-    for (const QString &key : imageKeys)
-        expectedStart.append(QStringLiteral("will ") + key);
-    for (auto key = imageKeys.crbegin(); key != imageKeys.crend(); ++key)
-        expectedStart.append(QStringLiteral("did ") + *key);
-    expectedStart += QStringList{
-        QStringLiteral("will creationDateString"), QStringLiteral("did creationDateString"),
-        QStringLiteral("will fileSizeString"), QStringLiteral("will fileSize"),
-        QStringLiteral("did fileSize"), QStringLiteral("did fileSizeString"),
-        QStringLiteral("will isImage"), QStringLiteral("did isImage"),
-    };
-    QCOMPARE(announcements.log.mid(0, expectedStart.size()), expectedStart);
-
-    // A rename announces only the date text among the item's own caches.
-    announcements.log.clear();
-    item->isImage();
-    item->updateForEvent({UWFileEvent::Renamed, sample("images/orientation-2.jpg")});
-    QCOMPARE(announcements.log.mid(0, 2), (QStringList{QStringLiteral("will modificationDateString"),
-                                                         QStringLiteral("did modificationDateString")}));
-    QVERIFY(!announcements.log.contains(QStringLiteral("will isImage")));
-    item->removeObserver(&announcements);
+    // A write leaves the label alone, a change of attributes the content type.
+    const QStringList caches{QStringLiteral("creationDateString"), QStringLiteral("fileSize"), QStringLiteral("isImage"),
+                             QStringLiteral("imageProperties")};
+    const QStringList date{QStringLiteral("modificationDateString")};
+    const QStringList label{QStringLiteral("finderLabel")}, type{QStringLiteral("uti")};
+    QTest::newRow("content") << int(UWFileEvent::ContentChanged) << date + caches + type;
+    QTest::newRow("attributes") << int(UWFileEvent::AttributesChanged) << date + caches + label;
+    QTest::newRow("renamed") << int(UWFileEvent::Renamed) << date;
+    QTest::newRow("created or replaced") << int(UWFileEvent::CreatedOrReplaced) << date + caches + label + type;
+    QTest::newRow("removed") << int(UWFileEvent::Removed) << date;
+    QTest::newRow("placeholder state") << 0 << caches;
 }
 
-void TestFile::marksAreTheHosts()
+void TestFile::eventsEmptyTheirCaches()
 {
-    const TQFileRef item = TQFile::newFileForPath(sample("text/notes.txt"));
-    QVERIFY(item->marks().isEmpty());
-    item->setMarks({{QStringLiteral("starred"), true}});
-    QCOMPARE(item->marks().value(QStringLiteral("starred")), QVariant(true));
-    item->updateForEvent({UWFileEvent::ContentChanged, {}});
-    QCOMPARE(item->marks().size(), 1); // never reset
+    QFETCH(int, event);
+    QFETCH(QStringList, emptied);
+
+    const QString path = sample("images/orientation-2.jpg");
+    const TQFileRef item = TQFile::newFileForPath(path);
+    const QStringList watched{QStringLiteral("modificationDateString"), QStringLiteral("creationDateString"),
+                              QStringLiteral("fileSize"), QStringLiteral("isImage"), QStringLiteral("imageProperties"),
+                              QStringLiteral("finderLabel"), QStringLiteral("uti")};
+    for (const QString &key : watched)
+        item->valueForKey(key);
+    Announcements announcements;
+    item->addObserver(&announcements);
+    if (event == 0)
+        item->placeholderStatusChanged();
+    else
+        item->updateForEvent({UWFileEvent::Type(event), path});
+    item->removeObserver(&announcements);
+
+    // The announcements nest: each "did" closes the latest "will" still open.
+    QStringList open;
+    for (const QString &line : std::as_const(announcements.log)) {
+        const QString key = line.section(u' ', 1);
+        if (line.startsWith(u"will ")) {
+            open.append(key);
+        } else {
+            QVERIFY2(!open.isEmpty(), qPrintable(line));
+            QCOMPARE(open.takeLast(), key);
+        }
+    }
+    QVERIFY(open.isEmpty());
+    QStringList found;
+    for (const QString &key : watched) {
+        if (announcements.log.contains(QStringLiteral("did ") + key))
+            found.append(key);
+    }
+    QCOMPARE(found, emptied);
+    // An emptied cache is computed afresh and gives the same answer, but for a file said gone.
+    QVERIFY(item->isImage() || event == UWFileEvent::Removed);
 }
 
 void TestFile::editableMetadata_data()

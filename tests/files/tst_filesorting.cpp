@@ -20,14 +20,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class Announcements : public UWFileObserver
-{
-public:
-    QStringList did;
-    void fileWillChangeValueForKey(UWStandardFile *, QStringView) override {}
-    void fileDidChangeValueForKey(UWStandardFile *, QStringView key) override { did.append(key.toString()); }
-};
-
 QStringList names(const QList<UWStandardFileRef> &items)
 {
     QStringList result;
@@ -55,10 +47,6 @@ private slots:
     void filterEdges();
     void counting_data();
     void counting();
-    void eventsEmptyTheirCaches_data();
-    void eventsEmptyTheirCaches();
-    void keyListsFollowTheContract_data();
-    void keyListsFollowTheContract();
     void handAnnouncedKeys();
     void comparisonValues();
     void sortNumbersAreTheValues_data();
@@ -119,7 +107,7 @@ void TestFileSorting::descriptors_data()
     QTest::addColumn<QString>("itemKeyPath");
     QTest::addColumn<QStringList>("expected");
 
-    // One row per rule; the columns themselves are compared with their documented lists once, below.
+    // One row per rule; what each column sorts by shows in sortsAFolder().
     const QString name = u"(displayName, ascending, name order)"_s;
     QTest::newRow("by name, not repeated") << 0 << 0 << true << QString() << QStringList{name};
     QTest::newRow("a numeric column, folders last")
@@ -348,76 +336,6 @@ void TestFileSorting::counting()
     QVERIFY(folder->countOfFiles(nullptr, nullptr, nullptr));
     QVERIFY(!TQFile::newFileForPath(m_dir.filePath(u"notes.txt"_s))->countOfFiles(&counts[0], nullptr, nullptr));
     QCOMPARE(counts[0], expected.at(0));
-}
-
-void TestFileSorting::eventsEmptyTheirCaches_data()
-{
-    QTest::addColumn<int>("event"); // 0: the placeholder state changed
-    QTest::addColumn<QStringList>("emptied");
-
-    const QStringList caches{u"creationDateString"_s, u"fileSize"_s, u"isImage"_s, u"imageProperties"_s};
-    QTest::newRow("1 content") << 1 << (QStringList{u"modificationDateString"_s} + caches);
-    QTest::newRow("2 attributes") << 2 << (QStringList{u"modificationDateString"_s} + caches);
-    QTest::newRow("3 renamed") << 3 << QStringList{u"modificationDateString"_s};
-    QTest::newRow("4 created") << 4 << (QStringList{u"modificationDateString"_s} + caches);
-    QTest::newRow("5 removed") << 5 << QStringList{u"modificationDateString"_s};
-    QTest::newRow("placeholder") << 0 << caches;
-}
-
-void TestFileSorting::eventsEmptyTheirCaches()
-{
-    QFETCH(int, event);
-    QFETCH(QStringList, emptied);
-
-    const QString path = m_dir.filePath(u"a9.png"_s);
-    const TQFileRef item = TQFile::newFileForPath(path);
-    for (const QString &key : {u"modificationDateString"_s, u"creationDateString"_s, u"fileSize"_s, u"isImage"_s, u"imageProperties"_s})
-        item->valueForKey(key);
-    Announcements announcements;
-    item->addObserver(&announcements);
-    if (event == 0)
-        item->placeholderStatusChanged();
-    else
-        item->updateForEvent({UWFileEvent::Type(event), path});
-    item->removeObserver(&announcements);
-    const QStringList watched{u"modificationDateString"_s, u"creationDateString"_s, u"fileSize"_s, u"isImage"_s, u"imageProperties"_s};
-    QStringList found;
-    for (const QString &key : watched) {
-        if (announcements.did.contains(key))
-            found.append(key);
-    }
-    QCOMPARE(found, emptied);
-    // An emptied cache is computed afresh and gives the same answer.
-    QVERIFY(item->isImage() || event == 5);
-}
-
-void TestFileSorting::keyListsFollowTheContract_data()
-{
-    QTest::addColumn<QStringList>("derived");
-    QTest::addColumn<QString>("contract"); // the lists hosts rely on, in their order
-
-    QTest::newRow("content, attributes, created") << TQFile::keysResetBy(TQFile::Reset::ContentChange)
-        << u"creationDateString dateAddedString accessDateString fileSizeString fileSize isImage isMusic isText "
-           "isMovie isInTrash"_s;
-    QTest::newRow("placeholder state") << TQFile::keysResetBy(TQFile::Reset::PlaceholderChange)
-        << u"creationDateString dateAddedString accessDateString fileSizeString fileSize isImage isMusic isText "
-           "isMovie"_s;
-    QStringList columns;
-    for (const TQSortColumn &column : TQFile::sortColumns())
-        columns.append(u"%1:%2:%3"_s.arg(int(column.type)).arg(column.key, column.nameOrder ? u"name"_s : u"natural"_s));
-    QTest::newRow("sort columns") << columns
-        << u"0:displayName:name 1:fileSize:natural 3:kindString:name 4:megapixels:natural "
-           "5:imageDepthString:name 6:modificationDate:natural 8:ICCProfileString:name 9:creationDate:natural "
-           "13:finderLabelSortValue:name 14:dimensionsHeight:natural 15:dimensionsWidth:natural "
-           "16:EXIFDate:natural 17:generalOrientation:natural 18:exposureTime:natural 19:fNumber:natural "
-           "20:ISO:natural 21:focalLength:natural 22:cameraModelString:name 23:addedDate:natural"_s;
-}
-
-void TestFileSorting::keyListsFollowTheContract()
-{
-    QFETCH(QStringList, derived);
-    QFETCH(QString, contract);
-    QCOMPARE(derived, contract.split(u' '));
 }
 
 void TestFileSorting::handAnnouncedKeys()
