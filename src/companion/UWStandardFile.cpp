@@ -1141,7 +1141,9 @@ QString UWStandardFile::uti() const
             return QString();
         if (r.isLink())
             return QStringLiteral("public.symlink");
-        return TQTypeRegistry::shared().typeForFile(r.path, UWFileFactory::typeDetection());
+        // Not a link: the status the record holds is what stat() would say of the path.
+        return TQTypeRegistry::shared().typeForFile(r.path, quint32(r.stat.mode), r.stat.size,
+                                                    UWFileFactory::typeDetection());
     });
     return type;
 }

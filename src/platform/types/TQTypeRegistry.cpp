@@ -567,6 +567,18 @@ QString TQTypeRegistry::typeForFile(const QByteArray &path, Detection detection)
             return QStringLiteral("public.volume");
         return QStringLiteral("public.folder");
     }
+    return typeForFile(path, quint32(target.st_mode), qint64(target.st_size), detection);
+}
+
+QString TQTypeRegistry::typeForFile(const QByteArray &path, quint32 mode, qint64 size, Detection detection) const
+{
+    if (S_ISDIR(mode))
+        return typeForFile(path, detection);
+    if (path.isEmpty() || path.contains('\0'))
+        return {};
+    struct stat target = {};
+    target.st_mode = mode_t(mode);
+    target.st_size = off_t(size);
     if (const QString special = specialFileMime(target.st_mode); !special.isEmpty())
         return typeForMimeType(special);
     const QString fileName = QFile::decodeName(path.mid(path.lastIndexOf('/') + 1));

@@ -122,6 +122,14 @@ public:
     QString typeForFile(const QString &path, Detection detection = Detection::ContentAndName) const;
     //! typeForFile() for a path in the file system's own bytes, which need not be UTF-8.
     QString typeForFile(const QByteArray &nativePath, Detection detection = Detection::ContentAndName) const;
+    /*!
+        typeForFile() for a path whose status the caller read a moment ago with stat() (links
+        followed), as a folder listing does: \a mode (st_mode) and \a size (st_size) stand for
+        the first look typeForFile() takes, which saves a system call per file. A folder is
+        still looked at, because its parent decides whether it is a volume.
+    */
+    QString typeForFile(const QByteArray &nativePath, quint32 mode, qint64 size,
+                        Detection detection = Detection::ContentAndName) const;
     //! The type of a file name alone, without looking at any file.
     QString typeForFileName(const QString &fileName) const;
     //! The type of some bytes taken from the start of a file ("public.data" when unknown).
