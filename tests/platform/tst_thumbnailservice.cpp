@@ -500,6 +500,9 @@ private slots:
         // pixel, and three full planes of 1023x1022 blocks: 418 MB.
         row("progressive 4:4:4 JPEG stating 8184x8176", "fine.jpg", jpegStating({8184, 8176}, true, true), "offered",
             u"8184x8176 pixels \\(progressive or in several scans\\) take 418 MB"_s, {}, false);
+        // At 1/8 exactly 1024 wide, so 1/8 it is: 1024x1022, and 1024x1022 blocks a plane: 406 MB.
+        row("progressive 4:4:4 JPEG stating 8192x8176", "fine-edge.jpg", jpegStating({8192, 8176}, true, true), "offered",
+            u"8192x8176 pixels \\(progressive or in several scans\\) take 406 MB"_s, {}, false);
         // At 1/8 scale it is 2000x1500, well within the budget.
         row("baseline JPEG stating 16000x12000", "baseline.jpg", jpegStating(huge, false), "offered", {}, {1024, 768}, false);
         row("EXIF preview: progressive, stating 16000x12000", "with-preview.jpg", jpegStating(huge, false), "offered",
@@ -631,8 +634,10 @@ private slots:
         QTest::newRow("too small") << u"JPEG"_s << turned << 6 << wide << 400.0 << false;
         QTest::newRow("letterboxed 16:9") << u"JPEG"_s << turned << 6 << QSize(320, 180) << 100.0 << false;
         QTest::newRow("within the tolerance") << u"JPEG"_s << turned << 6 << QSize(320, 238) << 100.0 << true;
-        // 197 is wide enough for 200 and of the picture's shape, but 147 is short of 150.
-        QTest::newRow("wide enough, too short") << u"JPEG"_s << QSize(640, 480) << 1 << QSize(197, 147) << 200.0 << false;
+        // Made for the 128 bucket: 126 is wide enough for 128 and of the picture's shape, but 94
+        // is short of 96; 100 is as short of 102 as the tolerance allows.
+        QTest::newRow("wide enough, too short") << u"JPEG"_s << QSize(640, 480) << 1 << QSize(126, 94) << 128.0 << false;
+        QTest::newRow("short by the tolerance") << u"JPEG"_s << QSize(640, 512) << 1 << QSize(126, 100) << 128.0 << true;
         // Some writers store a 160x120 EXIF thumbnail whatever the picture's size.
         QTest::newRow("PNG 120x90, preview 160x120") << u"PNG"_s << QSize(120, 90) << 1 << small << 128.0 << false;
         QTest::newRow("JPEG 120x90, preview 160x120") << u"JPEG"_s << QSize(120, 90) << 1 << small << 128.0 << false;
@@ -669,8 +674,8 @@ private slots:
         const QImage thumbnail = thumbnailForFile(path, {request, request});
         // A preview used gives its own shape, as upright as the picture's.
         const QSize shape = !used ? picture : orientation >= 5 ? preview.transposed() : preview;
-        const bool fits = picture.width() <= request && picture.height() <= request;
-        QCOMPARE(thumbnail.size(), fits ? picture : shape.scaled(int(request), int(request), Qt::KeepAspectRatio));
+        const bool fits = shape.width() <= request && shape.height() <= request; // never enlarged
+        QCOMPARE(thumbnail.size(), fits ? shape : shape.scaled(int(request), int(request), Qt::KeepAspectRatio));
         const QString problem = notUpright(thumbnail, used ? Green : TQSampleData::Background);
         QVERIFY2(problem.isEmpty(), qPrintable(problem));
     }
