@@ -143,8 +143,9 @@ QByteArray zText(const char *keyword, const QByteArray &text)
     return chunk("zTXt", QByteArray(keyword) + QByteArray(2, '\0') + deflated(text));
 }
 
-// An ICC profile whose only tag is a v2 description naming it, padded to `size` bytes.
-QByteArray iccProfile(const QByteArray &name, qsizetype size)
+// An ICC profile whose only tag is a description naming it, padded to `size` bytes: a v2 one,
+// or a v4 multilingual one with a single English record of 12 bytes, its text in UTF-16.
+QByteArray iccProfile(const QByteArray &name, qsizetype size, bool multilingual = false)
 {
     QByteArray icc(132, '\0');
     icc.replace(36, 4, "acsp");
@@ -154,6 +155,16 @@ QByteArray iccProfile(const QByteArray &name, qsizetype size)
     qToBigEndian<quint32>(144, entry.data() + 4);
     QByteArray desc = QByteArray("desc") + QByteArray(8, '\0') + name + '\0';
     qToBigEndian<quint32>(quint32(name.size() + 1), desc.data() + 8);
+    if (multilingual) {
+        desc = QByteArray("mluc") + QByteArray(24, '\0');
+        qToBigEndian<quint32>(1, desc.data() + 8);
+        qToBigEndian<quint32>(12, desc.data() + 12);
+        desc.replace(16, 4, "enUS");
+        qToBigEndian<quint32>(quint32(2 * name.size()), desc.data() + 20);
+        qToBigEndian<quint32>(28, desc.data() + 24);
+        for (const char c : name)
+            desc += QByteArray(1, '\0') + c;
+    }
     qToBigEndian<quint32>(quint32(desc.size() + 64), entry.data() + 8);
     icc += entry + desc + QByteArray(64, '\0');
     icc = icc.leftJustified(std::max(size, icc.size()), '\0');
@@ -689,6 +700,9 @@ private slots:
         QTest::newRow("a small iCCP profile is read")
                 << QList<QByteArray>{chunk("iCCP", QByteArray("icc\0\0", 5) + deflated(iccProfile("Small", 0)))}
                 << QStringList() << u"Small"_s << false << false;
+        QTest::newRow("so is one whose name is multilingual")
+                << QList<QByteArray>{chunk("iCCP", QByteArray("icc\0\0", 5) + deflated(iccProfile("Wide", 0, true)))}
+                << QStringList() << u"Wide"_s << false << false;
         QTest::newRow("an iCCP profile that inflates to one byte past 4 MiB is left out")
                 << QList<QByteArray>{chunk("iCCP", QByteArray("icc\0\0", 5) + deflated(iccProfile("Huge", (4 << 20) + 1)))}
                 << QStringList() << QString() << false << true;
