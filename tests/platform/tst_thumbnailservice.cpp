@@ -357,7 +357,9 @@ private slots:
         QTest::newRow("between buckets") << vga << QSizeF(200, 200) << QSize(200, 150) << u"large"_s << QSize(256, 192);
         QTest::newRow("600: xx-large, not enlarged") << vga << QSizeF(600, 600) << QSize(600, 450) << u"xx-large"_s << vga;
         QTest::newRow("2000: never enlarged, not stored") << vga << QSizeF(2000, 2000) << vga << QString() << QSize();
+        QTest::newRow("one pixel: the smallest box") << vga << QSizeF(1, 1) << QSize(1, 1) << u"normal"_s << QSize(128, 96);
         QTest::newRow("empty request") << vga << QSizeF(0, 100) << QSize() << QString() << QSize();
+        QTest::newRow("under a pixel") << vga << QSizeF(0.99, 100) << QSize() << QString() << QSize();
         QTest::newRow("negative request") << vga << QSizeF(-5, -5) << QSize() << QString() << QSize();
     }
 

@@ -200,8 +200,14 @@ void TestVisibleRowsTracker::matchesWhatTheViewShows()
     if (scrollTo > 0)
         QVERIFY2(expected.first().first > 0 || expected.first().parent.isValid(), "the view did not scroll");
     QCOMPARE(tracker.ranges(), expected);
-    QVERIFY(tracker.isVisible(model->index(expected.first().first, 0, expected.first().parent)));
+    for (const Range &range : expected) { // both ends count as visible
+        QVERIFY(tracker.isVisible(model->index(range.first, 0, range.parent)));
+        QVERIFY(tracker.isVisible(model->index(range.last, 0, range.parent)));
+    }
     QVERIFY(!tracker.isVisible(model->index(0, 0)) || expected.first().first == 0);
+    const Range &end = expected.last();
+    if (end.last + 1 < model->rowCount(end.parent))
+        QVERIFY(!tracker.isVisible(model->index(end.last + 1, 0, end.parent)));
 }
 
 void TestVisibleRowsTracker::oneSignalPerTurnOfTheEventLoop()
