@@ -5,7 +5,6 @@
 
 #include "TQFile.h"
 #include "TQUtilityFunctions.h"
-#include "UWFileLoadOperation.h"
 #include "UWStandardFile.h"
 #include "tqinfo_labels.h"
 #include "tqinfo_listing.h"
@@ -387,8 +386,6 @@ int main(int argc, char *argv[])
         return usageError(QStringLiteral("no path given"));
 
     int status = Success;
-    QHash<QByteArray, UWStandardFileRef> listed;
-    QByteArray listedPrefix;
     if (!folders.isEmpty()) {
         const QByteArray folder = bytesOf(folders.first());
         const TQInfo::Listing listing = TQInfo::listFolder(folder);
@@ -397,32 +394,10 @@ int main(int argc, char *argv[])
             status = Failure;
         }
         paths = listing.paths;
-        if (listing.error.isEmpty()) {
-            // The library's listing reads each entry's status and the folder's ".hidden" once
-            // for all; an entry it did not see (a link's target was listed, a file came or
-            // went in between) is looked up on its own below.
-            if (const UWStandardFileRef folderItem = UWStandardFile::newFileForNativePath(folder)) {
-                listedPrefix = folderItem->nativePath();
-                if (!listedPrefix.endsWith('/'))
-                    listedPrefix += '/';
-                UWFileLoadOperation load;
-                load.addObjectToQueue(folderItem);
-                load.main();
-                for (const UWStandardFileRef &item : load.results())
-                    listed.insert(item->nativePath(), item);
-            }
-        }
     }
 
     QList<UWStandardFileRef> items;
-    items.reserve(paths.size());
     for (const QByteArray &path : std::as_const(paths)) {
-        if (!listed.isEmpty()) {
-            if (const UWStandardFileRef item = listed.take(listedPrefix + path.mid(path.lastIndexOf('/') + 1))) {
-                items.append(item);
-                continue;
-            }
-        }
         const TQInfo::Lookup found = TQInfo::lookUp(path);
         if (!found.item) {
             reportError(textOf(path) + QStringLiteral(": ") + found.error);
