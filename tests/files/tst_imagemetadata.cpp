@@ -5,6 +5,7 @@
 
 #include <QTest>
 
+#include <climits>
 #include <cmath>
 #include <limits>
 
@@ -67,8 +68,10 @@ void TestImageMetadata::dimensions_data()
     huge.insert(QStringLiteral("PixelWidth"), 1e300);
     huge.insert(QStringLiteral("PixelHeight"), std::nan(""));
     QTest::newRow("sides that are no integers are none") << huge << QSizeF(0, 0) << "" << 0.0 << "" << 0u << "";
+    QTest::newRow("the widest side with a text")
+        << sized(INT_MAX, 1) << QSizeF(double(INT_MAX), 1) << "2147483647x1" << 2147.483647 << "2147.5 MP" << 3u << "Landscape";
     QTest::newRow("sides past 32 bits have no text, but a shape")
-        << sized(qint64(1) << 33, 1) << QSizeF(double(qint64(1) << 33), 1) << "" << 8589.934592 << "8589.9 MP" << 3u << "Landscape";
+        << sized(qint64(INT_MAX) + 1, 1) << QSizeF(2147483648.0, 1) << "" << 2147.483648 << "2147.5 MP" << 3u << "Landscape";
     QVariantMap strange = sized(4000, 3000);
     strange.insert(QStringLiteral("Orientation"), std::nan(""));
     QTest::newRow("a NaN orientation is none") << strange << QSizeF(4000, 3000) << "4000x3000" << 12.0 << "12.0 MP" << 3u << "Landscape";
