@@ -1639,7 +1639,14 @@ struct TQFolderModel::Private : public QObject,
     void asynchronousThumbnailerCreatedThumbnail(TQAsyncQuicklookThumbnailer *, const QImage &thumbnail,
                                                  const UWStandardFileRef &file, const UWStandardFileRef &) override
     {
+        // While a listing runs its entries are not indexed yet; a thumbnail can only be for
+        // one of the few entries waiting for one.
         TQFolderEntry *e = byItem.value(file.get());
+        if (!e) {
+            const auto waiting = std::find_if(thumbnailsPending.cbegin(), thumbnailsPending.cend(),
+                                              [&file](const TQFolderEntry *p) { return p->item == file; });
+            e = waiting == thumbnailsPending.cend() ? nullptr : *waiting;
+        }
         if (!e || !thumbnailsPending.remove(e))
             return;
         ensureNumbered();
