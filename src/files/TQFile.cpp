@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "TQFile.h"
+#include "TQFile_p.h"
 
 #include "TQApplications.h"
 #include "TQFilesLogging.h"
@@ -99,7 +100,10 @@ struct TQFile::Caches
     UWRecordCache<Values> cache;
     std::atomic<int> imageOrientation{-1};
 
-    mutable std::mutex lock;
+    // Guards the marks and the name keys: a spin lock, as the record cache's, because sorting
+    // by name takes it once per comparison, and a std::mutex would also make every item of a
+    // big folder 40 bytes bigger.
+    mutable UWSpinLock lock;
     QVariantMap marks; // guarded by lock
     // Every key handed out stays until the item goes: a sort on another thread may still read
     // one that a rename or a new locale replaced. Guarded by lock.
@@ -169,37 +173,73 @@ QStringList TQFile::movieTypes()
 
 // ---- Kinds ---------------------------------------------------------------------------------
 
+namespace {
+
+// What each kind flag stands for, kept apart from the caches so that tqFileKinds() answers
+// exactly as the flags do.
+bool imageKind(const TQFile &file)
+{
+    const QString type = file.resolvedUTI();
+    if (!file.isPlaceholder() && !file.URL().isEmpty() && TQUTTypeConformsToArray(type, TQFile::imageTypes()))
+        return true;
+    qCDebug(lcFiles).noquote() << QStringLiteral("UTI %1 for %2 not an image").arg(type, file.displayName());
+    return false;
+}
+
+bool musicKind(const TQFile &file)
+{
+    return !file.isPlaceholder() && !file.URL().isEmpty()
+        && TQUTTypeConformsTo(file.resolvedUTI(), QStringLiteral("public.audio"));
+}
+
+bool textKind(const TQFile &file)
+{
+    return !file.isPlaceholder() && !file.URL().isEmpty()
+        && TQUTTypeConformsTo(file.resolvedUTI(), QStringLiteral("public.text"));
+}
+
+// The item's own type, not the resolved one: a link to a film is not itself a film here.
+bool movieKind(const TQFile &file)
+{
+    return !file.isPlaceholder() && !file.URL().isEmpty() && TQUTTypeConformsToArray(file.uti(), TQFile::movieTypes());
+}
+
+} // namespace
+
 bool TQFile::isImage() const
 {
-    return d->cache.value(&Values::isImage, [this](const Values &) {
-        const QString type = resolvedUTI();
-        if (!isPlaceholder() && !URL().isEmpty() && TQUTTypeConformsToArray(type, imageTypes()))
-            return true;
-        qCDebug(lcFiles).noquote() << QStringLiteral("UTI %1 for %2 not an image").arg(type, displayName());
-        return false;
-    });
+    return d->cache.value(&Values::isImage, [this](const Values &) { return imageKind(*this); });
 }
 
 bool TQFile::isMusic() const
 {
-    return d->cache.value(&Values::isMusic, [this](const Values &) {
-        return !isPlaceholder() && !URL().isEmpty() && TQUTTypeConformsTo(resolvedUTI(), QStringLiteral("public.audio"));
-    });
+    return d->cache.value(&Values::isMusic, [this](const Values &) { return musicKind(*this); });
 }
 
 bool TQFile::isText() const
 {
-    return d->cache.value(&Values::isText, [this](const Values &) {
-        return !isPlaceholder() && !URL().isEmpty() && TQUTTypeConformsTo(resolvedUTI(), QStringLiteral("public.text"));
-    });
+    return d->cache.value(&Values::isText, [this](const Values &) { return textKind(*this); });
 }
 
 bool TQFile::isMovie() const
 {
-    // The item's own type, not the resolved one: a link to a film is not itself a film here.
-    return d->cache.value(&Values::isMovie, [this](const Values &) {
-        return !isPlaceholder() && !URL().isEmpty() && TQUTTypeConformsToArray(uti(), movieTypes());
-    });
+    return d->cache.value(&Values::isMovie, [this](const Values &) { return movieKind(*this); });
+}
+
+TQFileKinds tqFileKinds(const TQFile &file)
+{
+    // A flag the item already holds is its answer; the rest are computed as the flags would
+    // compute them, and not kept.
+    const auto kind = [&file](std::optional<bool> Values::*slot, bool (*compute)(const TQFile &)) {
+        const std::optional<bool> held = file.d->cache.peek(slot);
+        return held ? *held : compute(file);
+    };
+    TQFileKinds kinds;
+    kinds.image = kind(&Values::isImage, imageKind);
+    kinds.media = !file.isBasicDirectory()
+        && (kinds.image || kind(&Values::isMovie, movieKind) || kind(&Values::isMusic, musicKind)
+            || kind(&Values::isText, textKind));
+    return kinds;
 }
 
 bool TQFile::isPreviewable() const

@@ -22,6 +22,7 @@
 #include <memory>
 
 class TQFile;
+struct TQFileKinds;
 class UWFileSubscription;
 
 /*!
@@ -409,6 +410,7 @@ protected:
 private:
     friend struct TQFileFactory;
     friend struct TQFileKeys;
+    friend TQFileKinds tqFileKinds(const TQFile &file);
     void runReset(Reset reset, bool onlyFilled);
     std::unique_ptr<Caches> const d;
 };

@@ -5,6 +5,7 @@
 
 #include "FVFinderLabel.h"
 #include "TQAsyncQuicklookThumbnailer.h"
+#include "TQFile_p.h"
 #include "TQModelsLogging.h"
 #include "TQNameFilter.h"
 #include "TQNameOrder.h"
@@ -246,8 +247,12 @@ void fill(TQFolderEntry &e, const UWStandardFileRef &item, const UWStatInfo *sta
         e.modified = msecs(item->modificationDate());
         e.created = msecs(item->creationDate());
     }
-    e.image = e.file() && e.file()->isImage();
-    e.media = e.file() && e.file()->isMedia();
+    // Asked without being kept in the item: the entry keeps them.
+    if (const TQFile *file = e.file()) {
+        const TQFileKinds kinds = tqFileKinds(*file);
+        e.image = kinds.image;
+        e.media = kinds.media;
+    }
 }
 
 // The background values: image values into the item's own caches, its label, its date added.
@@ -261,7 +266,7 @@ protected:
             if (!item)
                 return;
             if (auto *file = dynamic_cast<TQFile *>(item.get())) {
-                if (!file->isDirectory() && file->isImage() && file->isReadable())
+                if (!file->isDirectory() && tqFileKinds(*file).image && file->isReadable())
                     file->findAllImageInfo();
             }
             postResult({QVariantList{item->finderLabel(), msecs(item->dateAdded())}, item});

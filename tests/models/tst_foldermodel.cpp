@@ -120,7 +120,7 @@ private Q_SLOTS:
     void selection();
 
 private:
-    QTemporaryDir m_mixed; // images of several sizes, texts, music, hidden entries, folders
+    QTemporaryDir m_mixed; // images of several sizes, texts, music, a film, hidden entries, folders
 };
 
 void TestFolderModel::initTestCase()
@@ -135,6 +135,7 @@ void TestFolderModel::initTestCase()
     makeFile(root + "notes.txt", 300, 3600);
     makeFile(root + "b-notes.txt", 300, 60);
     makeFile(root + "song.mp3", 5000, 7200);
+    makeFile(root + "clip.mov", 7000, 30);
     makeFile(root + "caf\xc3\xa9.txt", 10);
     makeFile(root + ".hidden.png", 20);
     makeFile(root + "bad-\xff-name.txt", 40);
@@ -338,7 +339,7 @@ void TestFolderModel::filtering()
     model.setFolderPath(m_mixed.path());
     QVERIFY(waitForLoad(model));
     const QList<UWStandardFileRef> every = rowItems(model);
-    QCOMPARE(every.size(), 13);
+    QCOMPARE(every.size(), 14);
     QSignalSpy resets(&model, &QAbstractItemModel::modelAboutToBeReset);
     model.setFilterType(filterType);
     model.setExcludeFolders(excludeFolders);
