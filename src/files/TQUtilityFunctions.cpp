@@ -26,9 +26,7 @@
 
 bool TQUTTypeConformsToArray(const QString &type, const QStringList &types)
 {
-    const TQTypeRegistry &registry = TQTypeRegistry::shared();
-    return std::any_of(types.cbegin(), types.cend(),
-                       [&](const QString &candidate) { return registry.conformsTo(type, candidate); });
+    return TQTypeRegistry::shared().conformsToAny(type, types);
 }
 
 int TQDegreesForRotation(int orientation)

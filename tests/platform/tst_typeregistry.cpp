@@ -75,6 +75,11 @@ private slots:
 
         QCOMPARE(registry().conformsTo(type, conformsTo), expected);
         QCOMPARE(TQUTTypeConformsTo(type, conformsTo), expected);
+        // The same answer among other candidates, asked twice: the second time from the
+        // supertypes the first one kept.
+        for (int pass = 0; pass < 2; ++pass)
+            QCOMPARE(registry().conformsToAny(type, {u"com.example.none"_s, conformsTo, u"public.zzz"_s}), expected);
+        QVERIFY(!registry().conformsToAny(type, {}));
         // allSupertypes() must tell the same story as conformsTo().
         QCOMPARE(registry().allSupertypes(type).contains(conformsTo), expected);
         // The list of audiovisual types is the declared part of the same answer.

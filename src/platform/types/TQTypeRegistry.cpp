@@ -21,7 +21,10 @@
 #include <sys/stat.h>
 
 #include <cstring>
+#include <algorithm>
+#include <memory>
 #include <mutex>
+#include <shared_mutex>
 #include <optional>
 
 namespace {
@@ -152,6 +155,17 @@ struct TQTypeRegistry::Private
     mutable QHash<QString, QStringList> dynamicSupertypes; // guarded by dynamicLock
 
     QStringList directSupertypes(const QString &type) const;
+
+    // Every identifier a type conforms to, itself included, made on the type's first
+    // question: a listing asks of every item whether it conforms to each of a few dozen
+    // types, and walking the graph for each question built a set and a list. Declared types
+    // never change and a dynamic type's parents are kept for the process's life, so a
+    // closure once made stays true. Guarded by closureLock.
+    using Closure = std::shared_ptr<const QSet<QString>>;
+    mutable std::shared_mutex closureLock;
+    mutable QHash<QString, Closure> closures;
+    Closure closure(const QString &type) const;
+
     QString typeForMime(const QMimeType &mime) const;
     // Sparse and preallocated files begin with zeros, and the database's answer for zeros
     // depends on their number alone. Guarded by zeroLock.
@@ -290,24 +304,55 @@ QStringList TQTypeRegistry::allSupertypes(const QString &type) const
     return result;
 }
 
+TQTypeRegistry::Private::Closure TQTypeRegistry::Private::closure(const QString &type) const
+{
+    {
+        std::shared_lock locker(closureLock);
+        const auto found = closures.constFind(type);
+        if (found != closures.cend())
+            return *found;
+    }
+    // An identifier the registry does not know has no supertypes; it is not kept, so that
+    // callers asking about arbitrary strings do not grow the table.
+    if (!types.contains(type) && !TQTypeRegistry::isDynamic(type))
+        return std::make_shared<const QSet<QString>>(QSet<QString>{type});
+    // Walked outside the lock: directSupertypes() may ask the MIME database. Two threads may
+    // both walk; they find the same set.
+    QSet<QString> all{type};
+    QStringList pending{type};
+    while (!pending.isEmpty()) {
+        for (const QString &parent : directSupertypes(pending.takeLast())) {
+            if (!all.contains(parent)) {
+                all.insert(parent);
+                pending.append(parent);
+            }
+        }
+    }
+    auto made = std::make_shared<const QSet<QString>>(std::move(all));
+    std::unique_lock locker(closureLock);
+    const auto found = closures.constFind(type);
+    if (found != closures.cend())
+        return *found;
+    closures.insert(type, made);
+    return made;
+}
+
 bool TQTypeRegistry::conformsTo(const QString &type, const QString &conformsTo) const
 {
     if (type.isEmpty() || conformsTo.isEmpty())
         return false;
     if (type == conformsTo)
         return true;
-    QStringList pending = d->directSupertypes(type);
-    QSet<QString> seen{type};
-    while (!pending.isEmpty()) {
-        const QString next = pending.takeLast();
-        if (next == conformsTo)
-            return true;
-        if (seen.contains(next))
-            continue;
-        seen.insert(next);
-        pending.append(d->directSupertypes(next));
-    }
-    return false;
+    return d->closure(type)->contains(conformsTo);
+}
+
+bool TQTypeRegistry::conformsToAny(const QString &type, const QStringList &types) const
+{
+    if (type.isEmpty())
+        return false;
+    const Private::Closure all = d->closure(type);
+    return std::any_of(types.cbegin(), types.cend(),
+                       [&](const QString &candidate) { return !candidate.isEmpty() && all->contains(candidate); });
 }
 
 QStringList TQTypeRegistry::declaredTypes() const

@@ -76,6 +76,11 @@ public:
         identifiers it conforms to does, transitively. Empty strings conform to nothing.
     */
     bool conformsTo(const QString &type, const QString &conformsTo) const;
+    /*!
+        True when \a type conforms to at least one of \a types, as conformsTo() answers; the
+        same as asking of each in turn, with the type's supertypes looked up once.
+    */
+    bool conformsToAny(const QString &type, const QStringList &types) const;
 
     //! The identifiers \a type directly conforms to, in declaration order.
     QStringList directSupertypes(const QString &type) const;
