@@ -91,6 +91,15 @@ struct NameKey
     TQStringUtilities::FinderStyleSortKey key;
     QLocale locale;
     QByteArray path;
+    std::unique_ptr<NameKey> older; // the key this one replaced
+
+    ~NameKey()
+    {
+        // Unlinked one by one: an item renamed many times must not recurse that deep.
+        std::unique_ptr<NameKey> next = std::move(older);
+        while (next)
+            next = std::move(next->older);
+    }
 };
 
 } // namespace
@@ -107,7 +116,9 @@ struct TQFile::Caches
     QVariantMap marks; // guarded by lock
     // Every key handed out stays until the item goes: a sort on another thread may still read
     // one that a rename or a new locale replaced. Guarded by lock.
-    std::vector<std::unique_ptr<const NameKey>> nameKeys;
+    // The newest first; a list rather than a vector, which would cost every item of a big
+    // folder 16 bytes more for what is mostly a single key or none.
+    std::unique_ptr<NameKey> nameKeys;
 };
 
 TQMarkableItemProtocol::~TQMarkableItemProtocol() = default;
@@ -852,13 +863,14 @@ const TQStringUtilities::FinderStyleSortKey *TQFile::nameSortKeyForKey(QStringVi
     };
     {
         std::lock_guard locker(d->lock);
-        if (!d->nameKeys.empty() && valid(*d->nameKeys.back()))
-            return &d->nameKeys.back()->key;
+        if (d->nameKeys && valid(*d->nameKeys))
+            return &d->nameKeys->key;
     }
-    auto made = std::make_unique<const NameKey>(NameKey{TQStringUtilities::finderStyleSortKey(displayName()), locale, path});
+    std::unique_ptr<NameKey> made(new NameKey{TQStringUtilities::finderStyleSortKey(displayName()), locale, path, {}});
     std::lock_guard locker(d->lock);
-    d->nameKeys.push_back(std::move(made));
-    return &d->nameKeys.back()->key;
+    made->older = std::move(d->nameKeys);
+    d->nameKeys = std::move(made);
+    return &d->nameKeys->key;
 }
 
 // ---- Counting ------------------------------------------------------------------------------
