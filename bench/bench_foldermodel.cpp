@@ -10,7 +10,8 @@
 //   - the longest time the event loop goes without turning while the folder loads and the
 //     thumbnails of the first rows arrive (LatencyProbe), without image values and again with
 //     them (the model's default) until every value is in;
-//   - heap per item of the model, beside the items of a plain listing.
+//   - heap per item of the model, beside the items of a plain listing and beside the names
+//     themselves (each display name and its collation key).
 //
 //   bench_foldermodel [FOLDER]     default: 100,000 files made in a temporary folder
 //
@@ -138,7 +139,7 @@ int main(int argc, char **argv)
 
     // Warm the page cache and the type registry, as a browser that has shown a folder before;
     // the plain listing's heap per item is the baseline of the model's.
-    qint64 itemBytes = 0;
+    qint64 itemBytes = 0, nameBytes = 0;
     qsizetype count = 0;
     for (int round = 0; round < 2; ++round) {
         const qint64 before = heapInUse();
@@ -148,6 +149,14 @@ int main(int argc, char **argv)
         const QList<UWStandardFileRef> files = load.results();
         count = files.size();
         itemBytes = (heapInUse() - before) / std::max<qsizetype>(count, 1);
+        // The names themselves, as a sorted view must hold them: each display name with its
+        // collation key (the vector's own storage is not counted).
+        std::vector<TQNameOrder::SortKey> names;
+        names.reserve(files.size());
+        const qint64 beforeNames = heapInUse();
+        for (const UWStandardFileRef &file : files)
+            names.push_back(TQNameOrder::sortKey(file->displayName()));
+        nameBytes = (heapInUse() - beforeNames) / std::max<qsizetype>(count, 1);
     }
     const double findMs = timeFindSort(folder);
 
@@ -275,9 +284,12 @@ int main(int argc, char **argv)
         std::printf("image values on: listed %8.1f ms, every value in %8.1f ms (-1: not within 180 s)\n", listedMs, valuesMs);
         std::printf("event loop: longest gap, image values on  %8.1f ms   (goal 16 ms; %d gaps > 16 ms, 99th pct %.1f ms)\n",
                     valuesProbe.longestMs(), valuesProbe.gapsLongerThan(16), valuesProbe.percentileMs(0.99));
-        std::printf("heap per item, image values on: model %lld bytes\n", qlonglong(bytes));
+        std::printf("heap per item, image values on: model %lld bytes, %lld beyond the names\n", qlonglong(bytes),
+                    qlonglong(bytes - nameBytes));
     }
     std::printf("heap per item: model %lld bytes, items of a plain listing %lld bytes, model beyond items %lld bytes\n",
                 qlonglong(modelBytes), qlonglong(itemBytes), qlonglong(modelBytes - itemBytes));
+    std::printf("heap per item beyond the names (%lld bytes of name and collation key): model %lld bytes (goal 1024)\n",
+                qlonglong(nameBytes), qlonglong(modelBytes - nameBytes));
     return 0;
 }
