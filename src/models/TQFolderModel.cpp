@@ -1173,6 +1173,14 @@ struct TQFolderModel::Private : public QObject,
     // Lists on the utility queue in batches: the first as soon as it holds enough rows to
     // fill a window, then one per 16 ms, so the GUI thread merges small runs often rather
     // than one huge run late.
+    // The first batch fills a screen at once where the folder answers fast, and still goes
+    // out after a moment where it answers slowly (a network share): rows then show while the
+    // rest are being asked for. Later batches go out once a frame.
+    static bool batchIsDue(size_t size, bool first, qint64 elapsedMs)
+    {
+        return first ? size >= 1000 || (size > 0 && elapsedMs >= 50) : elapsedMs >= 16;
+    }
+
     static void list(const std::shared_ptr<ListingJob> &job, QPointer<TQFolderModel> model)
     {
         auto post = [&](Entries &&batch, bool done, const QString &error) {
@@ -1206,7 +1214,7 @@ struct TQFolderModel::Private : public QObject,
                 fill(*e, item, nullptr);
                 job->byItem.insert(item.get(), e);
                 batch.push_back(e);
-                if ((first && batch.size() >= 1000) || (!first && sincePost.elapsed() >= 16)) {
+                if (batchIsDue(batch.size(), first, sincePost.elapsed())) {
                     post(std::move(batch), false, {});
                     batch = {};
                     first = false;
@@ -1252,7 +1260,7 @@ struct TQFolderModel::Private : public QObject,
                 job->byItem.insert(item.get(), e);
                 batch.push_back(e);
             }
-            if ((first && batch.size() >= 1000) || (!first && sincePost.elapsed() >= 16)) {
+            if (batchIsDue(batch.size(), first, sincePost.elapsed())) {
                 post(std::move(batch), false, {});
                 batch = {};
                 first = false;
