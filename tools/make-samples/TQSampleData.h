@@ -116,6 +116,15 @@ QList<Sample> writeSamples(const QString &dir, QString *errorMessage = nullptr);
 bool writeImage(const QString &path, const char *format, QSize size, const QVariantMap &exif);
 
 /*!
+    Adds what a camera writes besides the basic EXIF tags to the JPEG at \a path (written by
+    writeImage() with a "Make"): a 160x120 EXIF thumbnail, the maker's own note for Canon and
+    Nikon makes (a few dozen tags, as exiv2 writes them), GPS tags and an XMP packet. For
+    benchmarks that should meet a camera's metadata, not a minimal one. False, and logged,
+    when exiv2 cannot write the file.
+*/
+bool addCameraMetadata(const QString &path);
+
+/*!
     Writes \a picture as a HEIC at \a path with libheif's HEVC encoder, with \a exifTiff (a TIFF
     structure, as in a JPEG's Exif segment after "Exif\0\0") as its EXIF block when not empty,
     and \a thumbnail, scaled by libheif to fit \a thumbnailSide, as its thumbnail when not null.
