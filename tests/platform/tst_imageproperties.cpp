@@ -144,8 +144,9 @@ QByteArray zText(const char *keyword, const QByteArray &text)
 }
 
 // An ICC profile whose only tag is a description naming it, padded to `size` bytes: a v2 one,
-// or a v4 multilingual one with a single English record of 12 bytes, its text in UTF-16.
-QByteArray iccProfile(const QByteArray &name, qsizetype size, bool multilingual = false)
+// or a v4 multilingual one with a single English record of 12 bytes, its text in UTF-16;
+// `type`, when given, replaces the description's type signature.
+QByteArray iccProfile(const QByteArray &name, qsizetype size, bool multilingual = false, const char *type = nullptr)
 {
     QByteArray icc(132, '\0');
     icc.replace(36, 4, "acsp");
@@ -165,6 +166,8 @@ QByteArray iccProfile(const QByteArray &name, qsizetype size, bool multilingual 
         for (const char c : name)
             desc += QByteArray(1, '\0') + c;
     }
+    if (type)
+        desc.replace(0, 4, type);
     qToBigEndian<quint32>(quint32(desc.size() + 64), entry.data() + 8);
     icc += entry + desc + QByteArray(64, '\0');
     icc = icc.leftJustified(std::max(size, icc.size()), '\0');
@@ -703,6 +706,9 @@ private slots:
         QTest::newRow("so is one whose name is multilingual")
                 << QList<QByteArray>{chunk("iCCP", QByteArray("icc\0\0", 5) + deflated(iccProfile("Wide", 0, true)))}
                 << QStringList() << u"Wide"_s << false << false;
+        QTest::newRow("a description of another type is no name, however it is laid out")
+                << QList<QByteArray>{chunk("iCCP", QByteArray("icc\0\0", 5) + deflated(iccProfile("Odd", 0, true, "text")))}
+                << QStringList() << QString() << false << false;
         QTest::newRow("an iCCP profile that inflates to one byte past 4 MiB is left out")
                 << QList<QByteArray>{chunk("iCCP", QByteArray("icc\0\0", 5) + deflated(iccProfile("Huge", (4 << 20) + 1)))}
                 << QStringList() << QString() << false << true;
