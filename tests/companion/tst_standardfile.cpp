@@ -220,6 +220,8 @@ private slots:
         QTest::newRow("tags that name no label") << QByteArrayList{"user.xdg.tags", "work,2026"} << 0 << "";
         QTest::newRow("a FinderInfo record") << QByteArrayList{"user.com.apple.FinderInfo", finderInfoWithLabel(4)} << 4 << "Blue";
         QTest::newRow("a short FinderInfo record is no label") << QByteArrayList{"user.com.apple.FinderInfo", finderInfoWithLabel(4).left(20)} << 0 << "";
+        QTest::newRow("nor is one a byte short") << QByteArrayList{"user.com.apple.FinderInfo", finderInfoWithLabel(4).left(31)} << 0 << "";
+        QTest::newRow("nor an AFP stream a byte short") << QByteArrayList{"user.DosStream.AFP_AfpInfo", afpInfoWithLabel(5).left(16 + 31)} << 0 << "";
         QTest::newRow("tags come before FinderInfo") << QByteArrayList{"user.xdg.tags", "orange", "user.com.apple.FinderInfo", finderInfoWithLabel(1)} << 7 << "Orange";
         QTest::newRow("FinderInfo answers when the tags name no label") << QByteArrayList{"user.xdg.tags", "work", "user.com.apple.FinderInfo", finderInfoWithLabel(1)} << 1 << "Gray";
         QTest::newRow("Samba's AFP stream") << QByteArrayList{"user.DosStream.AFP_AfpInfo", afpInfoWithLabel(5)} << 5 << "Yellow";
