@@ -1431,13 +1431,10 @@ void UWStandardFile::updateForEvent(const UWFileEvent &event)
         return;
     }
     case UWFileEvent::Removed:
-        announcing(*this, Announcement::Removed, [&] {
-            d->cache.reset([](Record &next) {
-                next.exists = false;
-                next.forgetTypes();
-                next.finderLabel.reset();
-            });
-        });
+        announcing(*this, Announcement::Removed, [&] { d->cache.reset([](Record &next) { next.exists = false; }); });
+        // The type and label went with the file: both are asked afresh, and observers are told.
+        announcing(*this, Announcement::LabelChanged, [&] { d->cache.reset([](Record &next) { next.finderLabel.reset(); }); });
+        announcing(*this, Announcement::TypesReset, [&] { d->cache.reset([](Record &next) { next.forgetTypes(); }); });
         return;
     case UWFileEvent::ContentChanged:
     case UWFileEvent::AttributesChanged:

@@ -239,7 +239,7 @@ void TestFile::eventsEmptyTheirCaches_data()
     QTest::newRow("attributes") << int(UWFileEvent::AttributesChanged) << date + caches + label;
     QTest::newRow("renamed") << int(UWFileEvent::Renamed) << date;
     QTest::newRow("created or replaced") << int(UWFileEvent::CreatedOrReplaced) << date + caches + label + type;
-    QTest::newRow("removed") << int(UWFileEvent::Removed) << date;
+    QTest::newRow("removed") << int(UWFileEvent::Removed) << date + label + type;
     QTest::newRow("placeholder state") << 0 << caches;
 }
 
