@@ -584,6 +584,12 @@ void TestFolderModel::unknownValuesSortLast()
     QCOMPARE(names(rowItems(model)), descriptorOrder(model, 0, 0, true)); // all unknown: by name
     QVERIFY(model.index(0, TQFolderModel::WidthColumn).data(TQFolderModel::IsPendingRole).toBool());
     QVERIFY(!model.index(0, TQFolderModel::SizeColumn).data(TQFolderModel::IsPendingRole).toBool());
+    // Folders first while nothing is known: the folders still lead, each part in name order.
+    model.setExcludeFolders(false);
+    model.setSortType(TQSortType::Width, TQFolderPriority::FoldersFirst, true);
+    QCOMPARE(names(rowItems(model)), descriptorOrder(model, 0, int(TQFolderPriority::FoldersFirst), true));
+    model.setExcludeFolders(true);
+    model.setSortType(TQSortType::Width, TQFolderPriority::Mixed, true);
     const QPersistentModelIndex wide = model.indexOf(model.allItems().at(names(model.allItems()).indexOf(u"wide.png"_s)));
     QVERIFY(wide.isValid());
     QSignalSpy layouts(&model, &QAbstractItemModel::layoutChanged);
