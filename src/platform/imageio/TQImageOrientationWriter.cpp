@@ -1030,8 +1030,22 @@ int orientationInTiff(const QByteArray &tiff)
             continue;
         const quint32 bits = get32(p + e + 8, big);
         switch (type) {
+        case 1: return TQExiv2::wholeOrientation(p[e + 8]);
+        case 6: return TQExiv2::wholeOrientation(qint8(p[e + 8]));
         case 3: return TQExiv2::wholeOrientation(get16(p + e + 8, big));
+        case 8: return TQExiv2::wholeOrientation(qint16(get16(p + e + 8, big)));
         case 4: return TQExiv2::wholeOrientation(bits);
+        case 9: return TQExiv2::wholeOrientation(qint32(bits));
+        case 5:
+        case 10: {
+            if (qint64(bits) + 8 > size)
+                return 0;
+            const quint32 numerator = get32(p + bits, big), denominator = get32(p + bits + 4, big);
+            if (denominator == 0)
+                return 0;
+            return TQExiv2::wholeOrientation(type == 5 ? double(numerator) / denominator
+                                                       : double(qint32(numerator)) / qint32(denominator));
+        }
         case 11: return TQExiv2::wholeOrientation(std::bit_cast<float>(bits));
         case 12: {
             if (qint64(bits) + 8 > size)
