@@ -473,10 +473,12 @@ private Q_SLOTS:
         QTest::addColumn<double>("progress");
         QTest::addColumn<bool>("countVisible");
         QTest::addColumn<double>("progressAfterFirstDone");
+        QTest::addColumn<QString>("desktopId"); // with or without its suffix: the same launcher
 
-        QTest::newRow("one task half done") << QList<double>{0.5} << 0.5 << false << 1.0;
-        QTest::newRow("an unknown amount leaves the mean") << QList<double>{0.25, -1.0} << 0.25 << true << 1.0;
-        QTest::newRow("three tasks") << QList<double>{0.2, 0.4, 0.9} << 0.5 << true << 2.3 / 3;
+        const QString id = u"org.tqkit.ActivityTest"_s;
+        QTest::newRow("one task half done") << QList<double>{0.5} << 0.5 << false << 1.0 << id;
+        QTest::newRow("an unknown amount leaves the mean") << QList<double>{0.25, -1.0} << 0.25 << true << 1.0 << id;
+        QTest::newRow("three tasks") << QList<double>{0.2, 0.4, 0.9} << 0.5 << true << 2.3 / 3 << id + u".desktop"_s;
     }
 
     void launcherProgress()
@@ -485,9 +487,11 @@ private Q_SLOTS:
         QFETCH(double, progress);
         QFETCH(bool, countVisible);
         QFETCH(double, progressAfterFirstDone);
+        QFETCH(QString, desktopId);
 
         TQActivityWindowController controller;
-        controller.setLauncherDesktopId(u"org.tqkit.ActivityTest"_s);
+        controller.setLauncherDesktopId(desktopId);
+        QCOMPARE(controller.launcherDesktopId(), u"org.tqkit.ActivityTest.desktop"_s);
         QList<TQActivityItemRef> items;
         for (const double fraction : fractions) {
             items << controller.newItem();
