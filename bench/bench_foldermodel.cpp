@@ -11,7 +11,9 @@
 //     thumbnails of the first rows arrive (LatencyProbe), without image values and again with
 //     them (the model's default) until every value is in;
 //   - heap per item of the model, beside the items of a plain listing and beside the names
-//     themselves (each display name and its collation key).
+//     themselves (each display name and its collation key);
+//   - the longest gap while another program fills a live folder with 10,000 files, then
+//     removes them all.
 //
 //   bench_foldermodel [FOLDER]     default: 100,000 files made in a temporary folder
 //
@@ -286,6 +288,49 @@ int main(int argc, char **argv)
                     valuesProbe.longestMs(), valuesProbe.gapsLongerThan(16), valuesProbe.percentileMs(0.99));
         std::printf("heap per item, image values on: model %lld bytes, %lld beyond the names\n", qlonglong(bytes),
                     qlonglong(bytes - nameBytes));
+    }
+    // A live folder that another program fills with 10,000 files and then empties: the event
+    // loop's gaps while the model follows, until every file has come and gone.
+    {
+        QTemporaryDir live;
+        TQFolderModel model;
+        model.setFolderPath(live.path());
+        QTimer::singleShot(60000, &model, [&app] { app.quit(); });
+        const QMetaObject::Connection loaded =
+            QObject::connect(&model, &TQFolderModel::loadingFinished, &app, &QCoreApplication::quit);
+        app.exec();
+        QObject::disconnect(loaded);
+        LatencyProbe churnProbe;
+        QElapsedTimer timer;
+        double filledMs = -1, emptiedMs = -1;
+        QProcess writer, eraser;
+        const auto watch = [&] {
+            if (filledMs < 0 && model.rowCount() == 10000 && writer.state() == QProcess::NotRunning) {
+                filledMs = timer.nsecsElapsed() / 1e6;
+                eraser.start(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("cd \"$1\" && rm -f f*"),
+                                                    QStringLiteral("sh"), live.path()});
+            } else if (filledMs >= 0 && emptiedMs < 0 && model.rowCount() == 0) {
+                emptiedMs = timer.nsecsElapsed() / 1e6;
+                app.quit();
+            }
+        };
+        QObject::connect(&model, &QAbstractItemModel::rowsInserted, &app, watch);
+        QObject::connect(&model, &QAbstractItemModel::rowsRemoved, &app, watch);
+        QObject::connect(&writer, &QProcess::finished, &app, watch);
+        churnProbe.start();
+        timer.start();
+        writer.start(QStringLiteral("sh"), {QStringLiteral("-c"),
+                                            QStringLiteral("cd \"$1\" && i=0; while [ $i -lt 10000 ]; do : > f$i; i=$((i+1)); done"),
+                                            QStringLiteral("sh"), live.path()});
+        QTimer::singleShot(120000, &model, [&app] { app.quit(); });
+        app.exec();
+        writer.waitForFinished();
+        eraser.waitForFinished();
+        churnProbe.stop();
+        std::printf("10,000 files made, then removed, by another program: all in %8.1f ms, all gone %8.1f ms\n", filledMs,
+                    emptiedMs);
+        std::printf("event loop: longest gap meanwhile          %8.1f ms   (goal 16 ms; %d gaps > 16 ms, 99th pct %.1f ms)\n",
+                    churnProbe.longestMs(), churnProbe.gapsLongerThan(16), churnProbe.percentileMs(0.99));
     }
     std::printf("heap per item: model %lld bytes, items of a plain listing %lld bytes, model beyond items %lld bytes\n",
                 qlonglong(modelBytes), qlonglong(itemBytes), qlonglong(modelBytes - itemBytes));
