@@ -116,6 +116,7 @@ private slots:
         mime("inode/directory is a folder", "inode/directory", "public.folder");
         mime("the unknown MIME type is data", "application/octet-stream", "public.data");
         mime("an undeclared MIME type gets a dynamic identifier", "text/x-makefile", "dyn.mime.text.x-makefile");
+        mime("so does one with aliases the registry does not claim", "application/mathml+xml", "dyn.mime.application.mathml+xml");
         mime("a dynamic identifier keeps dots and a plus", "application/vnd.tqkit.a+xml", "dyn.mime.application.vnd.tqkit.a+xml");
         mime("white space is ignored", " image/png ", "public.png");
         mime("an empty name has no type", "", "");
