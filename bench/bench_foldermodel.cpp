@@ -216,6 +216,8 @@ int main(int argc, char **argv)
         std::printf("model: thumbnails of rows 0-39            %8.1f ms   (%d arrived; the last)\n", thumbnailsMs, thumbnails);
         std::printf("event loop: longest gap while loading     %8.1f ms   (goal 16 ms; %d gaps > 16 ms, 99th pct %.1f ms)\n",
                     probe.longestMs(), probe.gapsLongerThan(16), probe.percentileMs(0.99));
+        std::printf("  GUI thread's CPU time in that gap %.1f ms; its longest stretch of work %.1f ms\n",
+                    probe.busyInLongestMs(), probe.longestBusyMs());
 
         // Resorting, from name order each time, beside std::stable_sort of the same keys.
         std::vector<qint64> sizes, dates;
@@ -286,6 +288,8 @@ int main(int argc, char **argv)
         std::printf("image values on: listed %8.1f ms, every value in %8.1f ms (-1: not within 180 s)\n", listedMs, valuesMs);
         std::printf("event loop: longest gap, image values on  %8.1f ms   (goal 16 ms; %d gaps > 16 ms, 99th pct %.1f ms)\n",
                     valuesProbe.longestMs(), valuesProbe.gapsLongerThan(16), valuesProbe.percentileMs(0.99));
+        std::printf("  GUI thread's CPU time in that gap %.1f ms; its longest stretch of work %.1f ms\n",
+                    valuesProbe.busyInLongestMs(), valuesProbe.longestBusyMs());
         std::printf("heap per item, image values on: model %lld bytes, %lld beyond the names\n", qlonglong(bytes),
                     qlonglong(bytes - nameBytes));
     }
@@ -331,6 +335,8 @@ int main(int argc, char **argv)
                     emptiedMs);
         std::printf("event loop: longest gap meanwhile          %8.1f ms   (goal 16 ms; %d gaps > 16 ms, 99th pct %.1f ms)\n",
                     churnProbe.longestMs(), churnProbe.gapsLongerThan(16), churnProbe.percentileMs(0.99));
+        std::printf("  GUI thread's CPU time in that gap %.1f ms; its longest stretch of work %.1f ms\n",
+                    churnProbe.busyInLongestMs(), churnProbe.longestBusyMs());
     }
     std::printf("heap per item: model %lld bytes, items of a plain listing %lld bytes, model beyond items %lld bytes\n",
                 qlonglong(modelBytes), qlonglong(itemBytes), qlonglong(modelBytes - itemBytes));

@@ -33,10 +33,12 @@ constexpr uint32_t watchMask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_
     | IN_CLOSE_WRITE | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 
 // Reads of the event queue per wake-up: a program that writes without pause must not keep the
-// GUI thread in here forever; the notifier wakes us again for the rest. 1 MiB holds a full
-// queue of the kernel's default length (16384 events) with short names.
-constexpr int readsPerBatch = 64;
-constexpr size_t readSize = 16 * 1024;
+// GUI thread in here for long; the notifier wakes us again for the rest after the loop has
+// turned. Each event that names a new file costs a status request and a new item here, and a
+// view's entry for it: 16 KiB of events (about 500 with short names) is a few milliseconds of
+// that, where a whole queue of the kernel's default length (16384 events) was 40 to 90.
+constexpr int readsPerBatch = 2;
+constexpr size_t readSize = 8 * 1024;
 
 // Hears which keys an item announces while it takes in one event.
 class KeyRecorder final : public UWFileObserver

@@ -127,6 +127,7 @@ private slots:
     void renamesInOneBatchArePaired_data();
     void renamesInOneBatchArePaired();
     void overflowStillReportsWhatWasHeard();
+    void burstsAreHeardInSlices();
     void folderLeavingItsPath_data();
     void folderLeavingItsPath();
     void folderWatchedUnderTwoPaths();
@@ -428,6 +429,26 @@ void TestFileManager::overflowStillReportsWhatWasHeard()
     QTRY_COMPARE(busy->files().size(), files);
     QTRY_COMPARE(quietBatches.all(&UWFolderChanges::added), QStringList{u"heard"_s});
     QCOMPARE(names(quiet->files()), QStringList{u"heard"_s});
+}
+
+// A burst of events already queued is taken a slice per turn of the event loop, so that a
+// program writing thousands of files never holds the GUI thread for long; nothing is lost.
+void TestFileManager::burstsAreHeardInSlices()
+{
+    QTemporaryDir dir;
+    const auto folder = subscribe(dir.path());
+    folder->loadImmediately();
+    Batches batches(folder.get());
+    const QByteArray path = QFile::encodeName(dir.path());
+    const int files = 4000; // two events each, well inside the kernel's queue
+    for (int i = 0; i < files; ++i)
+        QVERIFY(touch(path + "/f-" + QByteArray::number(i)));
+    QTRY_COMPARE_WITH_TIMEOUT(folder->files().size(), files, 20000);
+    QCOMPARE(batches.all(&UWFolderChanges::added).size(), files);
+    qsizetype largest = 0;
+    for (const UWFolderChanges &changes : std::as_const(batches.heard))
+        largest = std::max(largest, changes.added.size());
+    QVERIFY2(largest <= 1000, qPrintable(QString::number(largest)));
 }
 
 void TestFileManager::folderLeavingItsPath_data()
