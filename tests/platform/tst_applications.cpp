@@ -7,8 +7,6 @@
 #include <QDir>
 #include <QLoggingCategory>
 #include <QRegularExpression>
-#include <QSaveFile>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTemporaryFile>
 #include <QTest>
@@ -31,8 +29,7 @@ static QString shortId(const TQApplicationInfo &app)
 static QStringList shortIds(const QList<TQApplicationInfo> &apps)
 {
     QStringList result;
-    for (const TQApplicationInfo &app : apps)
-        result.append(shortId(app));
+    std::transform(apps.cbegin(), apps.cend(), std::back_inserter(result), shortId);
     return result;
 }
 

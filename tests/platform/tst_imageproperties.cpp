@@ -25,14 +25,11 @@
 
 #include <exiv2/exiv2.hpp>
 
-#include <csignal>
 #include <cstdio>
 #include <functional>
 #include <limits>
 
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -66,14 +63,16 @@ bool writeFile(const QString &path, const QByteArray &bytes)
     return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
 }
 
-// A grey HEIC carrying the TIFF structure of a JPEG's Exif segment; an empty string when
-// written, else why not.
-QString writeHeif(const QString &path, QSize size, const QByteArray &jpeg)
+// The TIFF structure of a JPEG's Exif segment.
+QByteArray exifOf(const QByteArray &jpeg)
 {
     const qsizetype at = jpeg.indexOf(QByteArrayView("Exif\0\0", 6));
-    if (at < 4)
-        return u"the JPEG has no Exif segment"_s;
-    const QByteArray exif = jpeg.mid(at + 6, (uchar(jpeg.at(at - 2)) << 8 | uchar(jpeg.at(at - 1))) - 8);
+    return at < 4 ? QByteArray() : jpeg.mid(at + 6, (uchar(jpeg.at(at - 2)) << 8 | uchar(jpeg.at(at - 1))) - 8);
+}
+
+// A grey HEIC carrying `exif`; an empty string when written, else why not.
+QString writeHeif(const QString &path, QSize size, const QByteArray &exif)
+{
     QImage grey(size, QImage::Format_RGB888);
     grey.fill(QColor(0x80, 0x80, 0x80));
     return TQSampleData::writeHeic(path, grey, exif) ? QString() : u"no HEVC encoder, or it could not encode, tag or write"_s;
@@ -201,27 +200,17 @@ struct Tiff
         return out;
     }
     Tag ascii(quint16 tag, const QByteArray &text) const { return {tag, 2, quint32(text.size()), text}; }
-    Tag shorts(quint16 tag, QList<int> values, quint16 type = 3) const
-    {
-        QByteArray bytes;
-        for (int v : values)
-            bytes += number(quint16(v), 2);
-        return {tag, type, quint32(values.size()), bytes};
-    }
-    Tag longs(quint16 tag, QList<qint64> values, quint16 type = 4) const
+    Tag numbers(quint16 tag, quint16 type, int width, const QList<qint64> &values, qsizetype count) const
     {
         QByteArray bytes;
         for (qint64 v : values)
-            bytes += number(quint32(v), 4);
-        return {tag, type, quint32(values.size()), bytes};
+            bytes += number(quint64(v), width);
+        return {tag, type, quint32(count), bytes};
     }
-    Tag rationals(quint16 tag, QList<std::pair<qint64, qint64>> values, quint16 type = 5) const
-    {
-        QByteArray bytes;
-        for (auto [n, d] : values)
-            bytes += number(quint32(n), 4) + number(quint32(d), 4);
-        return {tag, type, quint32(values.size()), bytes};
-    }
+    Tag shorts(quint16 tag, QList<qint64> v, quint16 type = 3) const { return numbers(tag, type, 2, v, v.size()); }
+    Tag longs(quint16 tag, QList<qint64> v, quint16 type = 4) const { return numbers(tag, type, 4, v, v.size()); }
+    // Numerator, denominator, numerator, ...
+    Tag rationals(quint16 tag, QList<qint64> v, quint16 type = 5) const { return numbers(tag, type, 4, v, v.size() / 2); }
     Tag bytes(quint16 tag, const QByteArray &value, quint16 type = 7) const { return {tag, type, quint32(value.size()), value}; }
 
     // The block; `exifAt`/`gpsAt` replace where IFD0 points (0: where the IFD is written).
@@ -323,7 +312,7 @@ private slots:
         };
         QVERIFY(writeFile(file(u"opaque.gif"_s), withControl('\x00')));
         QVERIFY(writeFile(file(u"transparent.gif"_s), withControl('\x01')));
-        m_heifProblem = writeHeif(file(u"photo.heic"_s), {128, 96}, contents(file(u"camera.jpg"_s)));
+        m_heifProblem = writeHeif(file(u"photo.heic"_s), {128, 96}, exifOf(contents(file(u"camera.jpg"_s))));
 
         if (Exiftool.isEmpty())
             return;
@@ -410,16 +399,16 @@ private slots:
             Tiff t;
             t.bigEndian = big;
             t.ifd0 = {t.ascii(0x010f, "Canon\0"), t.ascii(0x0110, QByteArray("EOS R5  \0junk", 13)), t.shorts(0x0112, {6}),
-                      t.rationals(0x011a, {{300, 1}}), t.shorts(0x0128, {2}), t.ascii(0x0131, "caf\xe9 latin-1"),
+                      t.rationals(0x011a, {300, 1}), t.shorts(0x0128, {2}), t.ascii(0x0131, "caf\xe9 latin-1"),
                       t.ascii(0x0132, "2023:07:14 09:26:53\0"), t.ascii(0x013b, "   \0")};
-            t.exif = {t.rationals(0x829a, {{1, 250}}), t.rationals(0x829d, {{28, 10}}), t.shorts(0x8827, {800, 1600}),
-                      t.bytes(0x9000, "0232"), t.rationals(0x9204, {{-2, 3}}, 10), t.rationals(0x920a, {{47, 0}}),
+            t.exif = {t.rationals(0x829a, {1, 250}), t.rationals(0x829d, {28, 10}), t.shorts(0x8827, {800, 1600}),
+                      t.bytes(0x9000, "0232"), t.rationals(0x9204, {-2, 3}, 10), t.rationals(0x920a, {47, 0}),
                       t.bytes(0x9286, QByteArray("ASCII\0\0\0a comment  \0x", 22)), t.bytes(0xa000, "0100"),
                       t.longs(0xa002, {0xffffffffLL}), t.shorts(0xa003, {-5}, 8), t.longs(0x9206, {-7}, 9),
                       t.bytes(0xa300, "\x03"), t.shorts(0x9214, {1, 2, 3, 4}), t.ascii(0xa434, "RF24-105mm"),
-                      t.rationals(0xa432, {{24, 1}, {105, 1}, {0x80000000LL, 1}, {4, 0}}), t.bytes(0x927c, "maker notes")};
-            t.gps = {t.bytes(0x0000, "\x02\x03\0\0", 1), t.ascii(0x0001, "N"), t.rationals(0x0002, {{48, 1}, {51, 1}, {3030, 100}}),
-                     t.rationals(0x0007, {{9, 1}, {26, 1}, {5350, 100}}), t.rationals(0x0006, {{355, 10}})};
+                      t.rationals(0xa432, {24, 1, 105, 1, 0x80000000LL, 1, 4, 0}), t.bytes(0x927c, "maker notes")};
+            t.gps = {t.bytes(0x0000, "\x02\x03\0\0", 1), t.ascii(0x0001, "N"), t.rationals(0x0002, {48, 1, 51, 1, 3030, 100}),
+                     t.rationals(0x0007, {9, 1, 26, 1, 5350, 100}), t.rationals(0x0006, {355, 10})};
             const char *order = big ? "big-endian" : "little-endian";
             QTest::addRow("%s: a camera's tags of every type", order) << t.block() << true;
             Tiff twice = t;
@@ -432,7 +421,7 @@ private slots:
         }
         Tiff t;
         t.ifd0 = {t.ascii(0x010f, "Canon")};
-        t.exif = {t.rationals(0x829a, {{1, 250}})};
+        t.exif = {t.rationals(0x829a, {1, 250})};
         t.gps = {t.ascii(0x0001, "N")};
         const QByteArray plain = t.block();
         QTest::newRow("plain") << plain << true;
@@ -653,7 +642,7 @@ private slots:
         QFETCH(QString, model);
         QFETCH(bool, alpha);
         Tiff t;
-        t.ifd0 = {t.shorts(0x0100, {4}), t.shorts(0x0101, {2}), t.shorts(0x0102, QList<int>(samples, 8)),
+        t.ifd0 = {t.shorts(0x0100, {4}), t.shorts(0x0101, {2}), t.shorts(0x0102, QList<qint64>(samples, 8)),
                   t.shorts(0x0106, {photometric}), t.longs(0x0111, {8}), t.shorts(0x0115, {samples}),
                   t.longs(0x0117, {8 * samples})};
         if (extraSamples)
@@ -722,9 +711,7 @@ private slots:
 
         // exiv2's own way to keep EXIF in a PNG, here with megabytes of hex digits after the
         // stated length.
-        const QByteArray jpeg = contents(file(u"camera.jpg"_s));
-        const qsizetype at = jpeg.indexOf(QByteArrayView("Exif\0\0", 6));
-        const QByteArray tiff = jpeg.mid(at + 6, (uchar(jpeg.at(at - 2)) << 8 | uchar(jpeg.at(at - 1))) - 8);
+        const QByteArray tiff = exifOf(contents(file(u"camera.jpg"_s)));
         const QByteArray profile = "\nexif\n" + QByteArray::number(tiff.size()) + "\n" + tiff.toHex() + "\n";
         QTest::newRow("EXIF as a raw profile is read")
                 << QList<QByteArray>{zText("Raw profile type exif", profile)} << QStringList() << QString() << true << false;

@@ -1,11 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The TQKit developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "TQKeyValueCoding.h"
 #include "TQPredicate.h"
 #include "TQSortDescriptor.h"
 
 #include <QDateTime>
 #include <QTest>
+
+#include <functional>
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -28,13 +32,28 @@ QList<int> positions(const QVariantList &sorted)
     return order;
 }
 
+// An object that counts how many of its kind are alive, so that a test can tell whether a
+// subject kept what it was made from.
+struct Named : TQKeyValueCoding
+{
+    Named() { ++alive; }
+    ~Named() override { --alive; }
+    QVariant valueForKey(QStringView key) const override { return key == u"name" ? u"kept"_s : QVariant(); }
+    static inline int alive = 0;
+};
+using MakeSubject = std::function<TQKeyValueSubject()>;
+
 } // namespace
+
+Q_DECLARE_METATYPE(std::shared_ptr<Named>)
 
 class TestSortDescriptor : public QObject
 {
     Q_OBJECT
 
 private slots:
+    void initTestCase() { TQKeyValueCoding::registerReferenceType<Named>(); }
+
     void sortsRowsByKeyPaths_data()
     {
         QTest::addColumn<QList<QVariantMap>>("items");
@@ -165,6 +184,44 @@ private slots:
         const QVariantList list = rows(items);
         for (qsizetype i = 0; i < list.size(); ++i)
             QCOMPARE(predicate->evaluateWithObject(list.at(i)), results.at(i));
+    }
+
+    // A subject made from a temporary is used after the temporary is gone: the subject keeps
+    // what it reads, and so does every copy of it.
+    void subjectsOutliveTheirTemporaries_data()
+    {
+        QTest::addColumn<MakeSubject>("make");
+        QTest::addColumn<QString>("keyPath");
+        QTest::addColumn<int>("kept"); // objects the subject alone keeps alive
+        QTest::newRow("a shared pointer") << MakeSubject([] { return std::make_shared<Named>(); }) << u"name"_s << 1;
+        QTest::newRow("a QVariant holding a shared pointer")
+                << MakeSubject([] { return QVariant::fromValue(std::make_shared<Named>()); }) << u"name"_s << 1;
+        QTest::newRow("a map") << MakeSubject([] { return QVariantMap{{u"name"_s, u"kept"_s}}; }) << u"name"_s << 0;
+        QTest::newRow("a QVariant holding a map whose value holds an object") << MakeSubject([] {
+            return QVariant(QVariantMap{{u"file"_s, QVariant::fromValue(std::make_shared<Named>())}});
+        }) << u"file.name"_s << 1;
+    }
+
+    void subjectsOutliveTheirTemporaries()
+    {
+        QFETCH(MakeSubject, make);
+        QFETCH(QString, keyPath);
+        QFETCH(int, kept);
+        Named::alive = 0;
+        {
+            const TQKeyValueSubject subject = make();
+            QCOMPARE(Named::alive, kept);
+            QVERIFY(!subject.isNull());
+            TQKeyValueSubject copy(subject);
+            TQKeyValueSubject moved(std::move(copy));
+            TQKeyValueSubject assigned;
+            assigned = moved;
+            for (const TQKeyValueSubject *s : {&subject, &moved, &assigned})
+                QCOMPARE(s->valueForKeyPath(keyPath), QVariant(u"kept"_s));
+            // What the predicates and sorts of the library take is such a subject, too.
+            QVERIFY(TQPredicate::comparisonPredicate(keyPath, u"kept"_s).evaluateWithObject(assigned));
+        }
+        QCOMPARE(Named::alive, 0);
     }
 };
 

@@ -3,7 +3,6 @@
 
 #include "TQTypeRegistry.h"
 
-#include <QDir>
 #include <QFile>
 #include <QImage>
 #include <QMimeDatabase>
@@ -12,11 +11,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <cstring>
 #include <fcntl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <thread>
@@ -41,18 +37,13 @@ private slots:
 
         row("a JPEG is an item", u"public.jpeg"_s, u"public.item"_s, true);
         row("an image is not a JPEG", u"public.image"_s, u"public.jpeg"_s, false);
-        row("EPS is not an image", u"com.adobe.encapsulated-postscript"_s, u"public.image"_s, false);
         row("an MP3 is audiovisual content", u"public.mp3"_s, u"public.audiovisual-content"_s, true);
         row("an MP3 is not a movie", u"public.mp3"_s, u"public.movie"_s, false);
-        row("a QuickTime movie is audiovisual content", u"com.apple.quicktime-movie"_s, u"public.audiovisual-content"_s, true);
-        row("FLAC is audiovisual content", u"org.xiph.flac"_s, u"public.audiovisual-content"_s, true);
         row("a JPEG is not audiovisual content", u"public.jpeg"_s, u"public.audiovisual-content"_s, false);
         row("MPEG-4 audio is a movie as well as audio", u"public.mpeg-4-audio"_s, u"public.movie"_s, true);
         row("a folder is not data", u"public.folder"_s, u"public.data"_s, false);
-        row("a volume is a folder", u"public.volume"_s, u"public.folder"_s, true);
         row("a link is not data", u"public.symlink"_s, u"public.data"_s, false);
         row("HEIC is not HEIF, they are siblings", u"public.heic"_s, u"public.heif"_s, false);
-        row("a DOCX is a zip archive", u"org.openxmlformats.wordprocessingml.document"_s, u"public.zip-archive"_s, true);
         row("every type conforms to itself", u"public.item"_s, u"public.item"_s, true);
         row("an unknown identifier conforms to itself", u"com.example.unknown"_s, u"com.example.unknown"_s, true);
         row("an unknown identifier conforms to nothing else", u"com.example.unknown"_s, u"public.item"_s, false);
@@ -177,7 +168,7 @@ private slots:
     void detectsFiles_data()
     {
         QTest::addColumn<QByteArray>("name");    // the file system's bytes
-        QTest::addColumn<QByteArray>("content"); // "PNG" and "JPEG" make a real image, "fifo", "socket", "device" those
+        QTest::addColumn<QByteArray>("content"); // "PNG" and "JPEG" make a real image, "fifo" and "device" those
         QTest::addColumn<QString>("byContentAndName");
         QTest::addColumn<QString>("byNameOnly");
 
@@ -207,9 +198,8 @@ private slots:
             u"public.mpeg-4"_s, u"public.data"_s);
         row("a PNG whose name is not UTF-8", "\xff.jpg", "PNG", u"public.png"_s, u"public.jpeg"_s);
         // Opening any of these to look at its content would block or never end.
-        const QString fifo = dyn("inode/fifo"), socket = dyn("inode/socket"), device = dyn("inode/chardevice");
+        const QString fifo = dyn("inode/fifo"), device = dyn("inode/chardevice");
         row("a FIFO named like a JPEG", "pipe.jpg", "fifo", fifo, fifo);
-        row("a socket named like a PNG", "socket.png", "socket", socket, socket);
         row("a link to a device named like a HEIC", "zero.heic", "device", device, device);
         row("a FIFO whose name is not UTF-8", "\xff.png", "fifo", fifo, fifo);
         // A folder is a folder whatever its name; what is not there has no type.
@@ -229,24 +219,13 @@ private slots:
         QTemporaryDir dir;
         QVERIFY(dir.isValid());
         const QByteArray path = content == "root" ? name : QFile::encodeName(dir.path()) + '/' + name;
-        const bool special = content == "fifo" || content == "socket" || content == "device";
-        int socketFd = -1;
-        const auto closeSocket = qScopeGuard([&] {
-            if (socketFd >= 0)
-                ::close(socketFd);
+        const bool special = content == "fifo" || content == "device";
+        const auto removeFile = qScopeGuard([&] {
             if (content != "root")
                 ::unlink(path.constData());
         });
         if (content == "fifo") {
             QVERIFY(::mkfifo(path.constData(), 0644) == 0);
-        } else if (content == "socket") {
-            socketFd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-            sockaddr_un address = {};
-            address.sun_family = AF_UNIX;
-            QVERIFY(size_t(path.size()) < sizeof address.sun_path);
-            std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
-            QVERIFY(::bind(socketFd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0);
-            QVERIFY(::listen(socketFd, 1) == 0);
         } else if (content == "device") {
             QVERIFY(::symlink("/dev/zero", path.constData()) == 0);
         } else if (content == "folder") {
@@ -300,9 +279,10 @@ private slots:
         QCOMPARE(wrong.load(), 0);
     }
 
+
 private:
     static const TQTypeRegistry &registry() { return TQTypeRegistry::shared(); }
-    static QString dyn(const char *mime) { return registry().typeForMimeType(QString::fromLatin1(mime)); }
+    static QString dyn(QAnyStringView mime) { return registry().typeForMimeType(mime.toString()); }
 };
 
 QTEST_GUILESS_MAIN(TestTypeRegistry)
