@@ -62,88 +62,84 @@ class TestFinderWindow : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void showsTheHomeFolder_data();
-    void showsTheHomeFolder();
-    void cleanupTestCase();
+    void initTestCase()
+    {
+        QVERIFY(QDBusConnection::sessionBus().isConnected());
+        QVERIFY(m_home.isValid());
+        QDesktopServices::setUrlHandler(u"file"_s, &m_desktop, "open");
+    }
+
+    void showsTheHomeFolder_data()
+    {
+        QTest::addColumn<QString>("fileManager"); // "stub", "refusing stub", "none"
+        QTest::addColumn<QByteArray>("homeName");  // below the test's folder, as bytes
+        QTest::addColumn<QByteArray>("uriEnd");    // what the URI ends with after that folder
+
+        QTest::newRow("a file manager shows the folder") << u"stub"_s << QByteArray("home") << QByteArray("/home");
+        QTest::newRow("a name that is not UTF-8 reaches it intact")
+            << u"stub"_s << QByteArray("Caf\xc3\xa9 \xff") << QByteArray("/Caf%C3%A9%20%FF");
+        QTest::newRow("a file manager that refuses: the desktop opens the folder")
+            << u"refusing stub"_s << QByteArray("home") << QByteArray("/home");
+        // Any error answer falls back alike; a file manager that cannot start answers as none does.
+        QTest::newRow("no file manager on the bus: the desktop opens the folder")
+            << u"none"_s << QByteArray("home") << QByteArray("/home");
+    }
+
+    void showsTheHomeFolder()
+    {
+        QFETCH(QString, fileManager);
+        QFETCH(QByteArray, homeName);
+        QFETCH(QByteArray, uriEnd);
+
+        const QByteArray home = QFile::encodeName(m_home.path()) + '/' + homeName;
+        const QByteArray oldHome = qgetenv("HOME");
+        qputenv("HOME", home);
+        auto restoreHome = qScopeGuard([&] { qputenv("HOME", oldHome); });
+        const QByteArray uri = "file://" + QFile::encodeName(m_home.path()) + uriEnd;
+
+        // The stub has a connection of its own: a call within one connection would not cross the bus.
+        FileManagerStub stub;
+        QDBusConnection stubBus = QDBusConnection::connectToBus(busAddress, u"stub"_s);
+        auto disconnect = qScopeGuard([&] {
+            stubBus.unregisterService(service);
+            stubBus.unregisterObject(u"/org/freedesktop/FileManager1"_s);
+            QDBusConnection::disconnectFromBus(u"stub"_s);
+        });
+        const bool withStub = fileManager.endsWith(u"stub");
+        if (withStub) {
+            stub.refuse = fileManager.startsWith(u"refusing");
+            QVERIFY(stubBus.registerObject(u"/org/freedesktop/FileManager1"_s, &stub, QDBusConnection::ExportAllSlots));
+            QVERIFY(stubBus.registerService(service));
+        }
+        m_desktop.opened.clear();
+
+        TQOpenNewFinderWindow();
+        if (withStub)
+            QTRY_COMPARE(stub.folders.size(), 1);
+        // Then a call that certainly falls back: replies come back in order, so once it has fallen
+        // back the first call's answer has been dealt with too.
+        const int expected = fileManager == u"stub" ? 0 : 1;
+        stub.refuse = true;
+        TQOpenNewFinderWindow();
+        QTRY_COMPARE_WITH_TIMEOUT(m_desktop.opened.size(), expected + 1, 30000);
+        for (const QUrl &url : std::as_const(m_desktop.opened))
+            QCOMPARE(url.toEncoded(), uri);
+        if (withStub) {
+            QCOMPARE(stub.folders, QList<QStringList>(2, QStringList{QString::fromLatin1(uri)}));
+            QCOMPARE(stub.startupIds, QStringList(2, QString()));
+        }
+    }
+
+    void cleanupTestCase()
+    {
+        QDesktopServices::unsetUrlHandler(u"file"_s);
+    }
+
 
 private:
     DesktopHandler m_desktop;
     QTemporaryDir m_home;
 };
-
-void TestFinderWindow::initTestCase()
-{
-    QVERIFY(QDBusConnection::sessionBus().isConnected());
-    QVERIFY(m_home.isValid());
-    QDesktopServices::setUrlHandler(u"file"_s, &m_desktop, "open");
-}
-
-void TestFinderWindow::cleanupTestCase()
-{
-    QDesktopServices::unsetUrlHandler(u"file"_s);
-}
-
-void TestFinderWindow::showsTheHomeFolder_data()
-{
-    QTest::addColumn<QString>("fileManager"); // "stub", "refusing stub", "none"
-    QTest::addColumn<QByteArray>("homeName");  // below the test's folder, as bytes
-    QTest::addColumn<QByteArray>("uriEnd");    // what the URI ends with after that folder
-
-    QTest::newRow("a file manager shows the folder") << u"stub"_s << QByteArray("home") << QByteArray("/home");
-    QTest::newRow("a name that is not UTF-8 reaches it intact")
-        << u"stub"_s << QByteArray("Caf\xc3\xa9 \xff") << QByteArray("/Caf%C3%A9%20%FF");
-    QTest::newRow("a file manager that refuses: the desktop opens the folder")
-        << u"refusing stub"_s << QByteArray("home") << QByteArray("/home");
-    // Any error answer falls back alike; a file manager that cannot start answers as none does.
-    QTest::newRow("no file manager on the bus: the desktop opens the folder")
-        << u"none"_s << QByteArray("home") << QByteArray("/home");
-}
-
-void TestFinderWindow::showsTheHomeFolder()
-{
-    QFETCH(QString, fileManager);
-    QFETCH(QByteArray, homeName);
-    QFETCH(QByteArray, uriEnd);
-
-    const QByteArray home = QFile::encodeName(m_home.path()) + '/' + homeName;
-    const QByteArray oldHome = qgetenv("HOME");
-    qputenv("HOME", home);
-    auto restoreHome = qScopeGuard([&] { qputenv("HOME", oldHome); });
-    const QByteArray uri = "file://" + QFile::encodeName(m_home.path()) + uriEnd;
-
-    // The stub has a connection of its own: a call within one connection would not cross the bus.
-    FileManagerStub stub;
-    QDBusConnection stubBus = QDBusConnection::connectToBus(busAddress, u"stub"_s);
-    auto disconnect = qScopeGuard([&] {
-        stubBus.unregisterService(service);
-        stubBus.unregisterObject(u"/org/freedesktop/FileManager1"_s);
-        QDBusConnection::disconnectFromBus(u"stub"_s);
-    });
-    const bool withStub = fileManager.endsWith(u"stub");
-    if (withStub) {
-        stub.refuse = fileManager.startsWith(u"refusing");
-        QVERIFY(stubBus.registerObject(u"/org/freedesktop/FileManager1"_s, &stub, QDBusConnection::ExportAllSlots));
-        QVERIFY(stubBus.registerService(service));
-    }
-    m_desktop.opened.clear();
-
-    TQOpenNewFinderWindow();
-    if (withStub)
-        QTRY_COMPARE(stub.folders.size(), 1);
-    // Then a call that certainly falls back: replies come back in order, so once it has fallen
-    // back the first call's answer has been dealt with too.
-    const int expected = fileManager == u"stub" ? 0 : 1;
-    stub.refuse = true;
-    TQOpenNewFinderWindow();
-    QTRY_COMPARE_WITH_TIMEOUT(m_desktop.opened.size(), expected + 1, 30000);
-    for (const QUrl &url : std::as_const(m_desktop.opened))
-        QCOMPARE(url.toEncoded(), uri);
-    if (withStub) {
-        QCOMPARE(stub.folders, QList<QStringList>(2, QStringList{QString::fromLatin1(uri)}));
-        QCOMPARE(stub.startupIds, QStringList(2, QString()));
-    }
-}
 
 int main(int argc, char **argv)
 {
