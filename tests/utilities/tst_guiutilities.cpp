@@ -9,14 +9,14 @@
 #include "TQAttributedStringUtilities.h"
 #include "TQBezierPathUtilities.h"
 #include "TQEventUtilities.h"
+#include "TQImageUtilities.h"
 #include "TQScreenUtilities.h"
 
 #include <QFontMetricsF>
 #include <QGuiApplication>
-#include <QImage>
 #include <QPainter>
 #include <QPainterPath>
-#include <QScopeGuard>
+#include <QRegularExpression>
 #include <QScreen>
 #include <QSettings>
 #include <QStyleHints>
@@ -26,13 +26,11 @@
 #include <QTextDocument>
 #include <QWindow>
 
-#include <memory>
-
 using namespace Qt::StringLiterals;
+using Points = QList<QPoint>;
+using ImageLoader = QImage (*)();
 
 namespace {
-
-const QString Ellipsis(QChar(0x2026));
 
 // What menubarScreen() answered before the application object, and so any screen, existed.
 QScreen *screenBeforeApplication = reinterpret_cast<QScreen *>(1);
@@ -44,9 +42,28 @@ QFont textFont()
     return font;
 }
 
-float advance(const QString &text)
+float advance(const QString &text) { return float(QFontMetricsF(textFont()).horizontalAdvance(text)); }
+
+QTextDocument *document(const QString &text, QTextDocument *document)
 {
-    return float(QFontMetricsF(textFont()).horizontalAdvance(text));
+    document->setDefaultFont(textFont());
+    document->setPlainText(text);
+    return document;
+}
+
+bool near(const QColor &a, const QColor &b)
+{
+    const auto close = [](int x, int y) { return std::abs(x - y) <= 3; };
+    return close(a.red(), b.red()) && close(a.green(), b.green()) && close(a.blue(), b.blue()) && close(a.alpha(), b.alpha());
+}
+
+// Red on top, blue below: drawn upside down it is plainly so.
+QImage redOverBlue()
+{
+    QImage image(8, 8, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::blue);
+    QPainter(&image).fillRect(0, 0, 8, 4, Qt::red);
+    return image;
 }
 
 } // namespace
@@ -55,336 +72,401 @@ class TestGuiUtilities : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-
-    void truncateString_data();
-    void truncateString();
-    void truncateStringKeepsWholeSurrogatePairs();
-    void truncateDocument_data();
-    void truncateDocument();
-
-    void menubarScreen();
-
-    void modifierKeys_data();
-    void modifierKeys();
-
-    void doubleClickDelay_data();
-    void doubleClickDelay();
-
-    void strokeInside_data();
-    void strokeInside();
-
-    void rotationForOrientation_data();
-    void rotationForOrientation();
-
-private:
     QTemporaryDir m_settingsDir;
-};
 
-void TestGuiUtilities::initTestCase()
-{
-    QVERIFY(m_settingsDir.isValid());
-    QCoreApplication::setOrganizationName(u"TQKitTests"_s);
-    QCoreApplication::setApplicationName(u"tst_guiutilities"_s);
-    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_settingsDir.path());
-    QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, m_settingsDir.path());
-}
-
-// The width given is that of the answer the rule must reach, so each row checks where the
-// cutting stops: one step too early is too wide, one step later is not the first that fits.
-void TestGuiUtilities::truncateString_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<float>("width");
-    QTest::addColumn<QString>("expected");
-    QTest::addColumn<bool>("fits");
-
-    const QString ten = u"abcdefghij"_s;
-    QTest::newRow("a text exactly as wide as allowed fits") << ten << advance(ten) << ten << true;
-    QTest::newRow("a text narrower than allowed fits") << ten << advance(ten) + 50 << ten << true;
-    const QString cut = ten.left(5) + Ellipsis;
-    QTest::newRow("room for five characters and the ellipsis") << ten << advance(cut) << cut << false;
-    QTest::newRow("no room at all leaves two characters and the ellipsis") << ten << 0.0f << u"ab…"_s << false;
-    QTest::newRow("four characters are cut") << u"abcd"_s << 0.0f << u"ab…"_s << false;
-    QTest::newRow("three characters too wide come back whole") << u"abc"_s << 0.0f << u"abc"_s << false;
-    QTest::newRow("an empty text fits in nothing") << QString() << 0.0f << QString() << true;
-}
-
-void TestGuiUtilities::truncateString()
-{
-    QFETCH(QString, text);
-    QFETCH(float, width);
-    QFETCH(QString, expected);
-    QFETCH(bool, fits);
-
-    const QString before = text;
-    bool reportedFit = !fits;
-    const QString result = TQAttributedStringUtilities::truncateForWidth(text, textFont(), width, &reportedFit);
-    QCOMPARE(result, expected);
-    QCOMPARE(reportedFit, fits);
-    // A text that fits is handed back itself; anything else is a new string.
-    QCOMPARE(result.constData() == text.constData(), fits);
-    QCOMPARE(text, before);
-    if (!fits && text.size() >= 4) {
-        QVERIFY(result.endsWith(Ellipsis));
-        QVERIFY(result.size() >= 3);
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_settingsDir.isValid());
+        QCoreApplication::setOrganizationName(u"TQKitTests"_s);
+        QCoreApplication::setApplicationName(u"tst_guiutilities"_s);
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_settingsDir.path());
     }
-}
 
-void TestGuiUtilities::truncateStringKeepsWholeSurrogatePairs()
-{
-    // "ab", a character outside the BMP (two UTF-16 units), "cdef".
-    const QString text = u"ab\U0001F600cdef"_s;
-    const QString split = text.left(3) + Ellipsis; // would end on the pair's first half
-    const QString whole = text.left(4) + Ellipsis;
-    const float width = std::max(advance(split), advance(u"ab…"_s));
-    if (advance(whole) <= width)
-        QSKIP("the font draws the pair no wider than half of it; the cut cannot be placed on it");
-    const QString result = TQAttributedStringUtilities::truncateForWidth(text, textFont(), width);
-    QVERIFY(result.isValidUtf16());
-    QCOMPARE(result, u"ab…"_s);
-}
+    // The limit is a text as wide as the width allowed, mostly the answer itself, so each row
+    // checks where the cutting stops: one step earlier is too wide, one later not the first to fit.
+    void truncate_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("limit");
+        QTest::addColumn<QString>("expected");
 
-void TestGuiUtilities::truncateDocument_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("limit"); // a text as wide as the width allowed
-    QTest::addColumn<QString>("expected"); // null: the document fits
-    QTest::addColumn<int>("firstReplaced");
-
-    const QString ten = u"abcdefghij"_s;
-    QTest::newRow("a document that fits is its own answer") << ten << ten << QString() << -1;
-    QTest::newRow("room for four characters") << ten << u"abcd…"_s << u"abcd…"_s << 4;
-    QTest::newRow("no room keeps two characters") << ten << u"a"_s << u"ab…"_s << 2;
-    QTest::newRow("a paragraph break counts as one character and the widest line is measured")
-        << u"ab\ncdefghijkl"_s << u"ab\ncdefgh…"_s << u"ab\ncdefgh…"_s << 9;
-    QTest::newRow("three characters too wide come back whole") << u"abc"_s << u"a"_s << u"abc"_s << -1;
-}
-
-void TestGuiUtilities::truncateDocument()
-{
-    QFETCH(QString, text);
-    QFETCH(QString, limit);
-    QFETCH(QString, expected);
-    QFETCH(int, firstReplaced);
-
-    QTextDocument document;
-    document.setDefaultFont(textFont());
-    document.setPlainText(text);
-    // The first character the ellipsis replaces is red; a colour changes no width.
-    if (firstReplaced >= 0) {
-        QTextCursor cursor(&document);
-        cursor.setPosition(firstReplaced);
-        cursor.setPosition(firstReplaced + 1, QTextCursor::KeepAnchor);
-        QTextCharFormat red;
-        red.setForeground(Qt::red);
-        cursor.mergeCharFormat(red);
+        const QString ten = u"abcdefghij"_s;
+        QTest::newRow("exactly as wide as allowed") << ten << ten << ten;
+        QTest::newRow("narrower than allowed") << ten << ten + ten << ten;
+        QTest::newRow("room for four and the ellipsis") << ten << u"abcd…"_s << u"abcd…"_s;
+        QTest::newRow("no room leaves two and the ellipsis") << ten << QString() << u"ab…"_s;
+        QTest::newRow("four characters are cut") << u"abcd"_s << QString() << u"ab…"_s;
+        QTest::newRow("three characters come back whole") << u"abc"_s << QString() << u"abc"_s;
+        QTest::newRow("an empty text fits in nothing") << QString() << QString() << QString();
+        QTest::newRow("a paragraph break is one character, the widest line counts")
+            << u"ab\ncdefghijkl"_s << u"ab\ncdefgh…"_s << u"ab\ncdefgh…"_s;
+        // "ab", a character outside the BMP (two UTF-16 units), "cdef": a cut after three units
+        // ends on the pair's first half and is allowed exactly. Only a font that draws the pair
+        // wider than its first half tells.
+        const QString pair = u"ab\U0001F600cdef"_s, split = pair.left(3) + u"…"_s;
+        if (advance(pair.left(4) + u"…"_s) > advance(split))
+            QTest::newRow("a surrogate pair is never split") << pair << split << u"ab…"_s;
     }
-    QTextDocument measure;
-    measure.setDefaultFont(textFont());
-    measure.setDocumentMargin(0);
-    measure.setPlainText(limit);
-    const float width = float(measure.idealWidth());
 
-    const std::unique_ptr<QTextDocument> result = TQAttributedStringUtilities::truncateForWidth(&document, width);
-    QCOMPARE(document.toPlainText(), text);
-    QCOMPARE(bool(result), !expected.isNull());
-    if (!result)
-        return;
-    QCOMPARE(result->toPlainText(), expected);
-    QCOMPARE(result->defaultFont(), document.defaultFont());
-    QCOMPARE(result->documentMargin(), document.documentMargin());
-    if (firstReplaced >= 0) {
-        QTextCursor cursor(result.get());
+    void truncate()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, limit);
+        QFETCH(QString, expected);
+        using TQAttributedStringUtilities::truncateForWidth;
+        const bool fits = advance(text) <= advance(limit);
+        if (!text.contains(u'\n')) { // a plain text is one line
+            const QString before = text;
+            bool reportedFit = !fits;
+            const QString result = truncateForWidth(text, textFont(), advance(limit), &reportedFit);
+            QCOMPARE(result, expected);
+            QCOMPARE(reportedFit, fits);
+            QCOMPARE(result.constData() == text.constData(), fits); // a text that fits is handed back itself
+            QCOMPARE(text, before);
+        }
+        QTextDocument source, measure;
+        document(text, &source);
+        document(limit, &measure)->setDocumentMargin(0);
+        // The first character the ellipsis replaces is red; a colour changes no width.
+        const int replaced = expected.endsWith(u'…') ? int(expected.size()) - 1 : -1;
+        QTextCursor cursor(&source);
+        if (replaced >= 0) {
+            cursor.setPosition(replaced);
+            cursor.setPosition(replaced + 1, QTextCursor::KeepAnchor);
+            QTextCharFormat red;
+            red.setForeground(Qt::red);
+            cursor.mergeCharFormat(red);
+        }
+        const auto result = truncateForWidth(&source, float(measure.idealWidth()));
+        QCOMPARE(source.toPlainText(), text);
+        QCOMPARE(result ? result->toPlainText() : text, expected);
+        QCOMPARE(bool(result), !fits);
+        QVERIFY(!truncateForWidth(nullptr, 0));
+        if (replaced < 0)
+            return;
+        QCOMPARE(result->defaultFont(), source.defaultFont());
+        QCOMPARE(result->documentMargin(), source.documentMargin());
+        cursor = QTextCursor(result.get());
         cursor.movePosition(QTextCursor::End);
         QCOMPARE(cursor.charFormat().foreground().color(), QColor(Qt::red)); // the ellipsis
         cursor.movePosition(QTextCursor::PreviousCharacter);
         QVERIFY(cursor.charFormat().foreground().color() != QColor(Qt::red));
     }
-}
 
-void TestGuiUtilities::menubarScreen()
-{
-    QCOMPARE(screenBeforeApplication, nullptr);
-    QVERIFY(!QGuiApplication::screens().isEmpty());
-    QCOMPARE(TQScreenUtilities::menubarScreen(), QGuiApplication::primaryScreen());
-}
-
-void TestGuiUtilities::modifierKeys_data()
-{
-    QTest::addColumn<int>("key");
-    QTest::addColumn<Qt::KeyboardModifiers>("held");
-    QTest::addColumn<QList<bool>>("expected"); // control, option, command, shift
-
-    QTest::newRow("nothing held") << int(Qt::Key_A) << Qt::KeyboardModifiers() << QList<bool>{false, false, false, false};
-    QTest::newRow("Shift is Shift") << int(Qt::Key_Shift) << Qt::KeyboardModifiers(Qt::ShiftModifier) << QList<bool>{false, false, false, true};
-    QTest::newRow("Ctrl is Command") << int(Qt::Key_Control) << Qt::KeyboardModifiers(Qt::ControlModifier) << QList<bool>{false, false, true, false};
-    QTest::newRow("Alt is Option") << int(Qt::Key_Alt) << Qt::KeyboardModifiers(Qt::AltModifier) << QList<bool>{false, true, false, false};
-    QTest::newRow("Meta is Control") << int(Qt::Key_Meta) << Qt::KeyboardModifiers(Qt::MetaModifier) << QList<bool>{true, false, false, false};
-    QTest::newRow("all four at once") << int(Qt::Key_B)
-        << (Qt::MetaModifier | Qt::AltModifier | Qt::ControlModifier | Qt::ShiftModifier) << QList<bool>{true, true, true, true};
-}
-
-void TestGuiUtilities::modifierKeys()
-{
-    QFETCH(int, key);
-    QFETCH(Qt::KeyboardModifiers, held);
-    QFETCH(QList<bool>, expected);
-
-    // The offscreen platform cannot be asked for the keyboard; Qt then answers with what the
-    // last key event delivered to a window carried, which is what QTest can produce.
-    QWindow window;
-    window.resize(50, 50);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    QTest::keyPress(&window, Qt::Key(key), held);
-    const QList<bool> down{TQEventUtilities::isControlKeyDown(), TQEventUtilities::isOptionKeyDown(),
-                           TQEventUtilities::isCommandKeyDown(), TQEventUtilities::isShiftKeyDown()};
-    QTest::keyRelease(&window, Qt::Key(key), Qt::NoModifier);
-    QCOMPARE(down, expected);
-    QCOMPARE(QGuiApplication::queryKeyboardModifiers(), Qt::NoModifier);
-}
-
-void TestGuiUtilities::doubleClickDelay_data()
-{
-    QTest::addColumn<QVariant>("stored"); // invalid: the key is not set
-    QTest::addColumn<int>("desktopMs");
-    QTest::addColumn<double>("expected");
-
-    const QVariant unset;
-    QTest::newRow("a half second is trusted") << QVariant(0.5) << 400 << 0.5;
-    QTest::newRow("zero is not") << QVariant(0) << 400 << 1.0;
-    QTest::newRow("a quarter second is not") << QVariant(0.25) << 400 << 1.0;
-    QTest::newRow("two seconds are not") << QVariant(2.0) << 400 << 1.0;
-    QTest::newRow("text that is no number reads as zero") << QVariant(u"slow"_s) << 400 << 1.0;
-    QTest::newRow("the host's setting wins over the desktop's") << QVariant(1.5) << 700 << 1.5;
-    QTest::newRow("unset: the desktop's interval") << unset << 400 << 0.4;
-    QTest::newRow("unset: the desktop's quarter second is not trusted") << unset << 250 << 1.0;
-    QTest::newRow("unset: the desktop's two seconds are not trusted") << unset << 2000 << 1.0;
-}
-
-void TestGuiUtilities::doubleClickDelay()
-{
-    QFETCH(QVariant, stored);
-    QFETCH(int, desktopMs);
-    QFETCH(double, expected);
-
-    const int originalMs = QGuiApplication::styleHints()->mouseDoubleClickInterval();
-    const auto restore = qScopeGuard([originalMs] {
-        QGuiApplication::styleHints()->setMouseDoubleClickInterval(originalMs);
-        QSettings().remove(QLatin1StringView(TQEventUtilities::DoubleClickThresholdKey));
-    });
-    QGuiApplication::styleHints()->setMouseDoubleClickInterval(desktopMs);
+    void menubarScreen()
     {
-        QSettings settings;
+        QCOMPARE(screenBeforeApplication, nullptr);
+        QVERIFY(!QGuiApplication::screens().isEmpty());
+        QCOMPARE(TQScreenUtilities::menubarScreen(), QGuiApplication::primaryScreen());
+    }
+
+    void modifierKeys_data()
+    {
+        QTest::addColumn<Qt::KeyboardModifiers>("held");
+        QTest::addColumn<QList<bool>>("expected"); // control, option, command, shift
+        const auto row = [](const char *name, Qt::KeyboardModifiers held, QList<bool> expected) {
+            QTest::newRow(name) << held << expected;
+        };
+        row("nothing held", {}, {false, false, false, false});
+        row("Shift is Shift", Qt::ShiftModifier, {false, false, false, true});
+        row("Ctrl is Command", Qt::ControlModifier, {false, false, true, false});
+        row("Alt is Option", Qt::AltModifier, {false, true, false, false});
+        row("Meta is Control", Qt::MetaModifier, {true, false, false, false});
+    }
+
+    void modifierKeys()
+    {
+        QFETCH(Qt::KeyboardModifiers, held);
+        QFETCH(QList<bool>, expected);
+        // The offscreen platform cannot be asked for the keyboard; Qt then answers with what the
+        // last key event delivered to a window carried, which is what QTest can produce.
+        QWindow window;
+        window.resize(50, 50);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QTest::keyPress(&window, Qt::Key_A, held);
+        const QList<bool> down{TQEventUtilities::isControlKeyDown(), TQEventUtilities::isOptionKeyDown(),
+                               TQEventUtilities::isCommandKeyDown(), TQEventUtilities::isShiftKeyDown()};
+        QTest::keyRelease(&window, Qt::Key_A, Qt::NoModifier);
+        QCOMPARE(down, expected);
+    }
+
+    void doubleClickDelay_data()
+    {
+        QTest::addColumn<QVariant>("stored"); // invalid: the key is not set
+        QTest::addColumn<int>("desktopMs");
+        QTest::addColumn<double>("expected");
+
+        QTest::newRow("a half second is trusted") << QVariant(0.5) << 400 << 0.5;
+        QTest::newRow("a quarter second is not") << QVariant(0.25) << 400 << 1.0;
+        QTest::newRow("two seconds are not") << QVariant(2.0) << 400 << 1.0;
+        QTest::newRow("text that is no number reads as zero") << QVariant(u"slow"_s) << 400 << 1.0;
+        QTest::newRow("the host's setting wins over the desktop's") << QVariant(1.5) << 700 << 1.5;
+        QTest::newRow("unset: the desktop's interval") << QVariant() << 400 << 0.4;
+        QTest::newRow("unset: the desktop's two seconds are not trusted") << QVariant() << 2000 << 1.0;
+    }
+
+    void doubleClickDelay()
+    {
+        QFETCH(QVariant, stored);
+        QFETCH(int, desktopMs);
+        QFETCH(double, expected);
+        const QString key = QLatin1StringView(TQEventUtilities::DoubleClickThresholdKey);
+        const int originalMs = QGuiApplication::styleHints()->mouseDoubleClickInterval();
+        const auto restore = qScopeGuard([=] { QGuiApplication::styleHints()->setMouseDoubleClickInterval(originalMs); });
+        QGuiApplication::styleHints()->setMouseDoubleClickInterval(desktopMs);
         if (stored.isValid())
-            settings.setValue(QLatin1StringView(TQEventUtilities::DoubleClickThresholdKey), stored);
+            QSettings().setValue(key, stored);
         else
-            settings.remove(QLatin1StringView(TQEventUtilities::DoubleClickThresholdKey));
+            QSettings().remove(key);
+        QCOMPARE(TQEventUtilities::doubleClickDelay(), expected);
     }
-    QCOMPARE(TQEventUtilities::doubleClickDelay(), expected);
-}
 
-void TestGuiUtilities::strokeInside_data()
-{
-    QTest::addColumn<QPainterPath>("path");
-    QTest::addColumn<qreal>("penWidth");
-    QTest::addColumn<QRectF>("limit");
-    QTest::addColumn<QRect>("earlierClip"); // empty: none
-    QTest::addColumn<QList<QPoint>>("painted");
-    QTest::addColumn<QList<QPoint>>("untouched");
+    void strokeInside_data()
+    {
+        QTest::addColumn<qreal>("penWidth");
+        QTest::addColumn<QRectF>("limit");
+        QTest::addColumn<QRect>("earlierClip"); // empty: none
+        QTest::addColumn<Points>("painted");
+        QTest::addColumn<Points>("untouched");
 
-    QPainterPath square;
-    square.addRect(20, 20, 60, 60);
-    // Inside each edge within the pen's width, then outside each edge, then the middle.
-    const QList<QPoint> insideEdges{{21, 50}, {78, 50}, {50, 21}, {50, 78}, {23, 50}};
-    const QList<QPoint> outsideEdges{{18, 50}, {81, 50}, {50, 18}, {50, 81}, {26, 50}, {50, 50}};
+        // The path is the square (20, 20) to (80, 80). Inside each edge within the pen's
+        // width, then outside each edge and the middle.
+        const Points inside{{21, 50}, {78, 50}, {50, 21}, {50, 78}, {23, 50}};
+        const Points outside{{18, 50}, {81, 50}, {50, 18}, {50, 81}, {26, 50}, {50, 50}};
+        QTest::newRow("outlined on its inside only") << 4.0 << QRectF() << QRect() << inside << outside;
+        QTest::newRow("a rectangle of no width is ignored") << 4.0 << QRectF(0, 0, 0, 100) << QRect() << inside
+                                                            << outside;
+        QTest::newRow("the rectangle limits the stroke to the left half")
+            << 4.0 << QRectF(0, 0, 50, 100) << QRect() << Points{{21, 50}, {30, 21}, {30, 78}}
+            << Points{{78, 50}, {60, 21}, {60, 78}, {18, 50}};
+        QTest::newRow("a wider pen reaches further in") << 10.0 << QRectF() << QRect()
+                                                        << Points{{21, 50}, {28, 50}, {71, 50}}
+                                                        << Points{{18, 50}, {31, 50}, {50, 50}};
+        QTest::newRow("the path replaces a clip set before") << 4.0 << QRectF() << QRect(0, 0, 40, 40)
+                                                             << Points{{21, 30}, {78, 50}, {50, 78}} << Points{{18, 30}};
+    }
 
-    QTest::newRow("a square is outlined on its inside only")
-        << square << 4.0 << QRectF() << QRect() << insideEdges << outsideEdges;
-    QTest::newRow("a rectangle of no width is ignored")
-        << square << 4.0 << QRectF(0, 0, 0, 100) << QRect() << insideEdges << outsideEdges;
-    QTest::newRow("the rectangle limits the stroke to the left half")
-        << square << 4.0 << QRectF(0, 0, 50, 100) << QRect()
-        << QList<QPoint>{{21, 50}, {30, 21}, {30, 78}} << QList<QPoint>{{78, 50}, {60, 21}, {60, 78}, {18, 50}};
-    QTest::newRow("a wider pen reaches further in")
-        << square << 10.0 << QRectF() << QRect()
-        << QList<QPoint>{{21, 50}, {28, 50}, {71, 50}} << QList<QPoint>{{18, 50}, {31, 50}, {50, 50}};
-    QTest::newRow("the path replaces a clip set before")
-        << square << 4.0 << QRectF() << QRect(0, 0, 40, 40)
-        << QList<QPoint>{{21, 30}, {78, 50}, {50, 78}} << QList<QPoint>{{18, 30}};
-}
+    void strokeInside()
+    {
+        QFETCH(qreal, penWidth);
+        QFETCH(QRectF, limit);
+        QFETCH(QRect, earlierClip);
+        QFETCH(Points, painted);
+        QFETCH(Points, untouched);
 
-void TestGuiUtilities::strokeInside()
-{
-    QFETCH(QPainterPath, path);
-    QFETCH(qreal, penWidth);
-    QFETCH(QRectF, limit);
-    QFETCH(QRect, earlierClip);
-    QFETCH(QList<QPoint>, painted);
-    QFETCH(QList<QPoint>, untouched);
+        QImage image(100, 100, QImage::Format_ARGB32);
+        image.fill(Qt::transparent);
+        QPainter painter(&image);
+        painter.setPen(QPen(Qt::red, penWidth));
+        if (!earlierClip.isEmpty())
+            painter.setClipRect(earlierClip);
+        QPainterPath square;
+        square.addRect(20, 20, 60, 60);
+        TQBezierPathUtilities::strokeInsideWithinRect(square, painter, limit);
+        QCOMPARE(painter.pen().widthF(), penWidth);
+        QCOMPARE(painter.hasClipping(), !earlierClip.isEmpty());
+        if (!earlierClip.isEmpty())
+            QCOMPARE(painter.clipBoundingRect(), QRectF(earlierClip));
+        painter.end();
+        const auto at = [](QPoint p) { return u"at %1,%2"_s.arg(p.x()).arg(p.y()); };
+        for (const QPoint &point : painted)
+            QVERIFY2(image.pixelColor(point) == QColor(Qt::red), qPrintable(at(point)));
+        for (const QPoint &point : untouched)
+            QVERIFY2(image.pixelColor(point).alpha() == 0, qPrintable(at(point)));
+    }
 
-    QImage image(100, 100, QImage::Format_ARGB32);
-    image.fill(Qt::transparent);
-    QPainter painter(&image);
-    QPen pen(Qt::red);
-    pen.setWidthF(penWidth);
-    painter.setPen(pen);
-    if (!earlierClip.isEmpty())
-        painter.setClipRect(earlierClip);
+    void rotationForOrientation_data()
+    {
+        QTest::addColumn<int>("orientation");
+        QTest::addColumn<bool>("flipped");
+        QTest::addColumn<QPointF>("imageOfX"); // where (1, 0) goes
+        QTest::addColumn<QPointF>("imageOfY"); // where (0, 1) goes
 
-    TQBezierPathUtilities::strokeInsideWithinRect(path, painter, limit);
-
-    QCOMPARE(painter.pen().widthF(), penWidth);
-    QCOMPARE(painter.hasClipping(), !earlierClip.isEmpty());
-    if (!earlierClip.isEmpty())
-        QCOMPARE(painter.clipBoundingRect(), QRectF(earlierClip));
-    painter.end();
-
-    for (const QPoint &point : painted)
-        QVERIFY2(image.pixelColor(point) == QColor(Qt::red), qPrintable(u"not painted at %1,%2"_s.arg(point.x()).arg(point.y())));
-    for (const QPoint &point : untouched)
-        QVERIFY2(image.pixelColor(point).alpha() == 0, qPrintable(u"painted at %1,%2"_s.arg(point.x()).arg(point.y())));
-}
-
-void TestGuiUtilities::rotationForOrientation_data()
-{
-    QTest::addColumn<int>("orientation");
-    QTest::addColumn<bool>("flipped");
-    QTest::addColumn<QPointF>("imageOfX"); // where (1, 0) goes
-    QTest::addColumn<QPointF>("imageOfY"); // where (0, 1) goes
-
-    const QPointF x(1, 0), y(0, 1);
-    for (bool flipped : {false, true}) {
-        for (int orientation : {1, 2, 4, 5, 7, 0, 9, -6}) {
-            QTest::addRow("orientation %d%s is left alone", orientation, flipped ? ", flipped," : "")
-                << orientation << flipped << x << y;
+        const QPointF x(1, 0), y(0, 1);
+        for (bool flipped : {false, true}) {
+            for (int orientation : {1, 2, 4, 5, 7, 0, 9, -6})
+                QTest::addRow("%d%s is left alone", orientation, flipped ? ", flipped," : "") << orientation << flipped << x << y;
+            QTest::addRow("3%s turns half way", flipped ? ", flipped," : "") << 3 << flipped << -x << -y;
         }
-        QTest::addRow("orientation 3%s turns half way", flipped ? ", flipped," : "") << 3 << flipped << -x << -y;
+        // A y that grows upwards turns (1, 0) towards -y for a clockwise quarter on the screen; a
+        // y that grows downwards (flipped) turns it towards +y for the same on-screen turn.
+        QTest::newRow("6 turns a quarter clockwise") << 6 << false << -y << x;
+        QTest::newRow("6, flipped, turns the other way in its coordinates") << 6 << true << y << -x;
+        QTest::newRow("8 turns a quarter counter-clockwise") << 8 << false << y << -x;
+        QTest::newRow("8, flipped, turns the other way in its coordinates") << 8 << true << -y << x;
     }
-    // A y that grows upwards turns (1, 0) towards -y for a clockwise quarter on the screen; a
-    // y that grows downwards (flipped) turns it towards +y for the same on-screen turn.
-    QTest::newRow("orientation 6 turns a quarter clockwise") << 6 << false << -y << x;
-    QTest::newRow("orientation 6, flipped, turns the other way in its coordinates") << 6 << true << y << -x;
-    QTest::newRow("orientation 8 turns a quarter counter-clockwise") << 8 << false << y << -x;
-    QTest::newRow("orientation 8, flipped, turns the other way in its coordinates") << 8 << true << -y << x;
-}
 
-void TestGuiUtilities::rotationForOrientation()
-{
-    QFETCH(int, orientation);
-    QFETCH(bool, flipped);
-    QFETCH(QPointF, imageOfX);
-    QFETCH(QPointF, imageOfY);
+    void rotationForOrientation()
+    {
+        QFETCH(int, orientation);
+        QFETCH(bool, flipped);
+        QFETCH(QPointF, imageOfX);
+        QFETCH(QPointF, imageOfY);
+        const QTransform t = TQAffineTransformOrientationUtilities::rotationTransformForOrientation(orientation, flipped);
+        QCOMPARE(t.map(QPointF(1, 0)), imageOfX);
+        QCOMPARE(t.map(QPointF(0, 1)), imageOfY);
+        QCOMPARE(t.map(QPointF(0, 0)), QPointF(0, 0));
+    }
 
-    const QTransform transform =
-        TQAffineTransformOrientationUtilities::rotationTransformForOrientation(orientation, flipped);
-    QCOMPARE(transform.map(QPointF(1, 0)), imageOfX);
-    QCOMPARE(transform.map(QPointF(0, 1)), imageOfY);
-    QCOMPARE(transform.map(QPointF(0, 0)), QPointF(0, 0));
-    QVERIFY(transform.type() <= QTransform::TxRotate);
-}
+    void addsPropertiesOfImagesOnly()
+    {
+        QTemporaryDir dir;
+        QImage image(40, 30, QImage::Format_RGB32);
+        image.fill(Qt::yellow);
+        QVERIFY(image.save(dir.filePath(u"plain.jpg"_s), "JPEG"));
+        QFile text(dir.filePath(u"notes.txt"_s));
+        QVERIFY(text.open(QIODevice::WriteOnly) && text.write("words\n") == 6);
+        text.close();
+
+        const QVariantMap before{{u"PixelWidth"_s, 1}, {u"kept"_s, u"mine"_s}};
+        QVariantMap dictionary = before;
+        QVERIFY(!TQImageUtilities::addPropertiesofFile(UWStandardFile::newFileForPath(text.fileName()), dictionary));
+        QVERIFY(!TQImageUtilities::addPropertiesofFile(nullptr, dictionary));
+        QCOMPARE(dictionary, before);
+
+        QVERIFY(TQImageUtilities::addPropertiesofFile(UWStandardFile::newFileForPath(dir.filePath(u"plain.jpg"_s)), dictionary));
+        QCOMPARE(dictionary.value(u"PixelWidth"_s).toInt(), 40); // replaced
+        QCOMPARE(dictionary.value(u"kept"_s), QVariant(u"mine"_s));
+        // A JPEG without EXIF or IPTC still gets the groups a caller fills in, and only those.
+        for (const char *group : {"{Exif}", "{IPTC}", "{TIFF}", "{CIFF}", "{MakerCanon}", "{MakerNikon}"})
+            QVERIFY2(dictionary.value(QLatin1StringView(group)).typeId() == QMetaType::QVariantMap, group);
+        QVERIFY(dictionary.value(u"{IPTC}"_s).toMap().isEmpty());
+        QVERIFY(!dictionary.contains(u"{GPS}"_s));
+    }
+
+    void ownImagesLoad_data()
+    {
+        QTest::addColumn<ImageLoader>("load");
+        QTest::newRow("alias badge") << &TQImageUtilities::aliasBadge;
+        QTest::newRow("trash") << &TQImageUtilities::trashImage;
+        QTest::newRow("notice") << &TQImageUtilities::noticeImage;
+    }
+
+    void ownImagesLoad()
+    {
+        QFETCH(ImageLoader, load);
+        QImage image = load();
+        QCOMPARE(image.size(), QSize(128, 128));
+        QVERIFY(image.hasAlphaChannel());
+        QCOMPARE(qAlpha(image.pixel(0, 0)), 0);
+        bool opaque = false;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                opaque |= qAlpha(image.pixel(x, y)) > 0;
+        QVERIFY(opaque);
+        image.fill(Qt::red); // a caller's own copy: the next one is as it was
+        QCOMPARE(qAlpha(load().pixel(0, 0)), 0);
+    }
+
+    void drawsUpright_data()
+    {
+        QTest::addColumn<bool>("yUp");
+        QTest::addColumn<bool>("bitmapVariant");
+        QTest::addColumn<int>("operation");
+        QTest::addColumn<qreal>("fraction");
+        QTest::addColumn<QRectF>("source");
+        QTest::addColumn<QColor>("background");
+        QTest::addColumn<QColor>("top");
+        QTest::addColumn<QColor>("bottom");
+
+        const int over = QPainter::CompositionMode_SourceOver, behind = QPainter::CompositionMode_DestinationOver;
+        const QColor clear = Qt::transparent, red = Qt::red, blue = Qt::blue, green = Qt::green;
+        const QRectF all;
+        QTest::newRow("y-down") << false << false << over << 1.0 << all << clear << red << blue;
+        QTest::newRow("y-up") << true << false << over << 1.0 << all << clear << red << blue;
+        QTest::newRow("y-up, bitmap variant") << true << true << over << 1.0 << all << clear << red << blue;
+        QTest::newRow("y-up, half") << true << false << over << 0.5 << all << clear << QColor(255, 0, 0, 128)
+                                    << QColor(0, 0, 255, 128);
+        QTest::newRow("y-up, upper part") << true << false << over << 1.0 << QRectF(0, 0, 8, 4) << clear << red << red;
+        QTest::newRow("y-down, behind") << false << false << behind << 1.0 << all << green << green << green;
+        QTest::newRow("over an opaque background") << false << false << over << 1.0 << all << green << red << blue;
+        QTest::newRow("nothing") << false << false << over << 0.0 << all << green << green << green;
+    }
+
+    void drawsUpright()
+    {
+        QFETCH(bool, yUp);
+        QFETCH(bool, bitmapVariant);
+        QFETCH(int, operation);
+        QFETCH(qreal, fraction);
+        QFETCH(QRectF, source);
+        QFETCH(QColor, background);
+        QFETCH(QColor, top);
+        QFETCH(QColor, bottom);
+
+        QImage canvas(24, 30, QImage::Format_ARGB32_Premultiplied);
+        canvas.fill(background);
+        const QRectF destination(4, 4, 16, 16);
+        QRect onCanvas;
+        {
+            QPainter painter(&canvas);
+            if (yUp) {
+                painter.translate(0, canvas.height());
+                painter.scale(1, -1);
+            }
+            const QTransform before = painter.transform();
+            onCanvas = before.mapRect(destination).toRect();
+            if (bitmapVariant)
+                TQImageUtilities::drawImageAdjustedInRect(redOverBlue(), &painter, destination);
+            else
+                TQImageUtilities::drawAdjustedInRect(redOverBlue(), &painter, destination, source,
+                                                     QPainter::CompositionMode(operation), fraction);
+            QCOMPARE(painter.transform(), before);
+            QCOMPARE(painter.opacity(), 1.0);
+            QCOMPARE(painter.compositionMode(), QPainter::CompositionMode_SourceOver);
+        }
+        const int x = onCanvas.center().x();
+        const QColor seenTop = canvas.pixelColor(x, onCanvas.top() + 2);
+        const QColor seenBottom = canvas.pixelColor(x, onCanvas.bottom() - 2);
+        QVERIFY2(near(seenTop, top), qPrintable(seenTop.name(QColor::HexArgb)));
+        QVERIFY2(near(seenBottom, bottom), qPrintable(seenBottom.name(QColor::HexArgb)));
+        // Nothing lands outside the destination.
+        QVERIFY(near(canvas.pixelColor(x, onCanvas.top() - 1), background));
+        QVERIFY(near(canvas.pixelColor(x, onCanvas.bottom() + 1), background));
+    }
+
+    void badInputDrawsNothing_data()
+    {
+        QTest::addColumn<int>("painter"); // 0 none, 1 inactive, 2 active
+        QTest::addColumn<QImage>("image");
+        QTest::addColumn<QRectF>("destination");
+        QTest::addColumn<qreal>("fraction");
+
+        const QImage image = redOverBlue();
+        const QRectF rect(0, 0, 8, 8);
+        const qreal nan = std::nan("");
+        QTest::newRow("no painter") << 0 << image << rect << 1.0;
+        QTest::newRow("inactive painter") << 1 << image << rect << 1.0;
+        QTest::newRow("null image") << 2 << QImage() << rect << 1.0;
+        QTest::newRow("empty destination") << 2 << image << QRectF(2, 2, 0, 5) << 1.0;
+        QTest::newRow("NaN destination") << 2 << image << QRectF(nan, 0, 8, 8) << 1.0;
+        QTest::newRow("NaN fraction") << 2 << image << rect << nan;
+    }
+
+    void badInputDrawsNothing()
+    {
+        QFETCH(int, painter);
+        QFETCH(QImage, image);
+        QFETCH(QRectF, destination);
+        QFETCH(qreal, fraction);
+        QTest::failOnWarning(QRegularExpression(u".*"_s));
+
+        QImage canvas(8, 8, QImage::Format_ARGB32_Premultiplied);
+        canvas.fill(Qt::white);
+        const QImage before = canvas;
+        {
+            QPainter active(&canvas), inactive;
+            QPainter *given = painter == 2 ? &active : painter == 1 ? &inactive : nullptr;
+            TQImageUtilities::drawAdjustedInRect(image, given, destination, QRectF(),
+                                                 QPainter::CompositionMode_SourceOver, fraction);
+            if (fraction == 1.0)
+                TQImageUtilities::drawImageAdjustedInRect(image, given, destination);
+        }
+        QCOMPARE(canvas, before);
+    }
+};
 
 int main(int argc, char **argv)
 {
