@@ -40,18 +40,6 @@ public slots:
     }
 };
 
-// Stands for the desktop's handler of file URLs.
-class DesktopHandler : public QObject
-{
-    Q_OBJECT
-
-public:
-    QList<QUrl> opened;
-
-public slots:
-    void open(const QUrl &url) { opened.append(url); }
-};
-
 // The address of the private bus main() starts.
 QString busAddress;
 
@@ -61,12 +49,16 @@ class TestFinderWindow : public QObject
 {
     Q_OBJECT
 
+public slots:
+    // Stands for the desktop's handler of file URLs.
+    void open(const QUrl &url) { m_opened.append(url); }
+
 private slots:
     void initTestCase()
     {
         QVERIFY(QDBusConnection::sessionBus().isConnected());
         QVERIFY(m_home.isValid());
-        QDesktopServices::setUrlHandler(u"file"_s, &m_desktop, "open");
+        QDesktopServices::setUrlHandler(u"file"_s, this, "open");
     }
 
     void showsTheHomeFolder_data()
@@ -111,7 +103,7 @@ private slots:
             QVERIFY(stubBus.registerObject(u"/org/freedesktop/FileManager1"_s, &stub, QDBusConnection::ExportAllSlots));
             QVERIFY(stubBus.registerService(service));
         }
-        m_desktop.opened.clear();
+        m_opened.clear();
 
         TQOpenNewFinderWindow();
         if (withStub)
@@ -121,8 +113,8 @@ private slots:
         const int expected = fileManager == u"stub" ? 0 : 1;
         stub.refuse = true;
         TQOpenNewFinderWindow();
-        QTRY_COMPARE_WITH_TIMEOUT(m_desktop.opened.size(), expected + 1, 30000);
-        for (const QUrl &url : std::as_const(m_desktop.opened))
+        QTRY_COMPARE_WITH_TIMEOUT(m_opened.size(), expected + 1, 30000);
+        for (const QUrl &url : std::as_const(m_opened))
             QCOMPARE(url.toEncoded(), uri);
         if (withStub) {
             QCOMPARE(stub.folders, QList<QStringList>(2, QStringList{QString::fromLatin1(uri)}));
@@ -137,7 +129,7 @@ private slots:
 
 
 private:
-    DesktopHandler m_desktop;
+    QList<QUrl> m_opened;
     QTemporaryDir m_home;
 };
 
