@@ -1,13 +1,16 @@
 #!/usr/bin/env python3
 # SPDX-FileCopyrightText: 2026 The TQKit developers
 # SPDX-License-Identifier: LGPL-2.1-or-later
-"""Finds the thumbnail of FILE in the freedesktop shared thumbnail cache by the standard's own
-rules, independently of TQKit, and checks it.
+"""Finds the thumbnails of FILE in the freedesktop shared thumbnail cache by the standard's own
+rules, independently of TQKit, and checks them.
 
-usage: check-thumbnail.py FILE    ($XDG_CACHE_HOME as the standard reads it)
+usage: check-thumbnail.py [--fail APP] FILE    ($XDG_CACHE_HOME as the standard reads it)
 
-Prints the thumbnail's path and exits 0 when a valid one exists; prints why on stderr and
-exits 1 otherwise. Python's standard library only.
+Prints the path of every size's thumbnail (with --fail: of APP's fail record instead) and
+exits 0 when there is at least one and every one is valid: it describes FILE, only its owner
+may read it, only the owner may enter its folders, and no half-written file is left beside
+it. Prints why on stderr and exits 1 when one is not valid, 2 when there is none. Python's
+standard library only.
 """
 import hashlib
 import os
@@ -47,6 +50,13 @@ def text_chunks(data):
 
 
 def problems(thumbnail, uri, source):
+    folder = os.path.dirname(thumbnail)
+    for directory in (folder, os.path.dirname(folder)):
+        if stat.S_IMODE(os.stat(directory).st_mode) != 0o700:
+            yield f"{directory} is of mode {stat.S_IMODE(os.stat(directory).st_mode):o}, not 700"
+    for name in os.listdir(folder):
+        if name.startswith(".") or not name.endswith(".png"):
+            yield f"{name} is left in {folder}"
     texts = text_chunks(open(thumbnail, "rb").read())
     if texts.get("Thumb::URI") != uri:
         yield f"Thumb::URI is {texts.get('Thumb::URI')!r}, not {uri!r}"
@@ -59,24 +69,26 @@ def problems(thumbnail, uri, source):
         yield f"its mode is {mode:o}, not 600"
 
 
-def main(path):
+def main(arguments):
+    folders = ["fail/" + arguments[1]] if arguments[0] == "--fail" else BUCKETS
+    path = arguments[-1]
     cache = os.environ.get("XDG_CACHE_HOME") or os.path.expanduser("~/.cache")
     uri = file_uri(path)
     name = hashlib.md5(uri.encode("ascii")).hexdigest() + ".png"
     source = os.stat(path)
-    for bucket in BUCKETS:
-        thumbnail = os.path.join(cache, "thumbnails", bucket, name)
-        if not os.path.exists(thumbnail):
-            continue
-        found = list(problems(thumbnail, uri, source))
-        if found:
-            print(f"{thumbnail}: " + "; ".join(found), file=sys.stderr)
+    found = [os.path.join(cache, "thumbnails", folder, name) for folder in folders]
+    found = [thumbnail for thumbnail in found if os.path.exists(thumbnail)]
+    if not found:
+        print(f"no thumbnail named {name} for {uri}", file=sys.stderr)
+        return 2
+    for thumbnail in found:
+        wrong = list(problems(thumbnail, uri, source))
+        if wrong:
+            print(f"{thumbnail}: " + "; ".join(wrong), file=sys.stderr)
             return 1
         print(thumbnail)
-        return 0
-    print(f"no thumbnail named {name} for {uri}", file=sys.stderr)
-    return 1
+    return 0
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1]))
+    sys.exit(main(sys.argv[1:]))
