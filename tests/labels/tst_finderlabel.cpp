@@ -27,7 +27,6 @@ namespace {
 
 qint64 fakeNow = 0;
 qint64 fakeClock() { return fakeNow; }
-
 QSettings labelsDomain() { return QSettings(QSettings::NativeFormat, QSettings::UserScope, u"com.apple.Labels"_s); }
 
 bool near(const QColor &a, const QColor &b)
@@ -123,53 +122,40 @@ private slots:
             settings.setValue(it.key(), it.value());
         settings.sync();
         UWFinderLabels_setClockForTesting(fakeClock);
-        QCOMPARE(FVFinderLabel::nameForLabel(label), name);
-        QCOMPARE(FVFinderLabel::nameForLabel(label).isNull(), name.isNull());
+        const QString got = FVFinderLabel::nameForLabel(label);
+        QCOMPARE(got, name);
+        QCOMPARE(got.isNull(), name.isNull());
     }
 
-    void namesAreReadAtMostEvery15Seconds_data()
-    {
-        QTest::addColumn<qint64>("elapsed");
-        QTest::addColumn<QString>("name");
-        QTest::newRow("at once") << qint64(0) << u"Stop"_s;
-        QTest::newRow("within 15 s") << qint64(14'999) << u"Stop"_s;
-        QTest::newRow("after 15 s") << qint64(15'001) << u"Halt now"_s;
-    }
     void namesAreReadAtMostEvery15Seconds()
     {
-        QFETCH(qint64, elapsed);
-        QFETCH(QString, name);
         QVERIFY(!QFile::exists(labelsDomain().fileName()) || QFile::remove(labelsDomain().fileName()));
         UWFinderLabels_setClockForTesting(fakeClock);
         QCOMPARE(FVFinderLabel::nameForLabel(6), u"Red"_s);
         labelsDomain().setValue(u"Label_Name_6"_s, u"Stop"_s);
         QCOMPARE(FVFinderLabel::nameForLabel(6), u"Stop"_s); // an absent domain left no copy to keep
         labelsDomain().setValue(u"Label_Name_6"_s, u"Halt now"_s);
-        fakeNow += elapsed;
-        QCOMPARE(FVFinderLabel::nameForLabel(6), name);
+        fakeNow += 14'999;
+        QCOMPARE(FVFinderLabel::nameForLabel(6), u"Stop"_s);
+        fakeNow += 2;
+        QCOMPARE(FVFinderLabel::nameForLabel(6), u"Halt now"_s);
     }
 
-    void colours_data()
-    {
-        QTest::addColumn<int>("label");
-        QTest::addColumn<QString>("upperColour"); // the documented value
-        const char *upper[] = {"#f6f6f6", "#aaaab0", "#96d062", "#c096de", "#6eaaf2", "#f8de5c", "#f26660", "#faa848"};
-        for (int label = 0; label < 8; ++label)
-            QTest::addRow("%d", label) << label << QString::fromLatin1(upper[label]);
-    }
     void colours()
     {
-        QFETCH(int, label);
-        QFETCH(QString, upperColour);
-        const QColor upper = upperColorForFinderLabel(label), lower = lowerColorForFinderLabel(label);
-        QCOMPARE(upper.name(), upperColour);
-        for (auto component : {&QColor::redF, &QColor::greenF, &QColor::blueF})
-            QCOMPARE_LE(std::abs((lower.*component)() - 0.9f * (upper.*component)()), 1e-4f);
-        QCOMPARE(lower.alpha(), upper.alpha());
-        const QLinearGradient gradient = gradientForFinderLabel(label);
-        QCOMPARE(gradient.stops(), (QGradientStops{{0, upper}, {1, lower}}));
-        QCOMPARE(gradient.coordinateMode(), QGradient::ObjectBoundingMode);
-        QCOMPARE(QLineF(gradient.start(), gradient.finalStop()), QLineF(0, 0, 0, 1));
+        QStringList uppers;
+        for (int label = 0; label < 8; ++label) {
+            const QColor upper = upperColorForFinderLabel(label), lower = lowerColorForFinderLabel(label);
+            uppers << upper.name();
+            for (auto component : {&QColor::redF, &QColor::greenF, &QColor::blueF})
+                QCOMPARE_LE(std::abs((lower.*component)() - 0.9f * (upper.*component)()), 1e-4f);
+            QCOMPARE(lower.alpha(), upper.alpha());
+            const QLinearGradient gradient = gradientForFinderLabel(label);
+            QCOMPARE(gradient.stops(), (QGradientStops{{0, upper}, {1, lower}}));
+            QCOMPARE(gradient.coordinateMode(), QGradient::ObjectBoundingMode);
+            QCOMPARE(QLineF(gradient.start(), gradient.finalStop()), QLineF(0, 0, 0, 1));
+        }
+        QCOMPARE(uppers.join(u' '), u"#f6f6f6 #aaaab0 #96d062 #c096de #6eaaf2 #f8de5c #f26660 #faa848"_s);
     }
 
     void swatchShowsUpperColourOnTopAndRoundsItsEnds_data()
@@ -190,10 +176,10 @@ private slots:
     void swatchShowsUpperColourOnTopAndRoundsItsEnds()
     {
         QFETCH(int, label);
-        QFETCH(bool, yUp);
-        QFETCH(std::optional<bool>, flipped);
         QFETCH(bool, roundEnds);
         QFETCH(bool, upsideDown);
+        QFETCH(bool, yUp);
+        QFETCH(std::optional<bool>, flipped);
         const QImage image = swatch(label, QSizeF(40, 10), yUp, flipped, roundEnds);
         const QColor top = image.pixelColor(20, 0), bottom = image.pixelColor(20, 9);
         const QColor upper = upperColorForFinderLabel(label), lower = lowerColorForFinderLabel(label);
@@ -217,8 +203,7 @@ private slots:
     void roundEndsRadius()
     {
         QFETCH(QSizeF, size);
-        QFETCH(qreal, radius);
-        QCOMPARE(FVFinderLabel::roundEndsRadius(size), radius);
+        QTEST(FVFinderLabel::roundEndsRadius(size), "radius");
     }
 
     void emptyRectanglesDrawNothing_data()
@@ -258,27 +243,20 @@ private slots:
         QVERIFY(near(layer.pixelColor(0, 31), lowerColorForFinderLabel(7)));
     }
 
-    void integerKeys_data()
-    {
-        QTest::addColumn<qintptr>("key");
-        QTest::addColumn<QString>("description");
-        QTest::newRow("42") << qintptr(42) << u"42"_s;
-        QTest::newRow("-3") << qintptr(-3) << u"-3"_s;
-        QTest::newRow("least") << std::numeric_limits<qintptr>::min() << u"-9223372036854775808"_s;
-    }
     void integerKeys()
     {
-        QFETCH(qintptr, key);
-        QFETCH(QString, description);
         const FVIntegerKeyCallBacks &callBacks = FVIntegerKeyDictionaryCallBacks;
-        QCOMPARE(callBacks.copyDescription(key), description);
-        QCOMPARE(callBacks.hash(key), size_t(key));
-        QVERIFY(callBacks.equal(key, description.toLongLong()));
-        QVERIFY(!callBacks.equal(key, key + 1));
-        FVIntegerKeyDictionary<QString> map{{key, description}, {key + 1, u"next"_s}};
-        map[description.toLongLong()] = u"again"_s;
-        QCOMPARE(map.size(), size_t(2));
-        QCOMPARE(map.at(key), u"again"_s);
+        for (const qintptr key : {qintptr(42), qintptr(-3), std::numeric_limits<qintptr>::min()}) {
+            const QString description = callBacks.copyDescription(key);
+            QCOMPARE(description.toLongLong(), key);
+            QCOMPARE(callBacks.hash(key), size_t(key));
+            QVERIFY(callBacks.equal(key, description.toLongLong()));
+            QVERIFY(!callBacks.equal(key, key + 1));
+            FVIntegerKeyDictionary<QString> map{{key, description}, {key + 1, u"next"_s}};
+            map[description.toLongLong()] = u"again"_s;
+            QCOMPARE(map.size(), size_t(2));
+            QCOMPARE(map.at(key), u"again"_s);
+        }
     }
 };
 
