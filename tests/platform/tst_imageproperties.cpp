@@ -292,7 +292,6 @@ private slots:
                            camera(3, "Leica Camera AG", "LEICA Q2", "SUMMILUX 1:1.7/28 ASPH.", 3200, 1.0 / 60, 1.7, 28)));
         QVERIFY(writeImage(file(u"photo.webp"_s), "WEBP", {90, 60},
                            camera(8, "samsung", "SM-G991B", nullptr, 50, 1.0 / 1000, 1.8, 5.4)));
-        QVERIFY(QFile::copy(file(u"photo.png"_s), file(u"png-named.jpg"_s)));
 
         QImage profiled(40, 30, QImage::Format_ARGB32);
         profiled.fill(qRgba(10, 200, 30, 128));
@@ -574,35 +573,56 @@ private slots:
 
     // The content decides the reader, and a hint changes nothing; a camera's RAW suffix or type
     // sends a TIFF-shaped file to the RAW reader, which states no pixel format of its own (the
-    // RAW's first IFD is often a small preview's).
-    void routesByContentAndName_data()
+    // RAW's first IFD is often a small preview's). A copy under a name that is not UTF-8, or
+    // with padding between a JPEG's segments, reads as its source does.
+    void readsAsItsSource_data()
     {
         QTest::addColumn<QString>("source");
-        QTest::addColumn<QString>("name"); // a copy of the source; the same: the source itself
+        QTest::addColumn<QByteArray>("name"); // of the copy, in the file system's bytes
+        QTest::addColumn<QByteArray>("padding"); // put in right after a JPEG's SOI
         QTest::addColumn<QString>("hint");
         QTest::addColumn<bool>("asRaw");
-        QTest::newRow("a PNG named .jpg, hinted as PNG") << u"png-named.jpg"_s << u"png-named.jpg"_s << u"public.png"_s << false;
-        QTest::newRow("a PNG named .jpg, wrongly hinted as JPEG") << u"png-named.jpg"_s << u"png-named.jpg"_s << u"public.jpeg"_s << false;
-        QTest::newRow("a TIFF hinted as TIFF") << u"photo.tiff"_s << u"photo.tiff"_s << u"public.tiff"_s << false;
-        QTest::newRow("a WebP hinted as HEIC") << u"photo.webp"_s << u"photo.webp"_s << u"public.heic"_s << false;
-        QTest::newRow("a TIFF named .bin") << u"photo.tiff"_s << u"tiff.bin"_s << QString() << false;
-        QTest::newRow("a TIFF named .DNG") << u"photo.tiff"_s << u"tiff.DNG"_s << QString() << true;
-        QTest::newRow("a TIFF named .nef, hinted as TIFF") << u"photo.tiff"_s << u"tiff.nef"_s << u"public.tiff"_s << true;
-        QTest::newRow("a TIFF hinted as a RAW") << u"photo.tiff"_s << u"tiff.data"_s << u"com.nikon.raw-image"_s << true;
-        QTest::newRow("a PNG named .dng") << u"photo.png"_s << u"png.dng"_s << QString() << false;
-        QTest::newRow("a JPEG hinted as a RAW") << u"camera.jpg"_s << u"jpeg.data"_s << u"com.canon.raw-image"_s << false;
+        const auto row = [](const char *tag, const char *source, const QByteArray &name, const char *hint, bool raw = false,
+                            const QByteArray &padding = {}) {
+            QTest::newRow(tag) << QString::fromLatin1(source) << name << padding << QString::fromLatin1(hint) << raw;
+        };
+        row("a PNG named .jpg, hinted as PNG", "photo.png", "png.jpg", "public.png");
+        row("a PNG named .jpg, wrongly hinted as JPEG", "photo.png", "png.jpg", "public.jpeg");
+        row("a TIFF hinted as TIFF", "photo.tiff", "copy.tiff", "public.tiff");
+        row("a WebP hinted as HEIC", "photo.webp", "copy.webp", "public.heic");
+        row("a TIFF named .bin", "photo.tiff", "tiff.bin", "");
+        row("a TIFF named .DNG", "photo.tiff", "tiff.DNG", "", true);
+        row("a TIFF named .nef, hinted as TIFF", "photo.tiff", "tiff.nef", "public.tiff", true);
+        row("a TIFF hinted as a RAW", "photo.tiff", "tiff.data", "com.nikon.raw-image", true);
+        row("a PNG named .dng", "photo.png", "png.dng", "");
+        row("a JPEG hinted as a RAW", "camera.jpg", "jpeg.data", "com.canon.raw-image");
+        row("a JPEG whose name is not UTF-8", "camera.jpg", "caf\xe9-\xff.jpg", "");
+        // Fill bytes and markers without a length are padding, not blocks, and a budget of
+        // blocks must not end the walk before the frame header.
+        row("a JPEG after 5000 fill bytes", "camera.jpg", "padded.jpg", "", false, QByteArray(5000, '\xff'));
+        row("a JPEG after 5000 TEM markers", "camera.jpg", "padded.jpg", "", false, QByteArray("\xff\x01", 2).repeated(5000));
+        QByteArray restarts;
+        for (int i = 0; i < 3000; ++i)
+            restarts += QByteArray("\xff\xff\xff", 3) + char(0xd0 + i % 8);
+        row("a JPEG after 3000 restart markers behind fill bytes", "camera.jpg", "padded.jpg", "", false, restarts);
     }
 
-    void routesByContentAndName()
+    void readsAsItsSource()
     {
         QFETCH(QString, source);
-        QFETCH(QString, name);
+        QFETCH(QByteArray, name);
+        QFETCH(QByteArray, padding);
         QFETCH(QString, hint);
         QFETCH(bool, asRaw);
-        QVERIFY(name == source || QFile::copy(file(source), file(name)));
-        const QVariantMap props = propertiesOfFile(file(name), hint);
+        const QByteArray path = QFile::encodeName(m_dir.path()) + '/' + name;
+        QFile copy;
+        QVERIFY(copy.open(std::fopen(path.constData(), "wb"), QIODevice::WriteOnly, QFileDevice::AutoCloseHandle));
+        QVERIFY(copy.write(contents(file(source)).insert(2, padding)) > 0);
+        copy.close();
+        const QVariantMap props = propertiesOfFile(path, hint);
+        QCOMPARE(::unlink(path.constData()), 0); // QTemporaryDir can't remove what QString can't name
         const QVariantMap original = propertiesOfFile(file(source));
-        QVERIFY(original.contains(u"PixelWidth"_s));
+        QVERIFY(original.contains(u"PixelWidth"_s) && original.contains(u"{TIFF}"_s));
         if (!asRaw)
             QCOMPARE(props, original);
         QCOMPARE(props.value(u"PixelWidth"_s), original.value(u"PixelWidth"_s));
@@ -654,18 +674,6 @@ private slots:
         QCOMPARE(props.value(u"Depth"_s).toInt(), 8);
         QCOMPARE(props.value(u"ColorModel"_s).toString(), model);
         QCOMPARE(props.value(u"HasAlpha"_s).toBool(), alpha);
-    }
-
-    // The native bytes of a name that is not UTF-8 reach the file; its text form can't.
-    void readsNativeNames()
-    {
-        const QByteArray native = QFile::encodeName(m_dir.path()) + "/caf\xe9-\xff.jpg";
-        QVERIFY(QFile::copy(file(u"camera.jpg"_s), u"%1/copy.jpg"_s.arg(m_dir.path())));
-        QCOMPARE(::rename(QFile::encodeName(file(u"copy.jpg"_s)).constData(), native.constData()), 0);
-        const QVariantMap props = propertiesOfFile(native);
-        QCOMPARE(props, propertiesOfFile(file(u"camera.jpg"_s)));
-        QCOMPARE(props.value(u"Orientation"_s).toInt(), 6);
-        QCOMPARE(::unlink(native.constData()), 0); // QTemporaryDir can't remove what QString can't name
     }
 
     // Compressed PNG texts and profiles are inflated under a cap per chunk and a total per file;
@@ -826,34 +834,6 @@ private slots:
         QCOMPARE(props.value(u"PixelWidth"_s).toInt(), 40);
         QCOMPARE(props.value(u"{PNG}"_s).toMap().contains(u"Comment"_s), read);
         QVERIFY(far.remove());
-    }
-
-    // Fill bytes and markers without a length may stand anywhere between segments, any
-    // number of them: they are padding, not blocks, and a budget of blocks must not end the
-    // walk before the frame header.
-    void readsThroughPadding_data()
-    {
-        QTest::addColumn<QByteArray>("padding"); // right after SOI
-        QTest::newRow("5000 fill bytes") << QByteArray(5000, '\xff');
-        QByteArray temporaries;
-        for (int i = 0; i < 5000; ++i)
-            temporaries += QByteArray("\xff\x01", 2);
-        QTest::newRow("5000 TEM markers") << temporaries;
-        QByteArray restarts;
-        for (int i = 0; i < 3000; ++i)
-            restarts += QByteArray("\xff\xff\xff", 3) + char(0xd0 + i % 8);
-        QTest::newRow("3000 restart markers behind fill bytes") << restarts;
-    }
-
-    void readsThroughPadding()
-    {
-        QFETCH(QByteArray, padding);
-        QByteArray jpeg = contents(file(u"camera.jpg"_s));
-        const QVariantMap unpadded = propertiesOfFile(file(u"camera.jpg"_s));
-        QVERIFY(unpadded.contains(u"PixelWidth"_s) && unpadded.contains(u"{TIFF}"_s));
-        jpeg.insert(2, padding);
-        QVERIFY(writeFile(file(u"padded.jpg"_s), jpeg));
-        QCOMPARE(propertiesOfFile(file(u"padded.jpg"_s)), unpadded);
     }
 
     // Floating EXIF values with no integer value (infinity, NaN, 1e300) give no text, and
