@@ -268,6 +268,9 @@ private slots:
         QVERIFY_THROWS_EXCEPTION(TQInvalidParameterException, controller.removeItemAtIndex(5));
         QVERIFY_THROWS_EXCEPTION(TQInvalidParameterException, controller.addSeparatorAtIndex(9));
 
+        // A host's value that is a map equals no value that is not, even an empty one.
+        QVERIFY(!TQBookmarksController::isEqualRecord({{u"host"_s, QVariantMap()}}, {{u"host"_s, u"x"_s}}));
+
         // What bookmarks() hands out is the host's to change.
         QVariantList copy = controller.bookmarks();
         copy.first() = QVariantMap{{TQBookmarkTitleKey, u"changed"_s}};
