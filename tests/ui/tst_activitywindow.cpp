@@ -26,40 +26,27 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 // A window system that reports a title bar of a known height (the offscreen platform draws none).
-class FixedTitleBarController : public TQActivityWindowController
+struct FixedTitleBarController : TQActivityWindowController
 {
-public:
-    explicit FixedTitleBarController(float titleBar)
-        : m_titleBar(titleBar)
-    {
-    }
-    float titleBarHeight() const override { return m_titleBar < 0 ? TQActivityWindowController::titleBarHeight() : m_titleBar; }
-
-private:
-    float m_titleBar;
+    float titleBar = -1; // negative: what the window system reports
+    float titleBarHeight() const override { return titleBar < 0 ? TQActivityWindowController::titleBarHeight() : titleBar; }
 };
 
 // Counts the times a window really appeared.
-class ShowCounter : public QObject
+struct ShowCounter : QObject
 {
-public:
     int shows = 0;
     bool eventFilter(QObject *, QEvent *event) override
     {
-        if (event->type() == QEvent::Show)
-            ++shows;
+        shows += event->type() == QEvent::Show;
         return false;
     }
 };
 
 // A host's own row, to see that the factory hook is used and fed.
-class CountingRow : public TQActivityRowWidget
+struct CountingRow : TQActivityRowWidget
 {
-public:
-    explicit CountingRow(QWidget *parent)
-        : TQActivityRowWidget(NoDefaultLayout{}, parent)
-    {
-    }
+    explicit CountingRow(QWidget *parent) : TQActivityRowWidget(NoDefaultLayout{}, parent) {}
     void refresh() override { ++refreshes; }
     int refreshes = 0;
 };
@@ -144,41 +131,19 @@ private Q_SLOTS:
         m_updates.clear();
     }
 
-    // The arithmetic, with the documented figures.
-    void frameArithmetic_data()
-    {
-        QTest::addColumn<int>("items");
-        QTest::addColumn<float>("titleBar");
-        QTest::addColumn<double>("height");
-
-        QTest::newRow("no items are as tall as one") << 0 << 22.0f << 102.0;
-        QTest::newRow("two items") << 2 << 22.0f << 182.0;
-        QTest::newRow("a sixth item does not grow it") << 6 << 22.0f << 422.0;
-        QTest::newRow("five items without a title bar are exactly at the limit") << 5 << 0.0f << 400.0;
-        QTest::newRow("the limit counts the title bar too") << 4 << 100.0f << 500.0;
-    }
-
-    void frameArithmetic()
-    {
-        QFETCH(int, items);
-        QFETCH(float, titleBar);
-        QFETCH(double, height);
-        const QRectF frame(31, 57, 333, 999);
-        const QRectF result = TQActivityWindowController::frameForItemsCount(frame, items, titleBar);
-        QCOMPARE(result.height(), height);
-        QCOMPARE(result.topLeft(), frame.topLeft());
-        QCOMPARE(result.width(), frame.width());
-    }
-
-    // A real window, with the platform's title bar or the documented 22.
+    // A real window fits its rows under the platform's title bar or one the window system
+    // reports; the top edge, x and width stay put.
     void windowFitsItsRows_data()
     {
         QTest::addColumn<float>("titleBar"); // negative: what the window system reports
         QTest::addColumn<int>("items");
         QTest::addColumn<int>("rowsHeight");
 
-        QTest::newRow("platform title bar, no items") << -1.0f << 0 << 80;
-        QTest::newRow("22-pixel title bar, six items") << 22.0f << 6 << 400;
+        QTest::newRow("no items are as tall as one") << -1.0f << 0 << 80;
+        QTest::newRow("two items") << 22.0f << 2 << 160;
+        QTest::newRow("a sixth item does not grow it") << 22.0f << 6 << 400;
+        QTest::newRow("four rows and a title bar exactly at the limit") << 80.0f << 4 << 320;
+        QTest::newRow("past the limit the title bar comes on top of five rows") << 100.0f << 4 << 400;
     }
 
     void windowFitsItsRows()
@@ -187,21 +152,23 @@ private Q_SLOTS:
         QFETCH(int, items);
         QFETCH(int, rowsHeight);
 
-        FixedTitleBarController controller(titleBar);
+        FixedTitleBarController controller;
+        controller.titleBar = titleBar;
         if (titleBar >= 0)
             controller.reframe(); // the first frame was measured before the subclass existed
         new QAbstractItemModelTester(controller.controller(), QAbstractItemModelTester::FailureReportingMode::Fatal,
                                      &controller);
         QWidget *window = controller.window();
         window->move(50, 70);
-        const int top = window->frameGeometry().top();
+        const QRect before = window->frameGeometry();
         const int maximumWidth = window->maximumWidth();
         addItems(controller, items);
 
         const int bar = titleBar < 0 ? int(TQWindowUtilities::titleBarHeight(window)) : int(titleBar);
-        QCOMPARE(window->frameGeometry().height(), rowsHeight + bar);
-        QCOMPARE(window->frameGeometry().top(), top);
-        QCOMPARE(controller.newFrameForItemsCount().height(), double(rowsHeight + bar));
+        QCOMPARE(window->frameGeometry(), QRect(before.topLeft(), QSize(before.width(), rowsHeight + bar)));
+        QCOMPARE(controller.newFrameForItemsCount(), QRectF(window->frameGeometry()));
+        const QRectF far(31, 57, 333, 999);
+        QCOMPARE(TQActivityWindowController::frameForItemsCount(far, items, bar), QRectF(31, 57, 333, rowsHeight + bar));
         QCOMPARE(window->isVisible(), items > 0);
         if (items > 0) {
             // The content may be as tall as the frame, a title bar more than its rows; the
@@ -216,7 +183,8 @@ private Q_SLOTS:
 
     void removingItems()
     {
-        FixedTitleBarController controller(22.0f);
+        FixedTitleBarController controller;
+        controller.titleBar = 22;
         QSignalSpy closed(&controller, &TQActivityWindowController::windowClosed);
         const QList<TQActivityItemRef> items = addItems(controller, 3);
         QWidget *window = controller.window();
@@ -240,36 +208,6 @@ private Q_SLOTS:
         QVERIFY(!window->testAttribute(Qt::WA_QuitOnClose));
         QCOMPARE(window->frameGeometry().height(), 262);
         QCOMPARE(window->maximumHeight(), 262);
-    }
-
-    void cancelling_data()
-    {
-        QTest::addColumn<bool>("byButton");
-        QTest::newRow("the host cancels") << false;
-        QTest::newRow("the user presses the row's stop button") << true;
-    }
-
-    void cancelling()
-    {
-        QFETCH(bool, byButton);
-        TQActivityWindowController controller;
-        const QList<TQActivityItemRef> items = addItems(controller, 2);
-        TQActivityRowWidget *row = controller.rowWidget(items.at(1));
-        QVERIFY(row && row->cancelButton());
-        QVERIFY(row->cancelButton()->isEnabled());
-
-        if (byButton)
-            QTest::mouseClick(row->cancelButton(), Qt::LeftButton);
-        else
-            controller.cancelItem(items.at(1));
-
-        QVERIFY(items.at(1)->shouldCancel());
-        QCOMPARE(items.at(1)->valueForKey(TQActivityItem::ShouldCancelKey), QVariant(true));
-        QVERIFY(!items.at(0)->shouldCancel());
-        QCOMPARE(controller.items(), items);
-        QVERIFY(controller.window()->isVisible());
-        QTRY_VERIFY(!row->cancelButton()->isEnabled());
-        QCOMPARE(row->timeLeftLabel()->text(), u"Cancelling…"_s);
     }
 
     void showing_data()
@@ -351,6 +289,8 @@ private Q_SLOTS:
         QTRY_COMPARE(window->frameGeometry().height(), 240 + int(controller.titleBarHeight()));
     }
 
+    // A row shows its item's title, progress and time left, and its stop button asks the
+    // task, and no other, to stop.
     void rowShowsItsItem_data()
     {
         QTest::addColumn<double>("fraction");
@@ -358,12 +298,15 @@ private Q_SLOTS:
         QTest::addColumn<int>("barMaximum");
         QTest::addColumn<int>("barValue");
         QTest::addColumn<QString>("timeLeft");
+        QTest::addColumn<QString>("cancel"); // who asks the task to stop, if anyone
 
-        QTest::newRow("nothing done yet, nothing estimated") << 0.0 << 100 << 1000 << 0 << QString();
-        QTest::newRow("half done after 100 seconds") << 0.5 << 100 << 1000 << 500 << u"About a minute remaining"_s;
-        QTest::newRow("a quarter done after 40 seconds") << 0.25 << 40 << 1000 << 250 << u"2 minutes remaining"_s;
-        QTest::newRow("past done reads as done") << 1.5 << 100 << 1000 << 1000 << u"About 5 seconds remaining"_s;
-        QTest::newRow("an unknown amount is a busy bar") << -1.0 << 100 << 0 << -1 << QString();
+        QTest::newRow("nothing done yet, nothing estimated") << 0.0 << 100 << 1000 << 0 << QString() << QString();
+        QTest::newRow("half done after 100 seconds") << 0.5 << 100 << 1000 << 500 << u"About a minute remaining"_s << QString();
+        QTest::newRow("a quarter done after 40 seconds") << 0.25 << 40 << 1000 << 250 << u"2 minutes remaining"_s << QString();
+        QTest::newRow("past done reads as done") << 1.5 << 100 << 1000 << 1000 << u"About 5 seconds remaining"_s << QString();
+        QTest::newRow("an unknown amount is a busy bar") << -1.0 << 100 << 0 << -1 << QString() << QString();
+        QTest::newRow("the host cancels") << 0.5 << 100 << 1000 << 500 << u"About a minute remaining"_s << u"host"_s;
+        QTest::newRow("the user presses the stop button") << 0.5 << 100 << 1000 << 500 << u"About a minute remaining"_s << u"button"_s;
     }
 
     void rowShowsItsItem()
@@ -373,20 +316,31 @@ private Q_SLOTS:
         QFETCH(int, barMaximum);
         QFETCH(int, barValue);
         QFETCH(QString, timeLeft);
+        QFETCH(QString, cancel);
 
         TQActivityWindowController controller;
-        const TQActivityItemRef item = addItems(controller, 1).first();
+        const QList<TQActivityItemRef> items = addItems(controller, 2);
+        const TQActivityItemRef item = items.at(1);
         item->setTitle(u"Rotating 3 images"_s);
         item->setStartDate(QDateTime::currentDateTimeUtc().addSecs(-secondsAgo));
         item->setProgress(fraction);
         TQActivityRowWidget *row = controller.rowWidget(item);
-        QVERIFY(row);
+        QVERIFY(row && row->cancelButton());
         QTRY_COMPARE(row->titleLabel()->text(), u"Rotating 3 images"_s);
+        QVERIFY(row->cancelButton()->isEnabled());
+        if (cancel == u"button")
+            QTest::mouseClick(row->cancelButton(), Qt::LeftButton);
+        else if (cancel == u"host")
+            controller.cancelItem(item);
+        QCOMPARE(item->valueForKey(TQActivityItem::ShouldCancelKey), QVariant(!cancel.isEmpty()));
+        QVERIFY(!items.at(0)->shouldCancel());
+        QCOMPARE(controller.items(), items); // listed until whoever runs the task removes it
+        QTRY_COMPARE(row->cancelButton()->isEnabled(), cancel.isEmpty());
         QCOMPARE(row->progressBar()->maximum(), barMaximum);
         if (barValue >= 0)
             QCOMPARE(row->progressBar()->value(), barValue);
-        QCOMPARE(row->timeLeftLabel()->text(), timeLeft);
-        const QModelIndex index = controller.controller()->index(0);
+        QCOMPARE(row->timeLeftLabel()->text(), cancel.isEmpty() ? timeLeft : u"Cancelling…"_s);
+        const QModelIndex index = controller.controller()->index(1);
         QCOMPARE(index.data(TQActivityItemsModel::TimeLeftRole).toString(), timeLeft);
         QCOMPARE(index.data(Qt::SizeHintRole).toSize().height(), 80);
         QCOMPARE(controller.listView()->visualRect(index).height(), 80);

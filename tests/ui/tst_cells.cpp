@@ -98,6 +98,8 @@ private slots:
         QVERIFY(m_file && m_link && m_file->isRealFile() && !m_link->isRealFile());
     }
 
+    // Where the icon and the text go in a cell, what a click there hits, and the room the
+    // content needs.
     void geometry_data()
     {
         QTest::addColumn<bool>("withIcon");
@@ -107,10 +109,8 @@ private slots:
         QTest::addColumn<qreal>("titleWidth");
         QTest::newRow("icon") << true << QRectF(0, 0, 200, 20) << QRectF(3, 2, 19, 16) << 22.0 << 178.0;
         QTest::newRow("no icon") << false << QRectF(0, 0, 200, 20) << QRectF(3, 10, 0, 0) << 3.0 << 197.0;
-        QTest::newRow("moved, odd height") << true << QRectF(10, 30, 100, 21) << QRectF(13, 32, 19, 16) << 32.0
-                                           << 78.0;
-        QTest::newRow("narrower than the icon") << true << QRectF(0, 0, 10, 20) << QRectF(3, 2, 19, 16) << 22.0
-                                                << 0.0;
+        QTest::newRow("moved, odd height") << true << QRectF(10, 30, 100, 21) << QRectF(13, 32, 19, 16) << 32.0 << 78.0;
+        QTest::newRow("narrower than the icon") << true << QRectF(0, 0, 10, 20) << QRectF(3, 2, 19, 16) << 22.0 << 0.0;
     }
 
     void geometry()
@@ -121,6 +121,7 @@ private slots:
         QFETCH(qreal, titleX);
         QFETCH(qreal, titleWidth);
         TQIconAndFilenameCell cell;
+        cell.setFont(knownFont());
         if (withIcon)
             cell.setIcon(solidIcon(Qt::red));
         QCOMPARE(cell.totalImageArea(), image.size());
@@ -129,9 +130,17 @@ private slots:
         QCOMPARE(title.x(), titleX);
         QCOMPARE(title.width(), titleWidth);
         // Only the horizontal place differs from the plain text cell's.
-        const QRectF plain = TQVerticalCenterTextCell().titleRectForBounds(bounds, knownFont());
+        const TQVerticalCenterTextCell text;
+        const QRectF plain = text.titleRectForBounds(bounds, knownFont());
         QCOMPARE(title.y(), plain.y());
         QCOMPARE(title.height(), plain.height());
+        QCOMPARE(cell.cellSize(knownFont()).width(), text.cellSize(knownFont()).width() + titleX - bounds.x());
+
+        QCOMPARE(cell.hitTest(image.center(), bounds), withIcon ? Hit::ContentArea : Hit::EditableTextArea);
+        if (titleWidth > 0)
+            QCOMPARE(cell.hitTest(title.center(), bounds), Hit::EditableTextArea);
+        QCOMPARE(cell.hitTest(bounds.topLeft() + QPointF(1, 10), bounds), Hit::None); // the left margin
+        QCOMPARE(cell.hitTest(QPointF(title.center().x(), bounds.bottom() - 0.5), bounds), Hit::None); // below the text
     }
 
     void verticalCentring_data()
@@ -150,52 +159,7 @@ private slots:
         QFETCH(qreal, offset);
         const qreal textHeight = QFontMetricsF(knownFont()).height();
         const QRectF bounds(5, 40, 150, textHeight + spare);
-        const QRectF title = TQVerticalCenterTextCell().titleRectForBounds(bounds, knownFont());
-        QCOMPARE(title, QRectF(5, 40 + offset, 150, textHeight));
-    }
-
-    void hitTest_data()
-    {
-        QTest::addColumn<bool>("withIcon");
-        QTest::addColumn<QPointF>("position");
-        QTest::addColumn<Hit>("hit");
-        QTest::newRow("on the icon") << true << QPointF(10, 10) << Hit::ContentArea;
-        QTest::newRow("on the text") << true << QPointF(100, 10) << Hit::EditableTextArea;
-        QTest::newRow("where no icon is") << false << QPointF(10, 10) << Hit::EditableTextArea;
-        QTest::newRow("left margin") << true << QPointF(1, 10) << Hit::None;
-        QTest::newRow("below the text") << true << QPointF(100, 19.5) << Hit::None;
-    }
-
-    void hitTest()
-    {
-        QFETCH(bool, withIcon);
-        QFETCH(QPointF, position);
-        QFETCH(Hit, hit);
-        TQIconAndFilenameCell cell;
-        cell.setFont(knownFont());
-        if (withIcon)
-            cell.setIcon(solidIcon(Qt::red));
-        QCOMPARE(cell.hitTest(position, QRectF(0, 0, 200, 20)), hit);
-    }
-
-    void sizeMakesRoomForTheIcon()
-    {
-        QStandardItemModel model;
-        model.appendRow(new QStandardItem(u"same"_s));
-        auto *row = new QStandardItem;
-        row->setData(record(m_file), Qt::DisplayRole);
-        model.appendRow(row);
-        TQVerticalCenterTextCell text;
-        TQIconAndFilenameCell cell;
-        readRecords(cell);
-        QStyleOptionViewItem option;
-        option.font = knownFont();
-
-        const QSize plain = text.sizeHint(option, model.index(0, 0));
-        const QSize withIcon = cell.sizeHint(option, model.index(1, 0));
-        QCOMPARE(cell.stringValue(), u"same"_s);
-        QCOMPARE(withIcon, QSize(plain.width() + 22, plain.height()));
-        QCOMPARE(cell.cellSize(knownFont()).width(), text.cellSize(knownFont()).width() + 22);
+        QCOMPARE(TQVerticalCenterTextCell().titleRectForBounds(bounds, knownFont()), QRectF(5, 40 + offset, 150, textHeight));
     }
 
     void setObjectValue_data()
@@ -341,24 +305,34 @@ private slots:
         QCOMPARE(dark, badge);
     }
 
-    void editorCoversTheTitle_data()
+    void editorAndSize_data()
     {
         QTest::addColumn<bool>("fileCell");
         QTest::newRow("text cell") << false;
         QTest::newRow("icon and file name cell") << true;
     }
 
-    void editorCoversTheTitle()
+    // An editor opened on a row covers the title exactly and starts with the text the row
+    // shows; the row asks for room for its icon beside the text.
+    void editorAndSize()
     {
         QFETCH(bool, fileCell);
         QStandardItemModel model;
         auto *row = new QStandardItem;
-        row->setData(fileCell ? QVariant(record(m_file)) : QVariant(u"plain text"_s), Qt::DisplayRole);
+        row->setData(fileCell ? QVariant(record(m_file)) : QVariant(u"same"_s), Qt::DisplayRole);
         model.appendRow(row);
+        model.appendRow(new QStandardItem(u"same"_s));
         auto *fileNameCell = fileCell ? new TQIconAndFilenameCell : nullptr;
         TQVerticalCenterTextCell *cell = fileNameCell ? fileNameCell : new TQVerticalCenterTextCell;
         if (fileNameCell)
             readRecords(*fileNameCell);
+        const int iconRoom = fileCell ? 22 : 0;
+        QStyleOptionViewItem option;
+        option.font = knownFont();
+        const QSize plain = TQVerticalCenterTextCell().sizeHint(option, model.index(1, 0));
+        QCOMPARE(cell->sizeHint(option, model.index(0, 0)), QSize(plain.width() + iconRoom, plain.height()));
+        QCOMPARE(cell->stringValue(), u"same"_s);
+
         QListView view;
         cell->setParent(&view);
         view.setItemDelegate(cell);
@@ -366,16 +340,14 @@ private slots:
         view.resize(300, 200);
         view.show();
         QVERIFY(QTest::qWaitForWindowExposed(&view));
-
         const QModelIndex index = model.index(0, 0);
         view.openPersistentEditor(index);
         auto *editor = qobject_cast<QLineEdit *>(view.indexWidget(index));
         QVERIFY(editor);
         const QRect visual = view.visualRect(index);
         QCOMPARE(editor->geometry(), cell->titleRectForBounds(QRectF(visual), view.font()).toRect());
-        // The file's row is edited by the text it shows, right of its icon.
-        QCOMPARE(editor->geometry().x(), visual.x() + (fileCell ? 22 : 0));
-        QCOMPARE(editor->text(), fileCell ? u"same"_s : u"plain text"_s);
+        QCOMPARE(editor->geometry().x(), visual.x() + iconRoom);
+        QCOMPARE(editor->text(), u"same"_s);
     }
 };
 

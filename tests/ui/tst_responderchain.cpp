@@ -9,7 +9,8 @@
 #include <QLineEdit>
 #include <QRegularExpression>
 #include <QTest>
-#include <QVBoxLayout>
+
+using namespace Qt::StringLiterals;
 
 // A responder that records which of its handlers ran and with which action.
 class Handler : public QWidget
@@ -53,26 +54,15 @@ class TestResponderChain : public QObject
     Q_OBJECT
 
 private:
-    // A window holding a frame holding a line edit that has the focus.
+    // A window holding a frame holding a responder that takes the focus and a line edit
+    // that responds to nothing.
     struct Window
     {
         Handler window;
-        Handler *frame = nullptr;
-        Handler *edit = nullptr;
-        QLineEdit *plainEdit = nullptr;
-
-        Window()
-        {
-            auto *layout = new QVBoxLayout(&window);
-            frame = new Handler(&window);
-            layout->addWidget(frame);
-            auto *inner = new QVBoxLayout(frame);
-            edit = new Handler(frame);
-            edit->setFocusPolicy(Qt::StrongFocus);
-            inner->addWidget(edit);
-            plainEdit = new QLineEdit(frame);
-            inner->addWidget(plainEdit);
-        }
+        Handler *frame = new Handler(&window);
+        Handler *edit = new Handler(frame);
+        QLineEdit *plainEdit = new QLineEdit(frame);
+        Window() { edit->setFocusPolicy(Qt::StrongFocus); }
     };
 
     static bool activate(QWidget *window)
@@ -109,82 +99,61 @@ private Q_SLOTS:
         QVERIFY(!TQResponderUtilities::respondsToAction(nullptr, action));
     }
 
-    void chainOrder()
-    {
-        Window w;
-        Delegate windowDelegate;
-        Delegate appDelegate;
-        TQResponderUtilities::setWindowDelegate(&w.window, &windowDelegate);
-        TQResponderUtilities::setApplicationDelegate(&appDelegate);
-        QVERIFY(activate(&w.window));
-        w.edit->setFocus();
-        QCOMPARE(TQResponderUtilities::firstResponder(&w.window), w.edit);
-
-        const QList<QPointer<QObject>> chain = TQResponderUtilities::responderChain();
-        const QList<QObject *> expected{w.edit, w.frame, &w.window, &windowDelegate, qApp,
-                                        &appDelegate};
-        QCOMPARE(chain.size(), expected.size());
-        for (int i = 0; i < chain.size(); ++i)
-            QCOMPARE(chain.at(i).data(), expected.at(i));
-    }
-
-    // The first responder of the chain that has the method gets it, whatever lies above it.
-    void targetIsFirstThatResponds_data()
+    // The chain runs from the key window's focus widget up to the window and its delegate,
+    // through the main window's when a dialog is key, and ends with the application and its
+    // delegate; the first responder of the chain that has the method gets the action,
+    // whatever lies above it.
+    void chainAndTarget_data()
     {
         QTest::addColumn<QString>("focus");
         QTest::addColumn<QString>("action");
         QTest::addColumn<QString>("target");
-        QTest::newRow("focus widget") << "edit" << "openWithMenuAction:" << "edit";
-        QTest::newRow("parent of a focus widget that cannot") << "plain" << "openWithMenuAction:" << "frame";
-        QTest::newRow("window delegate") << "edit" << "addToMoveToMenuAction:" << "windowDelegate";
-        QTest::newRow("nobody") << "edit" << "addToOpenWithMenuAction:" << "";
+        QTest::addColumn<QString>("chain");
+        const QString fromEdit = u"edit frame window windowDelegate app appDelegate"_s;
+        const QString fromDialog = u"dialogEdit dialog "_s + fromEdit;
+        QTest::newRow("focus widget") << "edit" << "openWithMenuAction:" << "edit" << fromEdit;
+        QTest::newRow("parent of a focus widget that cannot")
+            << "plain" << "openWithMenuAction:" << "frame" << u"plain frame window windowDelegate app appDelegate"_s;
+        QTest::newRow("window delegate") << "edit" << "addToMoveToMenuAction:" << "windowDelegate" << fromEdit;
+        QTest::newRow("nobody") << "edit" << "addToOpenWithMenuAction:" << "" << fromEdit;
+        // A dialog is key while the window it belongs to stays main.
+        QTest::newRow("dialog: the main window's focus widget") << "dialog" << "openWithMenuAction:" << "edit" << fromDialog;
+        QTest::newRow("dialog: the main window's delegate") << "dialog" << "addToMoveToMenuAction:" << "windowDelegate" << fromDialog;
     }
-    void targetIsFirstThatResponds()
+
+    void chainAndTarget()
     {
         QFETCH(QString, focus);
         QFETCH(QString, action);
         QFETCH(QString, target);
+        QFETCH(QString, chain);
         Window w;
-        Delegate windowDelegate;
+        Delegate windowDelegate, appDelegate;
         TQResponderUtilities::setWindowDelegate(&w.window, &windowDelegate);
+        TQResponderUtilities::setApplicationDelegate(&appDelegate);
         QVERIFY(activate(&w.window));
-        if (focus == QLatin1String("edit"))
-            w.edit->setFocus();
-        else
-            w.plainEdit->setFocus();
-        const QMap<QString, QObject *> names{{QStringLiteral("edit"), w.edit},
-                                             {QStringLiteral("frame"), w.frame},
-                                             {QStringLiteral("windowDelegate"), &windowDelegate}};
-        QObject *found = TQApplicationUtilites::betterSearchForTargetForAction(action);
-        QCOMPARE(found, names.value(target));
-        QCOMPARE(TQApplicationUtilites::targetForAction(action), names.value(target));
-    }
-
-    // A dialog is key while the window it belongs to stays main: the dialog's chain is asked
-    // first, then the main window's, then the application's.
-    void panelKeepsMainWindow()
-    {
-        Window w;
-        Delegate mainDelegate;
-        TQResponderUtilities::setWindowDelegate(&w.window, &mainDelegate);
-        QVERIFY(activate(&w.window));
-        w.edit->setFocus();
+        (focus == u"plain" ? static_cast<QWidget *>(w.plainEdit) : w.edit)->setFocus();
+        QCOMPARE(TQResponderUtilities::firstResponder(&w.window), focus == u"plain" ? static_cast<QWidget *>(w.plainEdit) : w.edit);
         QDialog dialog(&w.window);
         auto *dialogEdit = new QLineEdit(&dialog);
-        QVERIFY(activate(&dialog));
-        dialogEdit->setFocus();
-
-        QCOMPARE(TQResponderUtilities::keyWindow(), &dialog);
+        if (focus == u"dialog") {
+            QVERIFY(activate(&dialog));
+            dialogEdit->setFocus();
+        }
+        QCOMPARE(TQResponderUtilities::keyWindow(), focus == u"dialog" ? static_cast<QWidget *>(&dialog) : &w.window);
         QCOMPARE(TQResponderUtilities::mainWindow(), &w.window);
-        const QList<QPointer<QObject>> chain = TQResponderUtilities::responderChain();
-        QVERIFY(chain.size() >= 5);
-        QCOMPARE(chain.at(0).data(), dialogEdit);
-        QCOMPARE(chain.at(1).data(), &dialog);
-        QCOMPARE(chain.at(2).data(), w.edit);
-        QCOMPARE(TQApplicationUtilites::betterSearchForTargetForAction(
-                     QStringLiteral("openWithMenuAction:")), w.edit);
-        QCOMPARE(TQApplicationUtilites::betterSearchForTargetForAction(
-                     QStringLiteral("addToMoveToMenuAction:")), &mainDelegate);
+
+        const QMap<QObject *, QString> names{{w.edit, u"edit"_s}, {w.plainEdit, u"plain"_s}, {w.frame, u"frame"_s},
+                                             {&w.window, u"window"_s}, {&windowDelegate, u"windowDelegate"_s},
+                                             {qApp, u"app"_s}, {&appDelegate, u"appDelegate"_s},
+                                             {&dialog, u"dialog"_s}, {dialogEdit, u"dialogEdit"_s}};
+        QStringList heard;
+        for (const QPointer<QObject> &responder : TQResponderUtilities::responderChain())
+            heard << names.value(responder, u"?"_s);
+        QCOMPARE(heard.join(u' '), chain);
+        QObject *found = TQApplicationUtilites::betterSearchForTargetForAction(action);
+        QCOMPARE(names.value(found), target);
+        QCOMPARE(TQApplicationUtilites::targetForAction(action), found);
     }
 
     void triggeringDispatches()

@@ -127,6 +127,24 @@ void settle(TQVisibleRowsTracker &tracker)
     tracker.update();
 }
 
+// The top-level row (under the view's root) \a row under \a parent is or lies in.
+int topRow(const QAbstractItemView *view, QModelIndex index)
+{
+    while (index.parent() != view->rootIndex())
+        index = index.parent();
+    return index.row();
+}
+
+// The tracker's answer is the brute-force one, first and last top-level rows included.
+void compareWithTheView(const TQVisibleRowsTracker &tracker, const QAbstractItemView *view, int margin)
+{
+    const QList<Range> expected = expectedRanges(view, margin);
+    QCOMPARE(tracker.ranges(), expected);
+    const QAbstractItemModel *model = view->model();
+    QCOMPARE(tracker.firstRow(), expected.isEmpty() ? -1 : topRow(view, model->index(expected.first().first, 0, expected.first().parent)));
+    QCOMPARE(tracker.lastRow(), expected.isEmpty() ? -1 : topRow(view, model->index(expected.last().last, 0, expected.last().parent)));
+}
+
 } // namespace
 
 Q_DECLARE_METATYPE(Shape)
@@ -136,171 +154,151 @@ class TestVisibleRowsTracker : public QObject
     Q_OBJECT
 
 private slots:
-    void matchesWhatTheViewShows_data();
-    void matchesWhatTheViewShows();
-    void oneSignalPerTurnOfTheEventLoop();
-    void followsTheModel();
-    void followsExpansion();
-};
+    void matchesWhatTheViewShows_data()
+    {
+        QTest::addColumn<Shape>("shape");
+        QTest::addColumn<int>("scrollTo");
+        QTest::addColumn<int>("margin");
+        QTest::addColumn<QList<int>>("hiddenRows");
 
-void TestVisibleRowsTracker::matchesWhatTheViewShows_data()
-{
-    QTest::addColumn<Shape>("shape");
-    QTest::addColumn<int>("scrollTo");
-    QTest::addColumn<int>("margin");
-    QTest::addColumn<QList<int>>("hiddenRows");
+        QTest::newRow("a list at the top") << Shape::List << 0 << 0 << QList<int>();
+        QTest::newRow("a list scrolled to the end, with a margin") << Shape::List << 9999 << 5 << QList<int>();
+        QList<int> everyThird;
+        for (int row = 3900; row < 4100; row += 3)
+            everyThird.append(row);
+        QTest::newRow("a list with every third row hidden") << Shape::List << 4001 << 0 << everyThird;
+        QTest::newRow("a list with a hidden run past the end") << Shape::List << 9990 << 0 << QList<int>{9995, 9996, 9997, 9998, 9999};
+        QTest::newRow("a horizontal list scrolled") << Shape::ListHorizontal << 5000 << 2 << QList<int>();
+        QTest::newRow("an icon grid scrolled, with a margin") << Shape::Icons << 6000 << 12 << QList<int>();
+        QTest::newRow("an icon grid with free movement") << Shape::IconsFree << 300 << 3 << QList<int>();
+        QTest::newRow("columns of icons, right to left") << Shape::IconsRightToLeft << 5000 << 0 << QList<int>();
+        QTest::newRow("a tree with folders open, with a margin") << Shape::Tree << 5 + 31 * 3 + 28 << 40 << QList<int>();
+    }
 
-    QTest::newRow("a list at the top") << Shape::List << 0 << 0 << QList<int>();
-    QTest::newRow("a list scrolled to the end, with a margin") << Shape::List << 9999 << 5 << QList<int>();
-    QList<int> everyThird;
-    for (int row = 3900; row < 4100; row += 3)
-        everyThird.append(row);
-    QTest::newRow("a list with every third row hidden") << Shape::List << 4001 << 0 << everyThird;
-    QTest::newRow("a list with a hidden run past the end") << Shape::List << 9990 << 0 << QList<int>{9995, 9996, 9997, 9998, 9999};
-    QTest::newRow("a horizontal list scrolled") << Shape::ListHorizontal << 5000 << 2 << QList<int>();
-    QTest::newRow("an icon grid scrolled, with a margin") << Shape::Icons << 6000 << 12 << QList<int>();
-    QTest::newRow("an icon grid with free movement") << Shape::IconsFree << 300 << 3 << QList<int>();
-    QTest::newRow("columns of icons, right to left") << Shape::IconsRightToLeft << 5000 << 0 << QList<int>();
-    QTest::newRow("a tree with folders open, with a margin") << Shape::Tree << 5 + 31 * 3 + 28 << 40 << QList<int>();
-}
+    void matchesWhatTheViewShows()
+    {
+        QFETCH(Shape, shape);
+        QFETCH(int, scrollTo);
+        QFETCH(int, margin);
+        QFETCH(QList<int>, hiddenRows);
 
-void TestVisibleRowsTracker::matchesWhatTheViewShows()
-{
-    QFETCH(Shape, shape);
-    QFETCH(int, scrollTo);
-    QFETCH(int, margin);
-    QFETCH(QList<int>, hiddenRows);
-
-    const int count = shape == Shape::IconsFree ? 600 : 10000;
-    const std::unique_ptr<QStandardItemModel> model = makeModel(shape, count);
-    const std::unique_ptr<QAbstractItemView> view = makeView(shape);
-    view->setModel(model.get());
-    view->resize(420, 300);
-    auto *list = qobject_cast<QListView *>(view.get());
-    auto *tree = qobject_cast<QTreeView *>(view.get());
-    for (const int row : hiddenRows)
-        list->setRowHidden(row, true);
-    if (tree) {
-        for (int folder = 5; folder < 12; ++folder)
+        const std::unique_ptr<QStandardItemModel> model = makeModel(shape, shape == Shape::IconsFree ? 600 : 10000);
+        const std::unique_ptr<QAbstractItemView> view = makeView(shape);
+        view->setModel(model.get());
+        view->resize(420, 300);
+        auto *tree = qobject_cast<QTreeView *>(view.get());
+        for (const int row : hiddenRows)
+            qobject_cast<QListView *>(view.get())->setRowHidden(row, true);
+        for (int folder = 5; tree && folder < 12; ++folder)
             tree->expand(model->index(folder, 0));
+        TQVisibleRowsTracker tracker(view.get());
+        tracker.setMargin(margin);
+        view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+
+        const QModelIndex target = tree ? displayOrder(tree).at(scrollTo) : model->index(scrollTo, 0);
+        view->scrollTo(target, QAbstractItemView::PositionAtCenter);
+        settle(tracker);
+
+        const QList<Range> expected = expectedRanges(view.get(), margin);
+        QVERIFY(!expected.isEmpty());
+        if (scrollTo > 0)
+            QVERIFY2(expected.first().first > 0 || expected.first().parent.isValid(), "the view did not scroll");
+        compareWithTheView(tracker, view.get(), margin);
+        for (const Range &range : expected) { // both ends count as visible
+            QVERIFY(tracker.isVisible(model->index(range.first, 0, range.parent)));
+            QVERIFY(tracker.isVisible(model->index(range.last, 0, range.parent)));
+        }
+        QVERIFY(!tracker.isVisible(model->index(0, 0)) || expected.first().first == 0);
+        const Range &end = expected.last();
+        if (end.last + 1 < model->rowCount(end.parent))
+            QVERIFY(!tracker.isVisible(model->index(end.last + 1, 0, end.parent)));
     }
-    TQVisibleRowsTracker tracker(view.get());
-    tracker.setMargin(margin);
-    view->show();
-    QVERIFY(QTest::qWaitForWindowExposed(view.get()));
 
-    QModelIndex target = model->index(scrollTo, 0);
-    if (tree)
-        target = displayOrder(tree).at(scrollTo);
-    view->scrollTo(target, QAbstractItemView::PositionAtCenter);
-    settle(tracker);
+    void oneSignalPerTurnOfTheEventLoop()
+    {
+        const std::unique_ptr<QStandardItemModel> model = makeModel(Shape::List, 2000);
+        QListView view;
+        view.setModel(model.get());
+        view.resize(300, 200);
+        TQVisibleRowsTracker tracker(&view);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        settle(tracker);
 
-    const QList<Range> expected = expectedRanges(view.get(), margin);
-    QVERIFY(!expected.isEmpty());
-    if (scrollTo > 0)
-        QVERIFY2(expected.first().first > 0 || expected.first().parent.isValid(), "the view did not scroll");
-    QCOMPARE(tracker.ranges(), expected);
-    for (const Range &range : expected) { // both ends count as visible
-        QVERIFY(tracker.isVisible(model->index(range.first, 0, range.parent)));
-        QVERIFY(tracker.isVisible(model->index(range.last, 0, range.parent)));
+        QSignalSpy changed(&tracker, &TQVisibleRowsTracker::visibleRowsChanged);
+        for (int step = 1; step <= 20; ++step)
+            view.verticalScrollBar()->setValue(step * 10);
+        view.resize(300, 260);
+        model->insertRow(0, new QStandardItem(u"new"_s));
+        tracker.setMargin(3);
+        QCOMPARE(changed.count(), 0);
+        QTRY_COMPARE(changed.count(), 1);
+        for (int turn = 0; turn < 5; ++turn)
+            QCoreApplication::processEvents();
+        QCOMPARE(changed.count(), 1);
+        compareWithTheView(tracker, &view, 3);
+
+        // Nothing changed: no signal.
+        tracker.refresh();
+        for (int turn = 0; turn < 5; ++turn)
+            QCoreApplication::processEvents();
+        QCOMPARE(changed.count(), 1);
     }
-    QVERIFY(!tracker.isVisible(model->index(0, 0)) || expected.first().first == 0);
-    const Range &end = expected.last();
-    if (end.last + 1 < model->rowCount(end.parent))
-        QVERIFY(!tracker.isVisible(model->index(end.last + 1, 0, end.parent)));
-}
 
-void TestVisibleRowsTracker::oneSignalPerTurnOfTheEventLoop()
-{
-    const std::unique_ptr<QStandardItemModel> model = makeModel(Shape::List, 2000);
-    QListView view;
-    view.setModel(model.get());
-    view.resize(300, 200);
-    TQVisibleRowsTracker tracker(&view);
-    view.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&view));
-    settle(tracker);
+    void followsChanges_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::newRow("rows inserted off screen move the items under the row numbers") << u"insert"_s;
+        QTest::newRow("every row removed") << u"remove"_s;
+        QTest::newRow("a new model set on the view, announced by refresh()") << u"model"_s;
+        QTest::newRow("a folder of a tree opened") << u"expand"_s;
+    }
 
-    QSignalSpy changed(&tracker, &TQVisibleRowsTracker::visibleRowsChanged);
-    for (int step = 1; step <= 20; ++step)
-        view.verticalScrollBar()->setValue(step * 10);
-    view.resize(300, 260);
-    model->insertRow(0, new QStandardItem(u"new"_s));
-    tracker.setMargin(3);
-    QCOMPARE(changed.count(), 0);
-    QTRY_COMPARE(changed.count(), 1);
-    for (int turn = 0; turn < 5; ++turn)
-        QCoreApplication::processEvents();
-    QCOMPARE(changed.count(), 1);
-    QCOMPARE(tracker.ranges(), expectedRanges(&view, 3));
+    // After each change to what the view shows, one signal, and the answer fits the view again.
+    void followsChanges()
+    {
+        QFETCH(QString, change);
+        const bool isTree = change == u"expand";
+        const std::unique_ptr<QStandardItemModel> model = makeModel(isTree ? Shape::Tree : Shape::List, 500);
+        const std::unique_ptr<QStandardItemModel> other = makeModel(Shape::List, 50);
+        const std::unique_ptr<QAbstractItemView> view = makeView(isTree ? Shape::Tree : Shape::List);
+        view->setModel(model.get());
+        view->resize(300, isTree ? 900 : 200);
+        TQVisibleRowsTracker tracker(view.get());
+        view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+        if (!isTree)
+            view->scrollTo(model->index(250, 0), QAbstractItemView::PositionAtTop);
+        settle(tracker);
+        compareWithTheView(tracker, view.get(), 0);
+        const int lastRow = tracker.lastRow();
 
-    // Nothing changed: no signal.
-    tracker.refresh();
-    for (int turn = 0; turn < 5; ++turn)
-        QCoreApplication::processEvents();
-    QCOMPARE(changed.count(), 1);
-}
-
-void TestVisibleRowsTracker::followsTheModel()
-{
-    const std::unique_ptr<QStandardItemModel> model = makeModel(Shape::List, 500);
-    QListView view;
-    view.setModel(model.get());
-    view.resize(300, 200);
-    TQVisibleRowsTracker tracker(&view);
-    view.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&view));
-    view.scrollTo(model->index(250, 0), QAbstractItemView::PositionAtTop);
-    settle(tracker);
-    const QList<Range> before = tracker.ranges();
-    QCOMPARE(before, expectedRanges(&view, 0));
-
-    // Rows inserted off screen leave the row numbers alone but move the items under them.
-    QSignalSpy changed(&tracker, &TQVisibleRowsTracker::visibleRowsChanged);
-    model->insertRows(0, 3);
-    QVERIFY(changed.wait());
-    QCOMPARE(tracker.ranges(), expectedRanges(&view, 0));
-
-    model->removeRows(0, model->rowCount());
-    QVERIFY(changed.wait());
-    QVERIFY(tracker.ranges().isEmpty());
-    QCOMPARE(tracker.firstRow(), -1);
-
-    // A new model set on the view, announced by refresh().
-    const std::unique_ptr<QStandardItemModel> other = makeModel(Shape::List, 50);
-    view.setModel(other.get());
-    tracker.refresh();
-    QVERIFY(changed.wait());
-    QCOMPARE(tracker.ranges(), expectedRanges(&view, 0));
-    QCOMPARE(tracker.firstRow(), 0);
-    other->removeRow(0);
-    QVERIFY(changed.wait());
-}
-
-void TestVisibleRowsTracker::followsExpansion()
-{
-    const std::unique_ptr<QStandardItemModel> model = makeModel(Shape::Tree, 0);
-    QTreeView view;
-    view.setModel(model.get());
-    view.resize(300, 900);
-    TQVisibleRowsTracker tracker(&view);
-    view.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&view));
-    settle(tracker);
-    QCOMPARE(tracker.ranges().size(), 1);
-    const int lastFolder = tracker.lastRow();
-
-    QSignalSpy changed(&tracker, &TQVisibleRowsTracker::visibleRowsChanged);
-    view.expand(model->index(2, 0));
-    QVERIFY(changed.wait());
-    const QList<Range> ranges = tracker.ranges();
-    QCOMPARE(ranges, expectedRanges(&view, 0));
-    QCOMPARE(ranges.size(), 3);
-    QCOMPARE(ranges.at(1).parent, QPersistentModelIndex(model->index(2, 0)));
-    QCOMPARE(tracker.firstRow(), 0);
-    QVERIFY(tracker.lastRow() < lastFolder);
-    QVERIFY(tracker.isVisible(model->index(0, 0, model->index(2, 0))));
-}
+        QSignalSpy changed(&tracker, &TQVisibleRowsTracker::visibleRowsChanged);
+        if (change == u"insert") {
+            model->insertRows(0, 3);
+        } else if (change == u"remove") {
+            model->removeRows(0, model->rowCount());
+        } else if (change == u"model") {
+            view->setModel(other.get());
+            tracker.refresh();
+        } else {
+            qobject_cast<QTreeView *>(view.get())->expand(model->index(2, 0));
+        }
+        QVERIFY(changed.wait());
+        compareWithTheView(tracker, view.get(), 0);
+        QCOMPARE(tracker.ranges().isEmpty(), change == u"remove");
+        if (change == u"model") {
+            other->removeRow(0); // the tracker listens to the new model
+            QVERIFY(changed.wait());
+        } else if (isTree) {
+            QCOMPARE(tracker.ranges().size(), 3);
+            QCOMPARE(tracker.ranges().at(1).parent, QPersistentModelIndex(model->index(2, 0)));
+            QVERIFY(tracker.lastRow() < lastRow);
+            QVERIFY(tracker.isVisible(model->index(0, 0, model->index(2, 0))));
+        }
+    }
+};
 
 QTEST_MAIN(TestVisibleRowsTracker)
 #include "tst_visiblerowstracker.moc"
