@@ -125,7 +125,6 @@ void makeFiles(const QTemporaryDir &dir, int count)
     for (int i = 0; i < count; ++i) {
         QFile file(dir.filePath(u"photo %1.txt"_s.arg(i, 4, 10, QLatin1Char('0'))));
         QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("x");
     }
 }
 
@@ -147,6 +146,14 @@ struct Slow
         if (UWFileManager *manager = UWFileManager::sharedFileManager())
             manager->utilityQueue()->waitForDone(5000);
     }
+};
+
+// A model under the tester that lists names only: no image values, whose reads would be
+// status requests of their own.
+struct Model : TQFolderModel
+{
+    QAbstractItemModelTester tester{this, QAbstractItemModelTester::FailureReportingMode::Fatal};
+    Model() { setLoadsImageInfo(false); }
 };
 
 } // namespace
@@ -183,10 +190,8 @@ private slots:
         QFETCH(int, delayMicroseconds);
         QTemporaryDir dir;
         makeFiles(dir, count);
-        TQFolderModel model;
-        model.setLoadsImageInfo(false);
-        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
-        QList<int> rowsBeforeFinished;
+        Model model;
+        QList<int> rowsBeforeFinished; // the row count after each batch
         bool finished = false;
         connect(&model, &QAbstractItemModel::rowsInserted, this, [&] {
             if (!finished)
@@ -202,7 +207,6 @@ private slots:
             QVERIFY(g_workerCalls.load() >= count);
         }
         QCOMPARE(model.rowCount(), count);
-        QVERIFY(!rowsBeforeFinished.isEmpty());
         // The first rows showed while the rest were still being asked for.
         QVERIFY2(rowsBeforeFinished.size() > 1, qPrintable(QString::number(rowsBeforeFinished.size())));
         QCOMPARE(rowsBeforeFinished.last(), count);
@@ -223,9 +227,7 @@ private slots:
         QTemporaryDir slowDir, quickDir;
         makeFiles(slowDir, 1500);
         makeFiles(quickDir, 3);
-        TQFolderModel model;
-        model.setLoadsImageInfo(false);
-        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+        Model model;
         const Slow slow(slowDir.path(), 2000);
         QSignalSpy firstRows(&model, &QAbstractItemModel::rowsInserted);
         model.setFolderPath(slowDir.path());
@@ -249,18 +251,14 @@ private slots:
     {
         QTemporaryDir dir;
         makeFiles(dir, 1200);
-        QList<QByteArray> paths;
-        for (const QString &name : QDir(dir.path()).entryList(QDir::Files))
-            paths.append(QFile::encodeName(dir.filePath(name)));
-        TQFolderModel model;
-        model.setLoadsImageInfo(false);
-        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+        const QStringList names = QDir(dir.path()).entryList(QDir::Files);
+        Model model;
         const Slow slow(dir.path(), 1500);
         QSignalSpy firstRows(&model, &QAbstractItemModel::rowsInserted);
         model.setFolderPath(dir.path());
         QVERIFY(firstRows.wait(20000));
-        for (const QByteArray &path : std::as_const(paths))
-            QCOMPARE(::unlink(path.constData()), 0);
+        for (const QString &name : names)
+            QCOMPARE(::unlink(QFile::encodeName(dir.filePath(name)).constData()), 0);
         QTRY_COMPARE_WITH_TIMEOUT(model.rowCount(), 0, 30000);
         QVERIFY(!model.isLoading());
         // Known limit: the names events touched are still looked up on the GUI thread, one
