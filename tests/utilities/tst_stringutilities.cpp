@@ -352,7 +352,7 @@ private slots:
             u"1 minutes / 1 hours / 1 day"_s);
         row("a percent sign survives", format(u"100%% of %qu %@"_s), 120, u"100% of 2 minutes"_s);
         row("a conversion with no argument left is dropped", format(u"%qu %@ %@ %9$qu!"_s), 120, u"2 minutes  !"_s);
-        row("an unknown conversion is kept as written", format(u"%d %qu %@"_s), 120, u"%d 2 minutes"_s);
+        row("an unknown conversion is kept as written", format(u"%d %$qu %qu %@"_s), 120, u"%d %$qu 2 minutes"_s);
         const QStringList units{u"days"_s, u"hours"_s, u"minutes"_s, u"About a minute remaining"_s};
         row("sixty seconds never ask for the singular minute", {}, 60, u"About a minute remaining"_s, units);
         row("a minute and more asks for the singular minute", {}, 61, u"About a minute remaining"_s,

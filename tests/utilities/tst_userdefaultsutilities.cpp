@@ -45,6 +45,7 @@ QList<std::pair<const char *, QVariant>> archivableValues()
                       QUrl(u"file:///tmp/a%20b"_s), QUuid::fromString(u"{67c8770b-44f1-410a-ab9a-f9b5446f13ee}"_s),
                       QSize(3, 4), QSizeF(1.5, 2), QPoint(-1, 2), QPointF(0.5, 0.25), QRect(1, 2, 3, 4),
                       QRectF(0.5, 1, 2, 3), QColor(10, 20, 30, 40), QColor::fromHsvF(0.5f, 0.25f, 1.0f), QColor(),
+                      QColor::fromRgbF(1.5f, 0.5f, 0.25f), // the last colour model, extended RGB
                       noon.toTimeZone(QTimeZone("UTC+05:30")),
                       noon.toTimeZone(QTimeZone("Custom/Zone", 3600, u"Custom"_s, u"CZ"_s))}},
         {"fonts, up to the largest size",
@@ -74,17 +75,16 @@ bool sameTree(const QVariant &a, const QVariant &b)
 }
 
 // Bytes in the stored form, field by field, for archives this library would never write.
-template<typename... Fields>
-QByteArray storedForm(quint8 version, Fields... fields)
+QByteArray fields(auto... fields)
 {
     QByteArray data;
     QDataStream out(&data, QIODeviceBase::WriteOnly);
     out.setVersion(QDataStream::Qt_6_4);
-    out.writeRawData("TQKA", 4);
-    out << version;
     ((out << fields), ...);
     return data;
 }
+
+QByteArray storedForm(quint8 version, auto... rest) { return "TQKA" + fields(version, rest...); }
 
 QByteArray archived(const QVariant &value)
 {
@@ -266,6 +266,15 @@ private slots:
             dateTime(qint8(Qt::TimeZone), u"../../.."_s + QDir(m_dir.path()).absoluteFilePath(u"zone"_s)), unknownZone);
         row("a zone name too long for any zone", dateTime(qint8(Qt::TimeZone), u"Europe/"_s.repeated(40)), unknownZone);
         row("a zone name cut short", dateTime(qint8(Qt::TimeZone), quint32(200)) + "\0E\0u", damaged);
+        // Each kind of container whose last element is cut short.
+        const QByteArray leafCutShort = fields(quint8(1), quint32(QMetaType::Int));
+        row("a list cut short", storedForm(1, quint8(2), quint32(1)) + leafCutShort, damaged);
+        for (const quint8 tag : {3, 4})
+            QTest::addRow("a map or hash (tag %d) cut short", tag)
+                << QVariant(storedForm(1, tag, quint32(1), u"k"_s) + leafCutShort) << damaged;
+        for (const quint8 tag : {5, 6})
+            QTest::addRow("strings (tag %d) cut short", tag)
+                << QVariant(storedForm(1, tag, quint32(2), u"a"_s, quint32(200))) << damaged;
         row("a list claiming four billion elements", storedForm(1, quint8(2), quint32(0xffffffff), quint8(0)),
             u"a container claims 4294967295 elements"_s);
         row("bytes after the value", archived(u"fine"_s) + '\0', u"bytes follow the archived value"_s);
