@@ -54,7 +54,8 @@ QTextDocument *document(const QString &text, QTextDocument *document)
 bool near(const QColor &a, const QColor &b)
 {
     const auto close = [](int x, int y) { return std::abs(x - y) <= 3; };
-    return close(a.red(), b.red()) && close(a.green(), b.green()) && close(a.blue(), b.blue()) && close(a.alpha(), b.alpha());
+    return close(a.red(), b.red()) && close(a.green(), b.green()) && close(a.blue(), b.blue())
+        && close(a.alpha(), b.alpha());
 }
 
 // Red on top, blue below: drawn upside down it is plainly so.
@@ -324,7 +325,8 @@ private slots:
         QVERIFY(!TQImageUtilities::addPropertiesofFile(nullptr, dictionary));
         QCOMPARE(dictionary, before);
 
-        QVERIFY(TQImageUtilities::addPropertiesofFile(UWStandardFile::newFileForPath(dir.filePath(u"plain.jpg"_s)), dictionary));
+        const auto jpeg = UWStandardFile::newFileForPath(dir.filePath(u"plain.jpg"_s));
+        QVERIFY(TQImageUtilities::addPropertiesofFile(jpeg, dictionary));
         QCOMPARE(dictionary.value(u"PixelWidth"_s).toInt(), 40); // replaced
         QCOMPARE(dictionary.value(u"kept"_s), QVariant(u"mine"_s));
         // A JPEG without EXIF or IPTC still gets the groups a caller fills in, and only those.
@@ -345,7 +347,7 @@ private slots:
     void ownImagesLoad()
     {
         QFETCH(ImageLoader, load);
-        QImage image = load();
+        const QImage image = load();
         QCOMPARE(image.size(), QSize(128, 128));
         QVERIFY(image.hasAlphaChannel());
         QCOMPARE(qAlpha(image.pixel(0, 0)), 0);
@@ -354,8 +356,7 @@ private slots:
             for (int x = 0; x < image.width(); ++x)
                 opaque |= qAlpha(image.pixel(x, y)) > 0;
         QVERIFY(opaque);
-        image.fill(Qt::red); // a caller's own copy: the next one is as it was
-        QCOMPARE(qAlpha(load().pixel(0, 0)), 0);
+        QVERIFY(load().cacheKey() != image.cacheKey()); // every caller gets an image of its own
     }
 
     void drawsUpright_data()

@@ -74,7 +74,8 @@ private slots:
         QTest::newRow("a leading space sorts before letters") << en << u" b"_s << u"a"_s << -1;
         QTest::newRow("full-width digits compare by value") << en << u"ｆｉｌｅ２"_s << u"file10"_s << -1;
         QTest::newRow("full-width and ordinary forms tie, ordinary first") << en << u"file2"_s << u"ｆｉｌｅ２"_s << -1;
-        QTest::newRow("a full-width name ties by case only with its folded form") << en << u"ｆｉｌｅ２"_s << u"File2"_s << -1;
+        QTest::newRow("a full-width name ties by case only with its folded form")
+            << en << u"ｆｉｌｅ２"_s << u"File2"_s << -1;
         QTest::newRow("width is folded before case breaks a tie") << en << u"ｆa"_s << u"fA"_s << -1;
         QTest::newRow("half-width katakana ties with its ordinary form") << en << u"ｶﾞ"_s << u"ガ"_s << 1;
         QTest::newRow("an accent makes a name different") << en << u"résumé"_s << u"resume"_s << 1;
@@ -204,7 +205,8 @@ private slots:
         QTest::newRow("strasse finds Stra\u00dfe") << u"strasse"_s << u"Stra\u00dfe 5.jpg"_s << true;
         QTest::newRow("a stroke is not a letter") << u"lodz"_s << u"\u0141\u00f3d\u017a.png"_s << true;
         QTest::newRow("dotted capital I of Turkish") << u"istanbul"_s << u"\u0130STANBUL"_s << true;
-        QTest::newRow("final sigma folds like sigma") << u"\u03bb\u03bf\u03b3\u03bf\u03c3"_s << u"\u039b\u039f\u0393\u039f\u03a3"_s << true;
+        QTest::newRow("final sigma folds like sigma")
+            << u"\u03bb\u03bf\u03b3\u03bf\u03c3"_s << u"\u039b\u039f\u0393\u039f\u03a3"_s << true;
         QTest::newRow("a ligature character is its letters") << u"file"_s << u"\ufb01le"_s << true;
         QTest::newRow("a mathematical letter beyond the BMP") << u"x"_s << u"\U0001d431"_s << true;
         QTest::newRow("kana voicing marks are kept") << u"\u304c"_s << u"\u304b"_s << false;

@@ -245,18 +245,18 @@ private slots:
             quint32(0xffffffff)), u"value type 9 is not accepted"_s);
         // Qt's readers would take these bytes for enum values out of range, or open the zone name
         // as a file: they are refused before Qt reads them.
-        for (const qint8 spec : {qint8(6), qint8(-1)}) {
-            QTest::addRow("a colour of unknown model %d", spec)
-                << QVariant(storedForm(1, quint8(1), quint32(QMetaType::QColor), spec, quint64(0), quint16(0)))
-                << u"a colour of unknown model %1"_s.arg(spec);
+        for (const qint8 model : {qint8(6), qint8(-1)}) {
+            QTest::addRow("a colour of unknown model %d", model)
+                << QVariant(storedForm(1, quint8(1), quint32(QMetaType::QColor), model, quint64(0), quint16(0)))
+                << u"a colour of unknown model %1"_s.arg(model);
         }
-        const auto dateTime = [](qint8 spec, auto... rest) {
+        const auto dateTime = [](qint8 timing, auto... rest) {
             const quint32 type = QMetaType::QDateTime;
-            return storedForm(1, quint8(1), type, qint64(2460432), quint32(43200000), spec, rest...);
+            return storedForm(1, quint8(1), type, qint64(2460432), quint32(43200000), timing, rest...);
         };
-        for (const qint8 spec : {qint8(4), qint8(-1)}) {
-            QTest::addRow("a date and time of unknown time spec %d", spec)
-                << QVariant(dateTime(spec)) << u"a date and time of unknown time spec %1"_s.arg(spec);
+        for (const qint8 timing : {qint8(4), qint8(-1)}) {
+            QTest::addRow("a date and time of unknown timing %d", timing)
+                << QVariant(dateTime(timing)) << u"a date and time of unknown time spec %1"_s.arg(timing);
         }
         const QString unknownZone = u"a date and time in a time zone this system does not know"_s;
         // Qt would read "/usr/share/zoneinfo/" + the name: a FIFO there would hang it for ever.
