@@ -129,6 +129,7 @@ private slots:
         QTEST(file->uti(), "uti");
         QCOMPARE(file->resolvedUTI(), resolvedUTI);
         QCOMPARE(file->resolvedURL(), QUrl::fromLocalFile(m_dir.filePath(resolvesTo)));
+        QCOMPARE(file->resolvedFileItem()->path(), m_dir.filePath(resolvesTo));
         QCOMPARE(file->isDirectory(), isDirectory);
         QCOMPARE(file->isBasicDirectory(), isDirectory);
         QTEST(file->isInvisible(), "isInvisible");
