@@ -491,6 +491,8 @@ private slots:
         // pixel, and three full planes of 1023x1022 blocks: 418 MB.
         row("progressive 4:4:4 JPEG stating 8184x8176", "fine.jpg", jpegStating({8184, 8176}, true, true), "offered",
             u"8184x8176 pixels \\(progressive or in several scans\\) take 418 MB"_s, {}, false);
+        row("progressive 4:4:4 JPEG stating 8176x8184", "fine-tall.jpg", jpegStating({8176, 8184}, true, true), "offered",
+            u"8176x8184 pixels \\(progressive or in several scans\\) take 418 MB"_s, {}, false);
         // At 1/8 exactly 1024 wide, so 1/8 it is: 1024x1022, and 1024x1022 blocks a plane: 406 MB.
         row("progressive 4:4:4 JPEG stating 8192x8176", "fine-edge.jpg", jpegStating({8192, 8176}, true, true), "offered",
             u"8192x8176 pixels \\(progressive or in several scans\\) take 406 MB"_s, {}, false);
@@ -692,8 +694,9 @@ private slots:
         row("all field codes", u"b.txt"_s, u"{script} %u %i %o %s"_s,
             u"[ $# = 4 ] && [ \"$1\" = {uri} ] && [ \"$2\" = {input} ] && [ \"$4\" = 128 ] || exit 3\n{picture} > \"$3\""_s,
             RedPicture, u"text/plain"_s);
-        row("quoting, %% and embedded codes", u"c.txt"_s, u"{script} \"a \\\\\"quoted\\\\\" word\" 100%% 'two words' --out=%o"_s,
-            u"[ \"$1\" = 'a \"quoted\" word' ] && [ \"$2\" = '100%' ] && [ \"$3\" = 'two words' ] || exit 3\n"
+        row("quoting, escapes, %% and embedded codes", u"c.txt"_s,
+            u"{script} \"a \\\\\"quoted\\\\\" word\" 100%% 'two words' --out=%o a\\\\ b\\\\"_s,
+            u"[ \"$1\" = 'a \"quoted\" word' ] && [ \"$2\" = '100%' ] && [ \"$3\" = 'two words' ] && [ \"$5\" = 'a b\\' ] || exit 3\n"
             u"{picture} > \"${4#--out=}\""_s, RedPicture);
         row("a parent type's thumbnailer", u"main.c"_s, io, writes, RedPicture);
         row("output is not a picture", u"d.txt"_s, io, u"echo nonsense > \"$2\""_s, NullAndFailRecord);
