@@ -340,6 +340,11 @@ private Q_SLOTS:
         if (barValue >= 0)
             QCOMPARE(row->progressBar()->value(), barValue);
         QCOMPARE(row->timeLeftLabel()->text(), cancel.isEmpty() ? timeLeft : u"Cancelling…"_s);
+        // A change of language writes the row's texts anew, in the new language.
+        row->timeLeftLabel()->setText(u"stale"_s);
+        QEvent languageChange(QEvent::LanguageChange);
+        QCoreApplication::sendEvent(row, &languageChange);
+        QCOMPARE(row->timeLeftLabel()->text(), cancel.isEmpty() ? timeLeft : u"Cancelling…"_s);
         const QModelIndex index = controller.controller()->index(1);
         QCOMPARE(index.data(TQActivityItemsModel::TimeLeftRole).toString(), timeLeft);
         QCOMPARE(index.data(Qt::SizeHintRole).toSize().height(), 80);

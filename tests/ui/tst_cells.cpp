@@ -122,6 +122,7 @@ private slots:
         QFETCH(qreal, titleWidth);
         TQIconAndFilenameCell cell;
         cell.setFont(knownFont());
+        cell.setStringValue(u"Pics"_s);
         if (withIcon)
             cell.setIcon(solidIcon(Qt::red));
         QCOMPARE(cell.totalImageArea(), image.size());
@@ -130,7 +131,8 @@ private slots:
         QCOMPARE(title.x(), titleX);
         QCOMPARE(title.width(), titleWidth);
         // Only the horizontal place differs from the plain text cell's.
-        const TQVerticalCenterTextCell text;
+        TQVerticalCenterTextCell text;
+        text.setStringValue(u"Pics"_s);
         const QRectF plain = text.titleRectForBounds(bounds, knownFont());
         QCOMPARE(title.y(), plain.y());
         QCOMPARE(title.height(), plain.height());
