@@ -216,7 +216,8 @@ private slots:
             TQKeyValueSubject moved(std::move(copy));
             TQKeyValueSubject assigned;
             assigned = moved;
-            for (const TQKeyValueSubject *s : {&subject, &moved, &assigned})
+            const QList<const TQKeyValueSubject *> all{&subject, &moved, &assigned};
+            for (const TQKeyValueSubject *s : all)
                 QCOMPARE(s->valueForKeyPath(keyPath), QVariant(u"kept"_s));
             // What the predicates and sorts of the library take is such a subject, too.
             QVERIFY(TQPredicate::comparisonPredicate(keyPath, u"kept"_s).evaluateWithObject(assigned));
