@@ -30,11 +30,11 @@ set(tqkit_docs_inputs ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/docs
     ${PROJECT_SOURCE_DIR}/docs/VERSIONING.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
     ${tqkit_docs_pages} ${tqkit_docs_headers})
 # Quillbox, where the sources have it, is the largest example of all.
-if(EXISTS ${PROJECT_SOURCE_DIR}/apps/quillbox/main.cpp)
+if(EXISTS ${PROJECT_SOURCE_DIR}/examples/quillbox/main.cpp)
     file(WRITE ${TQKIT_DOCS_OUTPUT}/quillbox.dox
         "/**\n    \\example quillbox/main.cpp\n"
         "    Quillbox, the file browser and image viewer built on both libraries: its window,\n"
-        "    folder view, sidebar and inspector live in apps/quillbox beside this entry point.\n*/\n")
+        "    folder view, sidebar and inspector live in examples/quillbox beside this entry point.\n*/\n")
     list(APPEND tqkit_docs_inputs ${TQKIT_DOCS_OUTPUT}/quillbox.dox)
 endif()
 

@@ -212,7 +212,7 @@ private slots:
         const QStringList library = QStringLiteral(TQKIT_TRANSLATED_FOLDERS).split(u'|');
         for (const QString &path : QStringLiteral(TQKIT_TS_FILES).split(u'|'))
             QTest::newRow(qPrintable(QFileInfo(path).fileName())) << path << library;
-        QTest::newRow("quillbox_de.ts") << QStringLiteral(QUILLBOX_TS_FILE) << QStringList{u"apps/quillbox"_s};
+        QTest::newRow("quillbox_de.ts") << QStringLiteral(QUILLBOX_TS_FILE) << QStringList{u"examples/quillbox"_s};
     }
 
     // The file in the repository, and the same file with the texts collected again from today's
