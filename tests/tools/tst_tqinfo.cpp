@@ -282,6 +282,7 @@ void TestTqinfo::commandLines_data()
         << u"--json "_s + m_dir.path() + u"/notes.txt/ photo.jpg"_s << 1 << uR"(^\{"path":"[^"]+/photo\.jpg".*\}\n$)"_s
         << u"^tqinfo: .*/notes.txt/: Not a directory\n$"_s << 1;
     QTest::newRow("Listing a file gives its reason") << u"--json --list notes.txt"_s << 1 << u"^$"_s << u"^tqinfo: notes.txt: Not a directory\n$"_s << 1;
+    QTest::newRow("and no heading over nothing") << u"--list notes.txt"_s << 1 << u"^$"_s << u"^tqinfo: notes.txt: Not a directory\n$"_s << 1;
     QTest::newRow("No path is a usage error") << u"--json"_s << 2 << u"^$"_s << usage.arg(u"no path given"_s) << 1;
     QTest::newRow("An unknown option is a usage error") << u"--frobnicate notes.txt"_s << 2 << u"^$"_s << usage.arg(u".*frobnicate.*"_s) << 1;
     QTest::newRow("An unknown key gets a hint and the known keys") << u"--keys displayname notes.txt"_s << 2 << u"^$"_s

@@ -426,7 +426,8 @@ int main(int argc, char *argv[])
         else
             table.append(row);
     }
-    if (!json)
+    // A heading over nothing, after an error, would read as an empty folder.
+    if (!json && !(items.isEmpty() && status == Failure))
         table.write(stdout);
 
     if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
