@@ -9,6 +9,8 @@
 #include "TQFuzzSupport.h"
 #include "TQThumbnailService.h"
 
+#include <atomic>
+
 #include <QDir>
 #include <QFile>
 
@@ -34,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     static const QStringList names{u"picture"_s, u"picture.dng"_s};
     static const QSizeF request(128, 96);
-    static volatile quint64 sink = 0; // keeps the reads from being optimised away
+    static std::atomic<quint64> sink{0}; // keeps the reads from being optimised away
 
     const QByteArray bytes = TQFuzz::view(data, size);
     for (const QString &name : names) {
@@ -44,7 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         if (thumbnail.width() > request.width() || thumbnail.height() > request.height())
             TQFuzz::fail("a thumbnail larger than asked for:",
                          u"%1 x %2 for %3"_s.arg(thumbnail.width()).arg(thumbnail.height()).arg(name));
-        sink += TQFuzz::touch(thumbnail.constBits(), thumbnail.sizeInBytes());
+        sink.fetch_add(TQFuzz::touch(thumbnail.constBits(), thumbnail.sizeInBytes()), std::memory_order_relaxed);
     }
     return 0;
 }

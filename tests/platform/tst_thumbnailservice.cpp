@@ -708,7 +708,7 @@ private slots:
         row("missing program", u"i.txt"_s, u"/nonexistent/tqkit-thumbnailer %i %o"_s, QString(), NullOnly);
         row("another type", u"j.txt"_s, io, writes, GreenPicture, u"image/x-tqkit-other;"_s);
         // Limits make a hostile file's demands fail inside the thumbnailer, which then writes its picture.
-        for (const QString confined : {u"sandboxed"_s, u"unconfined"_s}) {
+        for (const QString &confined : {u"sandboxed"_s, u"unconfined"_s}) {
             const auto limited = [&](const char *what, const QString &script, Expected expected = RedPicture) {
                 row(confined.toLatin1() + ", " + what, u"limited-%1-%2.txt"_s.arg(confined, QLatin1StringView(what)).replace(u' ', u'-'), io, script,
                     expected, u"text/plain;"_s, {}, confined);

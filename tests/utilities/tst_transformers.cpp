@@ -44,10 +44,10 @@ class TestTransformers : public QObject
 {
     Q_OBJECT
 
-    const TQFontDescriptionTransformer description;
-    const TQUppercaseTransformer uppercase;
-    const TQIsEmptyTransformer isEmpty;
-    const TQIsNotEmptyTransformer isNotEmpty;
+    const TQFontDescriptionTransformer description{};
+    const TQUppercaseTransformer uppercase{};
+    const TQIsEmptyTransformer isEmpty{};
+    const TQIsNotEmptyTransformer isNotEmpty{};
 
 private slots:
     void transforms_data()
