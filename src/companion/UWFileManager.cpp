@@ -644,10 +644,12 @@ void UWFileManagerPrivate::applyListing(UWFileSubscription *subscription, const 
     for (const UWFolderListing::Entry &entry : entries) {
         const UWStatInfo fresh = entry.file->statInfo();
         // What an item told here reads of its file is what the listing read.
-        const UWKnownStatus known(s->childPath(entry.name), true, fresh);
+        std::optional<UWKnownStatus> known;
         if (const UWStandardFileRef old = previous.value(entry.name)) {
-            if (const int type = eventForStatus(old->statInfo(), fresh, !old->exists()))
+            if (const int type = eventForStatus(old->statInfo(), fresh, !old->exists())) {
+                known.emplace(s->childPath(entry.name), true, fresh);
                 changes.tell(old, {type, {}}, ChangeRecorder::Changed);
+            }
             kept.insert(old.get());
             now.append(old);
             continue;
@@ -658,6 +660,7 @@ void UWFileManagerPrivate::applyListing(UWFileSubscription *subscription, const 
         const bool sameFile = moved && moved->statInfo().modifiedNSecs == fresh.modifiedNSecs
             && moved->statInfo().bornNSecs == fresh.bornNSecs;
         if (sameFile && !kept.contains(moved.get()) && !listedNames.contains(moved->nativeFileName())) {
+            known.emplace(s->childPath(entry.name), true, fresh);
             changes.tell(moved, s->renamedTo(entry.name), ChangeRecorder::Renamed);
             kept.insert(moved.get());
             now.append(moved);
