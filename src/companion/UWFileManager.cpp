@@ -369,6 +369,8 @@ public:
     std::deque<UWHeardStep> steps;
     quint64 clock = 0;   // counts what was heard; answers are stamped with it
     bool asking = false; // a worker is finding answers
+    bool askedAgain = false;
+    quint64 askedUpTo = 0; // the clock when the worker was last asked
     bool pumping = false;
     bool pumpQueued = false;
     QHash<QByteArray, Lookup> lookups;   // by path
@@ -872,6 +874,7 @@ bool UWFileManagerPrivate::ask()
         return false;
     asking = true;
     const quint64 askedAt = clock;
+    askedUpTo = askedAt;
     pool.start([this, paths, newcomers, folders, askedAt] {
         QHash<QByteArray, Lookup> found;
         found.reserve(paths.size() + newcomers.size());
@@ -911,8 +914,16 @@ void UWFileManagerPrivate::answersArrived(const QHash<QByteArray, Lookup> &found
     lookups.insert(found);
     listings.insert(listed);
     // What was heard while the worker asked goes after the steps that waited, so that it wins
-    // over an answer it made stale.
+    // over an answer it made stale. It is asked about before anything is applied, once: a
+    // write that was under way is then reported as it ended rather than in halves, and a
+    // program that never stops writing is not waited for a second time.
     hear();
+    if (clock > askedUpTo && !askedAgain) {
+        askedAgain = true;
+        if (ask())
+            return;
+    }
+    askedAgain = false;
     pump(false);
 }
 
