@@ -25,6 +25,7 @@
 
 #include <cstring>
 #include <deque>
+#include <optional>
 #include <utility>
 
 namespace {
@@ -34,11 +35,13 @@ constexpr uint32_t watchMask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_
 
 // Reads of the event queue per wake-up: a program that writes without pause must not keep the
 // GUI thread in here for long; the notifier wakes us again for the rest after the loop has
-// turned. Each event that names a new file costs a status request and a new item here, and a
-// view's entry for it: 16 KiB of events (about 500 with short names) is a few milliseconds of
-// that, where a whole queue of the kernel's default length (16384 events) was 40 to 90.
+// turned. Each event that names a new file becomes a new item and a view's entry for it:
+// 16 KiB of events (about 500 with short names) is a few milliseconds of that.
 constexpr int readsPerBatch = 2;
 constexpr size_t readSize = 8 * 1024;
+// Steps applied per turn of the event loop, about what one wake-up reads: after a long wait
+// for a slow folder the queue may hold far more than that.
+constexpr int stepsPerTurn = 1024;
 
 // Hears which keys an item announces while it takes in one event.
 class KeyRecorder final : public UWFileObserver
@@ -166,6 +169,9 @@ public:
     // whether only a new listing can tell what happened (events dropped, the folder gone).
     QSet<QByteArray> touched;
     bool stale = false;
+    // When the folder was last listed, on the manager's clock: a relisting asked for before
+    // then has nothing left to tell.
+    quint64 listedAt = 0;
     int watch = -1;
     dev_t device = 0; // the watched folder's identity, to tell whether it still is at path
     ino_t inode = 0;
@@ -284,6 +290,27 @@ private:
     QHash<UWFileSubscription *, size_t> m_index;
 };
 
+// What the file manager has heard and not applied yet, in the order it was heard: an event,
+// or a mark that stands for what the events cannot say.
+struct UWHeardStep
+{
+    enum Kind : quint8 {
+        Event,
+        Overflow, // the kernel dropped events: every folder is listed again
+        Drained,  // the queue was read to its end: moves still half-heard left the folders
+        CatchUp,  // an adopted listing's names that events touched before the adoption
+        Relist,   // one folder is listed again
+    };
+    Kind kind = Event;
+    quint64 heardAt = 0; // on the manager's clock
+    int watch = -1;
+    uint32_t mask = 0;
+    uint32_t cookie = 0;
+    QByteArray name;
+    std::weak_ptr<UWFileSubscription> subscription; // CatchUp, Relist
+    QSet<QByteArray> names;                          // CatchUp
+};
+
 class UWFileManagerPrivate
 {
 public:
@@ -305,6 +332,22 @@ public:
         std::weak_ptr<UWFileSubscription> subscription;
         QByteArray name;
     };
+    // What a worker found at a path, or in a folder, once asked at askedAt: it tells about
+    // everything heard up to then, and nothing about what was heard later.
+    struct Lookup
+    {
+        quint64 askedAt = 0;
+        bool present = false;
+        UWStatInfo stat;
+        UWStandardFileRef file; // made from stat, when present
+    };
+    struct Listing
+    {
+        quint64 askedAt = 0;
+        QList<UWFolderListing::Entry> entries;
+        QString error;
+    };
+    using NameKey = std::pair<int, QByteArray>; // a watch and a name in its folder
 
     UWFileManager *q;
     QThreadPool pool;
@@ -319,6 +362,23 @@ public:
     // Moves whose second half may be in the events not read yet, when a batch stopped early.
     QMultiHash<uint32_t, Pending> movedAway;
 
+    // Anything that needs the file system's answer (a new name's status, a folder's listing)
+    // is asked for on the utility queue; the steps wait in order until it is in, so that the
+    // folders' change batches keep the order the events came in while the GUI thread never
+    // waits for a slow folder.
+    std::deque<UWHeardStep> steps;
+    quint64 clock = 0;   // counts what was heard; answers are stamped with it
+    bool asking = false; // a worker is finding answers
+    bool askedAgain = false;
+    quint64 askedUpTo = 0; // the clock when the worker was last asked
+    bool pumping = false;
+    bool pumpQueued = false;
+    QHash<QByteArray, Lookup> lookups;   // by path
+    QHash<QByteArray, Listing> listings; // by folder path
+    // When each name was last deleted or moved away, as heard: a name created before that
+    // is gone again and needs no looking up.
+    QHash<NameKey, quint64> lastGone;
+
     void startWatching();
     void attach(UWFileSubscription *subscription);
     void detach(UWFileSubscription *subscription);
@@ -331,13 +391,48 @@ public:
         UWFileManager *manager = UWFileManager::sharedFileManager();
         return manager && manager->d->adopt(subscription, std::move(files), std::move(byName));
     }
-    void noteBeforeLoad(UWFileSubscription *subscription, const inotify_event *event);
-    void relist(UWFileSubscription *subscription, UWFolderBatch &batch);
+    void noteBeforeLoad(UWFileSubscription *subscription, const UWHeardStep &event);
+    void relistNow(UWFileSubscription *subscription, UWFolderBatch &batch);
+    void applyListing(UWFileSubscription *subscription, const QList<UWFolderListing::Entry> &entries,
+                      const QString &error, UWFolderBatch &batch);
     void report(UWFolderBatch &batch);
     void forget(UWFileSubscription *subscription);
+
     void readEvents();
-    void apply(UWFileSubscription *subscription, const inotify_event *event, UWFolderBatch &batch);
-    void moveArrived(UWFileSubscription *subscription, uint32_t cookie, const QByteArray &name, UWFolderBatch &batch);
+    void hear();
+    void pump(bool gatherFirst);
+    void schedulePump();
+    bool ask();
+    void answersArrived(const QHash<QByteArray, Lookup> &found, const QHash<QByteArray, Listing> &listed);
+    bool applyStep(const UWHeardStep &step, UWFolderBatch &batch);
+    bool catchUp(const UWHeardStep &step, UWFolderBatch &batch);
+    bool relistFromAnswer(const UWHeardStep &step, UWFolderBatch &batch);
+    void apply(UWFileSubscription *subscription, const UWHeardStep &event, UWFolderBatch &batch);
+    void moveArrived(UWFileSubscription *subscription, const UWHeardStep &event, UWFolderBatch &batch);
+    QMultiHash<uint32_t, Pending>::iterator moveSource(UWFileSubscription *subscription, uint32_t cookie);
+    bool needsLookup(UWFileSubscription *subscription, const UWHeardStep &event, bool guess = false);
+    bool answered(const QByteArray &path, quint64 heardAt) const
+    {
+        const auto it = lookups.constFind(path);
+        return it != lookups.cend() && it->askedAt >= heardAt;
+    }
+    // Whether the name \a event created was deleted or moved away again by a later event.
+    bool goneLater(const UWHeardStep &event) const
+    {
+        return lastGone.value({event.watch, event.name}) > event.heardAt;
+    }
+    // The item for the new entry \a event made, as a worker found it; nullptr when it is gone.
+    UWStandardFileRef arrival(UWFileSubscriptionPrivate *s, const UWHeardStep &event) const
+    {
+        if (goneLater(event))
+            return nullptr;
+        const QByteArray path = s->childPath(event.name);
+        const Lookup found = lookups.value(path);
+        if (!found.present || found.file)
+            return found.file;
+        // Asked for as a status only; the status is all an item needs to be made.
+        return UWFileFactory::make(QUrl(), path, &found.stat);
+    }
     void mountsChanged();
 };
 
@@ -426,7 +521,7 @@ void UWFileManagerPrivate::load(UWFileSubscription *subscription)
     UWFileSubscriptionPrivate *s = subscription->d.get();
     if (s->loaded) {
         UWFolderBatch batch;
-        relist(subscription, batch);
+        relistNow(subscription, batch);
         report(batch);
         return;
     }
@@ -439,6 +534,7 @@ void UWFileManagerPrivate::load(UWFileSubscription *subscription)
         s->files.append(entry.file);
     s->reindex();
     s->loaded = true;
+    s->listedAt = clock;
     s->touched.clear();
     s->stale = false;
     attach(subscription);
@@ -465,72 +561,69 @@ bool UWFileManagerPrivate::adopt(UWFileSubscription *subscription, QList<UWStand
     else
         s->byName = std::move(byName);
     s->loaded = true;
-    const QSet<QByteArray> touched = std::exchange(s->touched, {});
+    QSet<QByteArray> touched = std::exchange(s->touched, {});
     const bool stale = std::exchange(s->stale, false) || (!watchedBefore && inotifyFd >= 0);
-    UWFolderBatch batch;
+    // Both go before whatever is still waiting in the queue: the events that touched the names
+    // (or were lost) came first.
+    UWHeardStep step;
+    step.heardAt = clock;
+    step.subscription = s->self;
     if (stale) {
         // Only the folder itself can say what the lost events did.
         qCDebug(lcCompanion).noquote() << "listing again after lost events:" << QFile::decodeName(s->path);
-        relist(subscription, batch);
-        report(batch);
+        step.kind = UWHeardStep::Relist;
+    } else if (!touched.isEmpty()) {
+        // The listing may have seen each touched entry before or after its change: its item is
+        // compared with what is there now, which is what the events led to.
+        step.kind = UWHeardStep::CatchUp;
+        step.names = std::move(touched);
+    } else {
+        attach(subscription);
         return true;
     }
-    // The listing may have seen each touched entry before or after its change: its item is
-    // compared with what is there now, which is what the events led to.
-    ChangeRecorder &changes = batch.of(subscription);
-    for (const QByteArray &name : touched) {
-        const UWStandardFileRef existing = s->find(name);
-        UWStatInfo fresh;
-        if (!fresh.read(s->childPath(name).constData())) {
-            if (existing) {
-                s->remove(existing, name);
-                changes.tell(existing, {UWFileEvent::Removed, {}}, ChangeRecorder::Removed);
-            }
-            continue;
-        }
-        if (!existing) {
-            if (UWStandardFileRef file = UWStandardFile::newFileForNativePath(s->childPath(name)); file && file->exists()) {
-                s->append(file);
-                changes.note(file, ChangeRecorder::Added);
-            }
-            continue;
-        }
-        const UWStatInfo was = existing->statInfo();
-        if (const int type = eventForStatus(was, fresh, fresh.device != was.device))
-            changes.tell(existing, {type, {}}, ChangeRecorder::Changed);
-    }
     attach(subscription);
-    report(batch);
+    steps.push_front(std::move(step));
+    if (!pumping)
+        pump(true);
     return true;
 }
 
 // Events for a folder watched but not loaded yet: its listing is being made elsewhere, and
 // what these events did is looked up when it is adopted.
-void UWFileManagerPrivate::noteBeforeLoad(UWFileSubscription *subscription, const inotify_event *event)
+void UWFileManagerPrivate::noteBeforeLoad(UWFileSubscription *subscription, const UWHeardStep &event)
 {
     UWFileSubscriptionPrivate *s = subscription->d.get();
-    if (event->mask & IN_IGNORED) {
-        byWatch.remove(event->wd);
+    if (event.mask & IN_IGNORED) {
+        byWatch.remove(event.watch);
         s->watch = -1;
         s->stale = true;
-    } else if (event->len == 0) {
-        if ((event->mask & IN_DELETE_SELF) || ((event->mask & IN_MOVE_SELF) && !s->stillAtPath())) {
+    } else if (event.name.isEmpty()) {
+        if ((event.mask & IN_DELETE_SELF) || ((event.mask & IN_MOVE_SELF) && !s->stillAtPath())) {
             detach(subscription);
             s->stale = true;
         }
     } else {
-        s->touched.insert(QByteArray(event->name));
+        s->touched.insert(event.name);
     }
 }
 
-void UWFileManagerPrivate::relist(UWFileSubscription *subscription, UWFolderBatch &batch)
+// A listing on the calling thread, for the callers that ask for one at once.
+void UWFileManagerPrivate::relistNow(UWFileSubscription *subscription, UWFolderBatch &batch)
+{
+    UWFileSubscriptionPrivate *s = subscription->d.get();
+    attach(subscription); // a folder that has come to the path since the last watch went
+    QString error;
+    const QList<UWFolderListing::Entry> entries = UWFolderListing::list(s->path, &error);
+    s->listedAt = clock;
+    applyListing(subscription, entries, error, batch);
+}
+
+void UWFileManagerPrivate::applyListing(UWFileSubscription *subscription, const QList<UWFolderListing::Entry> &entries,
+                                        const QString &error, UWFolderBatch &batch)
 {
     UWFileSubscriptionPrivate *s = subscription->d.get();
     ChangeRecorder &changes = batch.of(subscription);
     s->compact();
-    attach(subscription); // a folder that has come to the path since the last watch went
-    QString error;
-    const QList<UWFolderListing::Entry> entries = UWFolderListing::list(s->path, &error);
     if (!error.isEmpty())
         qCInfo(lcCompanion).noquote() << "cannot list" << QFile::decodeName(s->path) << "-" << error;
 
@@ -552,9 +645,13 @@ void UWFileManagerPrivate::relist(UWFileSubscription *subscription, UWFolderBatc
     QSet<const UWStandardFile *> kept;
     for (const UWFolderListing::Entry &entry : entries) {
         const UWStatInfo fresh = entry.file->statInfo();
+        // What an item told here reads of its file is what the listing read.
+        std::optional<UWKnownStatus> known;
         if (const UWStandardFileRef old = previous.value(entry.name)) {
-            if (const int type = eventForStatus(old->statInfo(), fresh, !old->exists()))
+            if (const int type = eventForStatus(old->statInfo(), fresh, !old->exists())) {
+                known.emplace(s->childPath(entry.name), true, fresh);
                 changes.tell(old, {type, {}}, ChangeRecorder::Changed);
+            }
             kept.insert(old.get());
             now.append(old);
             continue;
@@ -565,6 +662,7 @@ void UWFileManagerPrivate::relist(UWFileSubscription *subscription, UWFolderBatc
         const bool sameFile = moved && moved->statInfo().modifiedNSecs == fresh.modifiedNSecs
             && moved->statInfo().bornNSecs == fresh.bornNSecs;
         if (sameFile && !kept.contains(moved.get()) && !listedNames.contains(moved->nativeFileName())) {
+            known.emplace(s->childPath(entry.name), true, fresh);
             changes.tell(moved, s->renamedTo(entry.name), ChangeRecorder::Renamed);
             kept.insert(moved.get());
             now.append(moved);
@@ -583,16 +681,6 @@ void UWFileManagerPrivate::relist(UWFileSubscription *subscription, UWFolderBatc
 
 void UWFileManagerPrivate::report(UWFolderBatch &batch)
 {
-    // Relisted last: whatever the events said, the listing is what is on disk now.
-    for (size_t i = 0; i < batch.folders().size(); ++i) {
-        UWFileSubscription *subscription = batch.folders()[i].guard.get();
-        if (!batch.folders()[i].relist || !subscription)
-            continue;
-        if (subscription->d->loaded)
-            relist(subscription, batch);
-        else
-            subscription->d->stale = true; // its adoption lists it again
-    }
     for (UWFolderBatch::Folder &folder : batch.folders()) {
         UWFileSubscription *subscription = folder.guard.get();
         if (!subscription)
@@ -618,10 +706,17 @@ void UWFileManagerPrivate::forget(UWFileSubscription *subscription)
 
 void UWFileManagerPrivate::readEvents()
 {
-    UWFolderBatch batch;
+    hear();
+    pump(true);
+}
+
+// Reads what the kernel has to say into the queue of steps; nothing is applied here.
+void UWFileManagerPrivate::hear()
+{
+    if (inotifyFd < 0)
+        return;
     bool overflow = false;
     bool drained = false;
-
     alignas(inotify_event) char buffer[readSize];
     for (int reads = 0; reads < readsPerBatch; ++reads) {
         const ssize_t length = ::read(inotifyFd, buffer, sizeof buffer);
@@ -636,21 +731,227 @@ void UWFileManagerPrivate::readEvents()
                 overflow = true;
                 continue;
             }
-            // A copy: telling items may make or drop subscriptions of this very watch.
-            const QList<UWFileSubscription *> sharing = byWatch.value(event->wd);
-            for (UWFileSubscription *subscription : sharing)
-                apply(subscription, event, batch);
+            UWHeardStep step;
+            step.heardAt = ++clock;
+            step.watch = event->wd;
+            step.mask = event->mask;
+            step.cookie = event->cookie;
+            if (event->len > 0)
+                step.name = QByteArray(event->name);
+            if ((step.mask & (IN_DELETE | IN_MOVED_FROM)) && !step.name.isEmpty())
+                lastGone.insert({step.watch, step.name}, step.heardAt);
+            steps.push_back(std::move(step));
         }
     }
     if (overflow) {
-        // The kernel dropped events: only a fresh listing tells what happened, and it finds
-        // renames by their inodes; the halves of moves still waiting may never come.
+        UWHeardStep step;
+        step.kind = UWHeardStep::Overflow;
+        step.heardAt = ++clock;
+        steps.push_back(std::move(step));
+    } else if (drained && (steps.empty() || steps.back().kind != UWHeardStep::Drained)) {
+        UWHeardStep step;
+        step.kind = UWHeardStep::Drained;
+        step.heardAt = clock;
+        steps.push_back(std::move(step));
+    }
+}
+
+// Applies the steps in order until one needs an answer not in yet, reporting what they did.
+// Steps just heard first wait until everything they are likely to need is in, so that what
+// one read brought is reported as one batch; once answers are in, the steps are applied as
+// far as they can be, so that a program that never stops making files cannot starve them.
+void UWFileManagerPrivate::pump(bool gatherFirst)
+{
+    if (pumping || asking)
+        return;
+    if (gatherFirst && ask())
+        return;
+    pumping = true;
+    UWFolderBatch batch;
+    bool waits = false;
+    for (int budget = stepsPerTurn; budget > 0 && !steps.empty(); --budget) {
+        if (!applyStep(steps.front(), batch)) {
+            waits = true;
+            break;
+        }
+        steps.pop_front();
+    }
+    // Relisted after the events applied with them: whatever the events said, the listing is
+    // what is on disk then. In reverse, so that the folders are listed in the order touched.
+    bool relists = false;
+    for (auto it = batch.folders().rbegin(); it != batch.folders().rend(); ++it) {
+        UWFileSubscription *subscription = it->guard.get();
+        if (!it->relist || !subscription)
+            continue;
+        if (!subscription->d->loaded) {
+            subscription->d->stale = true; // its adoption lists it again
+            continue;
+        }
+        UWHeardStep step;
+        step.kind = UWHeardStep::Relist;
+        step.heardAt = clock;
+        step.subscription = it->guard;
+        steps.push_front(std::move(step));
+        relists = true;
+    }
+    report(batch);
+    pumping = false;
+    if (waits && !relists && ask())
+        return;
+    if (!steps.empty())
+        schedulePump();
+    else if (!asking) {
+        // Nothing waits for them: the items found go with the last reference elsewhere.
+        lookups.clear();
+        listings.clear();
+        lastGone.clear();
+    }
+}
+
+void UWFileManagerPrivate::schedulePump()
+{
+    if (pumpQueued)
+        return;
+    pumpQueued = true;
+    QMetaObject::invokeMethod(
+        q,
+        [this] {
+            pumpQueued = false;
+            pump(true);
+        },
+        Qt::QueuedConnection);
+}
+
+// Asks a worker for what the first step waits for and, while it is at it, for what the steps
+// after it are likely to wait for: one round trip for everything heard so far. False when
+// nothing needs asking.
+bool UWFileManagerPrivate::ask()
+{
+    if (asking || steps.empty())
+        return asking;
+    QSet<QByteArray> paths;     // whose status an item told takes
+    QSet<QByteArray> newcomers; // that may need a new item
+    QSet<QByteArray> folders;
+    bool first = true;
+    for (const UWHeardStep &step : steps) {
+        switch (step.kind) {
+        case UWHeardStep::Event:
+            // The steps after the first are not applied yet: whether their names will be
+            // listed is a guess, on the side of asking.
+            for (UWFileSubscription *subscription : byWatch.value(step.watch)) {
+                if (needsLookup(subscription, step, !first))
+                    (step.mask & (IN_CREATE | IN_MOVED_TO) ? newcomers : paths).insert(subscription->d->childPath(step.name));
+            }
+            break;
+        case UWHeardStep::CatchUp:
+            if (const std::shared_ptr<UWFileSubscription> subscription = step.subscription.lock()) {
+                for (const QByteArray &name : step.names) {
+                    const QByteArray path = subscription->d->childPath(name);
+                    if (!answered(path, step.heardAt))
+                        newcomers.insert(path);
+                }
+            }
+            break;
+        case UWHeardStep::Relist:
+            if (const std::shared_ptr<UWFileSubscription> subscription = step.subscription.lock()) {
+                UWFileSubscriptionPrivate *s = subscription->d.get();
+                const auto listed = listings.constFind(s->path);
+                if (s->listedAt < step.heardAt && (listed == listings.cend() || listed->askedAt < step.heardAt)) {
+                    // Watched before it is listed, so that nothing after the listing is lost.
+                    attach(subscription.get());
+                    folders.insert(s->path);
+                }
+            }
+            break;
+        case UWHeardStep::Overflow:
+        case UWHeardStep::Drained:
+            break;
+        }
+        first = false;
+    }
+    paths -= newcomers;
+    if (paths.isEmpty() && newcomers.isEmpty() && folders.isEmpty())
+        return false;
+    asking = true;
+    const quint64 askedAt = clock;
+    askedUpTo = askedAt;
+    pool.start([this, paths, newcomers, folders, askedAt] {
+        QHash<QByteArray, Lookup> found;
+        found.reserve(paths.size() + newcomers.size());
+        for (const QSet<QByteArray> *set : {&newcomers, &paths}) {
+            for (const QByteArray &path : *set) {
+                Lookup lookup;
+                lookup.askedAt = askedAt;
+                lookup.present = lookup.stat.read(path.constData());
+                if (lookup.present && set == &newcomers) {
+                    lookup.file = UWFileFactory::make(QUrl(), path, &lookup.stat);
+                    // What a view reads first of a new entry, which may read the folder's
+                    // ".hidden" file and the file's first bytes: here, not on the GUI thread.
+                    if (lookup.file) {
+                        lookup.file->isInvisible();
+                        lookup.file->kindString();
+                    }
+                }
+                found.insert(path, std::move(lookup));
+            }
+        }
+        QHash<QByteArray, Listing> listed;
+        for (const QByteArray &folder : folders) {
+            Listing listing;
+            listing.askedAt = askedAt;
+            listing.entries = UWFolderListing::list(folder, &listing.error);
+            listed.insert(folder, std::move(listing));
+        }
+        QMetaObject::invokeMethod(
+            q, [this, found, listed] { answersArrived(found, listed); }, Qt::QueuedConnection);
+    });
+    return true;
+}
+
+void UWFileManagerPrivate::answersArrived(const QHash<QByteArray, Lookup> &found, const QHash<QByteArray, Listing> &listed)
+{
+    asking = false;
+    lookups.insert(found);
+    listings.insert(listed);
+    // What was heard while the worker asked goes after the steps that waited, so that it wins
+    // over an answer it made stale. It is asked about before anything is applied, once: a
+    // write that was under way is then reported as it ended rather than in halves, and a
+    // program that never stops writing is not waited for a second time.
+    hear();
+    if (clock > askedUpTo && !askedAgain) {
+        askedAgain = true;
+        if (ask())
+            return;
+    }
+    askedAgain = false;
+    pump(false);
+}
+
+// Applies \a step; false, leaving everything as it was, when it needs an answer not in yet.
+bool UWFileManagerPrivate::applyStep(const UWHeardStep &step, UWFolderBatch &batch)
+{
+    switch (step.kind) {
+    case UWHeardStep::Event: {
+        // A copy: telling items may make or drop subscriptions of this very watch.
+        const QList<UWFileSubscription *> sharing = byWatch.value(step.watch);
+        for (UWFileSubscription *subscription : sharing) {
+            if (needsLookup(subscription, step))
+                return false;
+        }
+        for (UWFileSubscription *subscription : sharing)
+            apply(subscription, step, batch);
+        return true;
+    }
+    case UWHeardStep::Overflow:
+        // Only a fresh listing tells what happened, and it finds renames by their inodes; the
+        // halves of moves still waiting may never come.
         movedAway.clear();
         for (const QList<UWFileSubscription *> &sharing : std::as_const(byWatch)) {
             for (UWFileSubscription *subscription : sharing)
                 batch.relistLater(subscription);
         }
-    } else if (drained) {
+        return true;
+    case UWHeardStep::Drained:
         // A move whose other half never came left the watched folders.
         for (const Pending &away : std::as_const(movedAway)) {
             const std::shared_ptr<UWFileSubscription> subscription = away.subscription.lock();
@@ -663,83 +964,170 @@ void UWFileManagerPrivate::readEvents()
             }
         }
         movedAway.clear();
+        return true;
+    case UWHeardStep::CatchUp:
+        return catchUp(step, batch);
+    case UWHeardStep::Relist:
+        return relistFromAnswer(step, batch);
     }
-    report(batch);
+    return true;
 }
 
-void UWFileManagerPrivate::apply(UWFileSubscription *subscription, const inotify_event *event, UWFolderBatch &batch)
+bool UWFileManagerPrivate::catchUp(const UWHeardStep &step, UWFolderBatch &batch)
+{
+    const std::shared_ptr<UWFileSubscription> subscription = step.subscription.lock();
+    if (!subscription)
+        return true;
+    UWFileSubscriptionPrivate *s = subscription->d.get();
+    for (const QByteArray &name : step.names) {
+        if (!answered(s->childPath(name), step.heardAt))
+            return false;
+    }
+    ChangeRecorder &changes = batch.of(subscription.get());
+    for (const QByteArray &name : step.names) {
+        const Lookup found = lookups.value(s->childPath(name));
+        const UWStandardFileRef existing = s->find(name);
+        if (!found.present) {
+            if (existing) {
+                s->remove(existing, name);
+                changes.tell(existing, {UWFileEvent::Removed, {}}, ChangeRecorder::Removed);
+            }
+        } else if (!existing) {
+            const UWStandardFileRef file = found.file ? found.file : UWFileFactory::make(QUrl(), s->childPath(name), &found.stat);
+            if (file) {
+                s->append(file);
+                changes.note(file, ChangeRecorder::Added);
+            }
+        } else {
+            const UWStatInfo was = existing->statInfo();
+            if (const int type = eventForStatus(was, found.stat, found.stat.device != was.device)) {
+                const UWKnownStatus known(s->childPath(name), true, found.stat);
+                changes.tell(existing, {type, {}}, ChangeRecorder::Changed);
+            }
+        }
+    }
+    return true;
+}
+
+bool UWFileManagerPrivate::relistFromAnswer(const UWHeardStep &step, UWFolderBatch &batch)
+{
+    const std::shared_ptr<UWFileSubscription> subscription = step.subscription.lock();
+    if (!subscription)
+        return true;
+    UWFileSubscriptionPrivate *s = subscription->d.get();
+    if (s->listedAt >= step.heardAt)
+        return true; // listed at once since (loadImmediately(), changeHappenedInDirectory())
+    const auto listed = listings.constFind(s->path);
+    if (listed == listings.cend() || listed->askedAt < step.heardAt)
+        return false;
+    s->listedAt = listed->askedAt;
+    applyListing(subscription.get(), listed->entries, listed->error, batch);
+    return true;
+}
+
+// Whether \a event needs a worker's answer for \a subscription that is not in yet: the status
+// of the name it created, moved in or changed, which its item (new, renamed or told) takes.
+// A name that a later event deletes needs none: it is known to be gone. With \a guess, for a
+// step whose turn has not come, a name changed is taken to be listed by then.
+bool UWFileManagerPrivate::needsLookup(UWFileSubscription *subscription, const UWHeardStep &event, bool guess)
+{
+    UWFileSubscriptionPrivate *s = subscription->d.get();
+    if (!s->loaded || event.name.isEmpty() || goneLater(event))
+        return false;
+    if (event.mask & (IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB)) {
+        if (!guess && !s->find(event.name))
+            return false;
+    } else if (!(event.mask & (IN_CREATE | IN_MOVED_TO))) {
+        return false;
+    }
+    return !answered(s->childPath(event.name), event.heardAt);
+}
+
+void UWFileManagerPrivate::apply(UWFileSubscription *subscription, const UWHeardStep &event, UWFolderBatch &batch)
 {
     UWFileSubscriptionPrivate *s = subscription->d.get();
     if (!s->loaded) {
         noteBeforeLoad(subscription, event);
         return;
     }
-    if (event->mask & IN_IGNORED) {
+    if (event.mask & IN_IGNORED) {
         // The watch is gone (the folder was deleted, or its file system unmounted).
-        byWatch.remove(event->wd);
+        byWatch.remove(event.watch);
         s->watch = -1;
         batch.relistLater(subscription);
         return;
     }
-    if (event->len == 0) {
+    if (event.name.isEmpty()) {
         // The folder itself; its own item hears of it from its parent. Gone from the path,
         // it takes its listing along; the path may be another folder's now.
-        if ((event->mask & IN_DELETE_SELF) || ((event->mask & IN_MOVE_SELF) && !s->stillAtPath())) {
+        if ((event.mask & IN_DELETE_SELF) || ((event.mask & IN_MOVE_SELF) && !s->stillAtPath())) {
             detach(subscription);
             batch.relistLater(subscription);
         }
         return;
     }
-    const QByteArray name(event->name);
-    if (event->mask & IN_MOVED_FROM) {
-        movedAway.insert(event->cookie, {s->self, name});
+    const QByteArray &name = event.name;
+    if (event.mask & IN_MOVED_FROM) {
+        movedAway.insert(event.cookie, {s->self, name});
         return;
     }
     ChangeRecorder &changes = batch.of(subscription);
-    if (event->mask & IN_MOVED_TO) {
-        moveArrived(subscription, event->cookie, name, batch);
+    // The item told takes the status the worker found, not one asked for here.
+    std::optional<UWKnownStatus> known;
+    const QByteArray path = s->childPath(name);
+    if (goneLater(event)) {
+        known.emplace(path, false, UWStatInfo{});
+    } else if (const auto found = lookups.constFind(path); found != lookups.cend() && found->askedAt >= event.heardAt) {
+        known.emplace(path, found->present, found->stat);
+    }
+    if (event.mask & IN_MOVED_TO) {
+        moveArrived(subscription, event, batch);
         return;
     }
     const UWStandardFileRef existing = s->find(name);
-    if (event->mask & IN_CREATE) {
+    if (event.mask & IN_CREATE) {
         if (existing) {
             changes.tell(existing, {UWFileEvent::CreatedOrReplaced, {}}, ChangeRecorder::Changed);
-        } else if (UWStandardFileRef file = UWStandardFile::newFileForNativePath(s->childPath(name)); file && file->exists()) {
+        } else if (const UWStandardFileRef file = arrival(s, event)) {
             s->append(file);
             changes.note(file, ChangeRecorder::Added);
         }
-    } else if (event->mask & IN_DELETE) {
+    } else if (event.mask & IN_DELETE) {
         if (existing) {
             s->remove(existing, name);
             changes.tell(existing, {UWFileEvent::Removed, {}}, ChangeRecorder::Removed);
         }
-    } else if (event->mask & (IN_MODIFY | IN_CLOSE_WRITE)) {
+    } else if (event.mask & (IN_MODIFY | IN_CLOSE_WRITE)) {
         if (existing)
             changes.tell(existing, {UWFileEvent::ContentChanged, {}}, ChangeRecorder::Changed);
-    } else if (event->mask & IN_ATTRIB) {
+    } else if (event.mask & IN_ATTRIB) {
         if (existing)
             changes.tell(existing, {UWFileEvent::AttributesChanged, {}}, ChangeRecorder::Changed);
     }
 }
 
-void UWFileManagerPrivate::moveArrived(UWFileSubscription *subscription, uint32_t cookie, const QByteArray &name,
-                                       UWFolderBatch &batch)
+// The first half heard by this same subscription wins (a folder watched under two paths
+// hears both halves twice); otherwise the one whose folder lists the name.
+QMultiHash<uint32_t, UWFileManagerPrivate::Pending>::iterator UWFileManagerPrivate::moveSource(UWFileSubscription *subscription,
+                                                                                                uint32_t cookie)
 {
-    UWFileSubscriptionPrivate *s = subscription->d.get();
-    ChangeRecorder &changes = batch.of(subscription);
-    const UWStandardFileRef existing = s->find(name);
-    // The first half heard by this same subscription wins (a folder watched under two paths
-    // hears both halves twice); otherwise the one whose folder lists the name.
     auto from = movedAway.end();
     for (auto it = movedAway.find(cookie); it != movedAway.end() && it.key() == cookie; ++it) {
-        if (it->subscription.lock().get() == subscription) {
-            from = it;
-            break;
-        }
+        if (it->subscription.lock().get() == subscription)
+            return it;
         if (from == movedAway.end())
             from = it;
     }
-    if (from != movedAway.end()) {
+    return from;
+}
+
+void UWFileManagerPrivate::moveArrived(UWFileSubscription *subscription, const UWHeardStep &event, UWFolderBatch &batch)
+{
+    UWFileSubscriptionPrivate *s = subscription->d.get();
+    const QByteArray &name = event.name;
+    ChangeRecorder &changes = batch.of(subscription);
+    const UWStandardFileRef existing = s->find(name);
+    if (const auto from = moveSource(subscription, event.cookie); from != movedAway.end()) {
         const std::shared_ptr<UWFileSubscription> source = from->subscription.lock();
         const QByteArray oldName = from->name;
         movedAway.erase(from);
@@ -768,7 +1156,7 @@ void UWFileManagerPrivate::moveArrived(UWFileSubscription *subscription, uint32_
     }
     if (existing) {
         changes.tell(existing, {UWFileEvent::CreatedOrReplaced, {}}, ChangeRecorder::Changed);
-    } else if (UWStandardFileRef file = UWStandardFile::newFileForNativePath(s->childPath(name)); file && file->exists()) {
+    } else if (const UWStandardFileRef file = arrival(s, event)) {
         s->append(file);
         changes.note(file, ChangeRecorder::Added);
     }
@@ -847,7 +1235,7 @@ void UWFileManager::changeHappenedInDirectory(const UWStandardFileRef &folder)
     if (std::shared_ptr<UWFileSubscription> subscription = d->byPath.value(path).lock();
         subscription && subscription->isLoaded()) {
         UWFolderBatch batch;
-        d->relist(subscription.get(), batch);
+        d->relistNow(subscription.get(), batch);
         d->report(batch);
     }
 }

@@ -69,8 +69,11 @@ Q_DECLARE_METATYPE(UWFolderChanges)
     the calling thread; from then on the file manager watches the folder (inotify) and keeps
     files() current: items that change get UWStandardFile::updateForEvent() with the event's
     type, new entries become new items, removed ones leave the list, and filesChanged() is
-    emitted once per batch of changes, naming them. The subscription lives on the main thread;
-    it stops watching when the last reference to it is dropped.
+    emitted once per batch of changes, naming them. The main thread never waits for the folder:
+    new names are looked up, and a folder whose events were lost is listed again, on the utility
+    queue, and what the events did is applied once the answer is in, in the order they came.
+    The subscription lives on the main thread; it stops watching when the last reference to it
+    is dropped.
 
     The subscription stands for its path: when the folder there is deleted or moved away, its
     items leave the listing (they hear UWFileEvent::Removed) and a folder that takes the path
@@ -111,10 +114,11 @@ public:
     /*!
         Takes \a files, the folder's items as listed (on any thread) after startWatching(),
         as the listing, without reading the folder again. The entries that changed since
-        startWatching() are looked at once more (one stat each) and their differences reported
-        by filesChanged() before this returns; a rename among them is reported as a removal and
-        an addition. When the kernel dropped events, or the folder went from its path, meanwhile,
-        the folder is listed again here instead. Returns false, and keeps its own listing, when
+        startWatching() are looked at once more (one stat each, on the utility queue) and their
+        differences reported by filesChanged() once the answers are in, before anything heard
+        later; a rename among them is reported as a removal and an addition. When the kernel
+        dropped events, or the folder went from its path, meanwhile, the folder is listed again
+        on the utility queue instead. Returns false, and keeps its own listing, when
         the subscription was loaded already (by loadImmediately() or an earlier adoption): the
         caller then takes files(). Main thread.
     */

@@ -30,6 +30,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <bit>
 #include <array>
 #include <atomic>
@@ -38,8 +39,45 @@
 #include <optional>
 #include <vector>
 
+namespace {
+thread_local const UWKnownStatus *t_knownStatus = nullptr;
+}
+
+UWKnownStatus::UWKnownStatus(const QByteArray &path, bool present, const UWStatInfo &stat)
+    : present(present)
+    , stat(stat)
+    , m_path(path)
+    , m_outer(t_knownStatus)
+{
+    t_knownStatus = this;
+}
+
+UWKnownStatus::~UWKnownStatus()
+{
+    t_knownStatus = m_outer;
+}
+
+const UWKnownStatus *UWKnownStatus::find(const char *path)
+{
+    for (const UWKnownStatus *known = t_knownStatus; known; known = known->m_outer) {
+        if (known->m_path == path)
+            return known;
+    }
+    return nullptr;
+}
+
 bool UWStatInfo::read(const char *path, bool followLinks)
 {
+    if (!followLinks) {
+        if (const UWKnownStatus *known = UWKnownStatus::find(path)) {
+            if (!known->present) {
+                errno = ENOENT;
+                return false;
+            }
+            *this = known->stat;
+            return true;
+        }
+    }
     return readAt(AT_FDCWD, path, followLinks);
 }
 

@@ -35,6 +35,29 @@ struct UWStatInfo
     bool readAt(int directoryFd, const char *name, bool followLinks = false);
 };
 
+// A status a worker read already. While one is in place on a thread, reads there of its path
+// (not following a final link) take it instead of asking the file system again: the file
+// manager tells items their events with one, so that the GUI thread never waits for a slow
+// folder. They nest; the innermost for a path wins.
+class UWKnownStatus
+{
+public:
+    UWKnownStatus(const QByteArray &path, bool present, const UWStatInfo &stat);
+    ~UWKnownStatus();
+    UWKnownStatus(const UWKnownStatus &) = delete;
+    UWKnownStatus &operator=(const UWKnownStatus &) = delete;
+
+    // The status in place on this thread for \a path; nullptr when there is none.
+    static const UWKnownStatus *find(const char *path);
+
+    const bool present;   // false: nothing was there
+    const UWStatInfo stat; // when present
+
+private:
+    const QByteArray m_path;
+    const UWKnownStatus *const m_outer;
+};
+
 // The names \a folder's ".hidden" file lists, one per line; empty when it has none or it is not
 // a regular file (refusing one is logged). Any thread.
 QList<QByteArray> uwNamesInHiddenFile(const QByteArray &folder);
