@@ -477,23 +477,23 @@ bool QuillboxWindow::openFolder(const UWStandardFileRef &folder, bool remember)
 
 void QuillboxWindow::goBack()
 {
-    if (d->back.isEmpty())
-        return;
-    const QByteArray left = d->folder ? d->folder->nativePath() : QByteArray();
-    const QByteArray path = d->back.takeLast();
-    if (openFolder(UWStandardFile::newFileForNativePath(path), false) && !left.isEmpty())
-        d->forward.append(left);
-    updateActions();
+    travel(d->back, d->forward);
 }
 
 void QuillboxWindow::goForward()
 {
-    if (d->forward.isEmpty())
+    travel(d->forward, d->back);
+}
+
+// Back and forward are mirror images: the folder left goes onto the other history.
+void QuillboxWindow::travel(QList<QByteArray> &from, QList<QByteArray> &to)
+{
+    if (from.isEmpty())
         return;
     const QByteArray left = d->folder ? d->folder->nativePath() : QByteArray();
-    const QByteArray path = d->forward.takeLast();
+    const QByteArray path = from.takeLast();
     if (openFolder(UWStandardFile::newFileForNativePath(path), false) && !left.isEmpty())
-        d->back.append(left);
+        to.append(left);
     updateActions();
 }
 

@@ -109,6 +109,7 @@ private:
     void rebuildFileMenu();
     void rebuildBookmarksMenu();
     void updateActions();
+    void travel(QList<QByteArray> &from, QList<QByteArray> &to);
     void saveState();
     QList<QByteArray> selectedPaths() const;
 
