@@ -440,6 +440,12 @@ private slots:
         QByteArray outside = with(&Tiff::ifd0, t.ascii(0x0110, "a long model name"));
         outside.chop(5);
         QTest::newRow("a value past the end of the block") << outside << false;
+        // A broken writer's value offset of 0 points at the block's own header.
+        QByteArray atHeader = with(&Tiff::exif, t.rationals(0x920a, {47, 10}));
+        const qsizetype focal = atHeader.indexOf(QByteArray("\x0a\x92\x05\x00\x01\x00\x00\x00", 8));
+        QVERIFY(focal > 0);
+        atHeader.replace(focal + 8, 4, QByteArray(4, '\0'));
+        QTest::newRow("a value at offset 0, the header") << atHeader << false;
         QTest::newRow("a count no block holds") << with(&Tiff::ifd0, Tag{0x0110, 2, 0x40000000, "x"}) << false;
         QTest::newRow("the EXIF IFD is IFD0") << t.block(8) << false;
         QTest::newRow("the GPS IFD is the EXIF IFD") << t.block(0, 8 + 2 + 12 * 3 + 4) << false;

@@ -683,7 +683,9 @@ private:
             if (size <= 4)
                 return valueField;
             const qint64 offset = exif->u32(valueField);
-            if (offset > exif->m_size || size > exif->m_size - offset)
+            // Offset 0 is the block's own header, never a value: exiv2 drops such an entry,
+            // and the two readings must agree.
+            if (offset == 0 || offset > exif->m_size || size > exif->m_size - offset)
                 return std::nullopt;
             return offset;
         }
