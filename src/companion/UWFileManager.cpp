@@ -427,7 +427,11 @@ public:
         if (goneLater(event))
             return nullptr;
         const QByteArray path = s->childPath(event.name);
-        const Lookup found = lookups.value(path);
+        return itemFrom(lookups.value(path), path);
+    }
+    // The item a worker's answer for \a path stands for; nullptr when nothing was there.
+    static UWStandardFileRef itemFrom(const Lookup &found, const QByteArray &path)
+    {
         if (!found.present || found.file)
             return found.file;
         // Asked for as a status only; the status is all an item needs to be made.
@@ -985,7 +989,8 @@ bool UWFileManagerPrivate::catchUp(const UWHeardStep &step, UWFolderBatch &batch
     }
     ChangeRecorder &changes = batch.of(subscription.get());
     for (const QByteArray &name : step.names) {
-        const Lookup found = lookups.value(s->childPath(name));
+        const QByteArray path = s->childPath(name);
+        const Lookup found = lookups.value(path);
         const UWStandardFileRef existing = s->find(name);
         if (!found.present) {
             if (existing) {
@@ -993,15 +998,14 @@ bool UWFileManagerPrivate::catchUp(const UWHeardStep &step, UWFolderBatch &batch
                 changes.tell(existing, {UWFileEvent::Removed, {}}, ChangeRecorder::Removed);
             }
         } else if (!existing) {
-            const UWStandardFileRef file = found.file ? found.file : UWFileFactory::make(QUrl(), s->childPath(name), &found.stat);
-            if (file) {
+            if (const UWStandardFileRef file = itemFrom(found, path)) {
                 s->append(file);
                 changes.note(file, ChangeRecorder::Added);
             }
         } else {
             const UWStatInfo was = existing->statInfo();
             if (const int type = eventForStatus(was, found.stat, found.stat.device != was.device)) {
-                const UWKnownStatus known(s->childPath(name), true, found.stat);
+                const UWKnownStatus known(path, true, found.stat);
                 changes.tell(existing, {type, {}}, ChangeRecorder::Changed);
             }
         }
