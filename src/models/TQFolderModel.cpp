@@ -963,6 +963,45 @@ struct TQFolderModel::Private : public QObject,
         Q_EMIT q->layoutChanged({}, QAbstractItemModel::VerticalSortHint);
     }
 
+    // Rows leaving from all over the list (a sort by size or date scatters the files another
+    // program deletes together) would take a removal signal per run, and every view and proxy
+    // walks its rows for each. Instead they move to the end in one layout change, the others
+    // keeping their order, and leave as one run. \a gone: their rows, sorted.
+    void removeScatteredRows(const std::vector<int> &gone)
+    {
+        Q_EMIT q->layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
+        const QModelIndexList before = q->persistentIndexList();
+        Entries reordered;
+        reordered.reserve(rows.size());
+        Entries leaving;
+        leaving.reserve(gone.size());
+        for (size_t r = 0, k = 0; r < rows.size(); ++r) {
+            if (k < gone.size() && size_t(gone[k]) == r) {
+                leaving.push_back(rows[r]);
+                ++k;
+            } else {
+                reordered.push_back(rows[r]);
+            }
+        }
+        const size_t kept = reordered.size();
+        reordered.insert(reordered.end(), leaving.begin(), leaving.end());
+        rows.swap(reordered);
+        numberedUpTo = std::min(numberedUpTo, size_t(gone.front()));
+        QModelIndexList after;
+        after.reserve(before.size());
+        for (const QModelIndex &index : before) {
+            const auto at = std::lower_bound(gone.begin(), gone.end(), index.row());
+            const size_t earlier = size_t(at - gone.begin());
+            const size_t now = at != gone.end() && *at == index.row() ? kept + earlier : size_t(index.row()) - earlier;
+            after.append(q->createIndex(int(now), index.column()));
+        }
+        q->changePersistentIndexList(before, after);
+        Q_EMIT q->layoutChanged({}, QAbstractItemModel::VerticalSortHint);
+        q->beginRemoveRows({}, int(kept), int(rows.size() - 1));
+        rows.resize(kept);
+        q->endRemoveRows();
+    }
+
     void removeEntries(const QList<TQFolderEntry *> &gone)
     {
         if (gone.isEmpty())
@@ -975,6 +1014,13 @@ struct TQFolderModel::Private : public QObject,
                 shown.push_back(e->row);
         }
         std::sort(shown.begin(), shown.end());
+        size_t runs = 0;
+        for (size_t i = 0; i < shown.size(); ++i)
+            runs += i == 0 || shown[i - 1] != shown[i] - 1;
+        if (runs > 16) {
+            removeScatteredRows(shown);
+            shown.clear();
+        }
         for (qsizetype i = qsizetype(shown.size()) - 1; i >= 0;) {
             qsizetype first = i;
             while (first > 0 && shown[size_t(first - 1)] == shown[size_t(first)] - 1)
