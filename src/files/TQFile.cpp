@@ -18,6 +18,8 @@
 #include "UWRecordCache_p.h"
 #include "UWSerialized_p.h"
 
+#include <QDataStream>
+#include <QIODevice>
 #include <QHash>
 #include <QLocale>
 #include <QRandomGenerator>
@@ -53,9 +55,15 @@ Q_CONSTRUCTOR_FUNCTION(installFileFactory)
 namespace {
 
 // The values an image's property dictionary gives, all derived at once when it is read.
+// What an image item keeps of its file's metadata. A folder view asks every image for it, so
+// it is kept small: the dictionary as the bytes of a QDataStream, which keep every value's
+// type (a small JPEG's dictionary takes 1.4 KB as a map, 450 bytes so), read back only when
+// the dictionary itself is asked for, which showing and sorting never do; and the texts that
+// many images share ("8-bit RGB", "Landscape") as one copy (see sharedText()).
 struct ImageValues
 {
-    QVariantMap properties;
+    QByteArray encodedProperties; // empty for an empty dictionary
+    QVariantMap properties() const;
     int orientation = 1;
     TQImageDimensions dimensions;
     TQImageValue focalLength, iso, exposureTime, fNumber;
@@ -446,7 +454,7 @@ const std::vector<TQFileKeys> &TQFileKeys::table()
          [](F f) { return peekSlot(f, &Values::modificationDateString); }, true, quint8(Reset::EveryEvent)},
 
         // The image values, as one change; "dimensionsHeight" is emptied with them, unannounced.
-        TQ_IMAGE_ROW(imageProperties, v.properties, none, Order::None),
+        TQ_IMAGE_ROW(imageProperties, v.properties(), none, Order::None),
         TQ_IMAGE_ROW(orientation, v.orientation, none, Order::None),
         TQ_IMAGE_ROW(EXIFDateString, v.exifDateString, none, Order::None),
         TQ_IMAGE_ROW(dimensionsWidth, v.dimensions.dimensions.width(), TQSortType::Width, Order::Natural),
@@ -553,25 +561,83 @@ const TQFileKeys *TQFileKeys::find(QStringView key)
 
 namespace {
 
-std::shared_ptr<const ImageValues> imageValuesOf(const QVariantMap &properties)
+constexpr QDataStream::Version PropertiesStreamVersion = QDataStream::Qt_6_0;
+
+// One copy of a text for every image that shows it. The pool is bounded, so a session that
+// meets many distinct texts (a camera's exposure times) stops sharing rather than growing.
+QString sharedText(const QString &text)
+{
+    constexpr qsizetype poolLimit = 4096;
+    if (text.isEmpty())
+        return text;
+    static std::mutex lock;
+    static QSet<QString> pool;
+    const std::lock_guard guard(lock);
+    if (const auto it = pool.constFind(text); it != pool.cend())
+        return *it;
+    if (pool.size() < poolLimit)
+        pool.insert(text);
+    return text;
+}
+
+TQImageValue sharedValue(TQImageValue value)
+{
+    value.text = sharedText(value.text);
+    return value;
+}
+
+// Everything but the dictionary's bytes.
+std::shared_ptr<ImageValues> derivedValues(const QVariantMap &properties)
 {
     auto values = std::make_shared<ImageValues>();
-    values->properties = properties;
     values->orientation = TQImageMetadata::orientation(properties);
     values->dimensions = TQImageMetadata::dimensions(properties, values->orientation);
-    values->focalLength = TQImageMetadata::focalLength(properties);
-    values->iso = TQImageMetadata::iso(properties);
-    values->exposureTime = TQImageMetadata::exposureTime(properties);
-    values->fNumber = TQImageMetadata::fNumber(properties);
+    values->dimensions.dimensionsString = sharedText(values->dimensions.dimensionsString);
+    values->dimensions.megapixelString = sharedText(values->dimensions.megapixelString);
+    values->dimensions.generalOrientationString = sharedText(values->dimensions.generalOrientationString);
+    values->focalLength = sharedValue(TQImageMetadata::focalLength(properties));
+    values->iso = sharedValue(TQImageMetadata::iso(properties));
+    values->exposureTime = sharedValue(TQImageMetadata::exposureTime(properties));
+    values->fNumber = sharedValue(TQImageMetadata::fNumber(properties));
     values->exifDate = TQImageMetadata::exifDate(properties, &values->exifDateString);
-    values->imageDepthString = TQImageMetadata::imageDepthString(properties);
-    values->iccProfileString = TQImageMetadata::iccProfileString(properties);
-    values->resolutionString = TQImageMetadata::resolutionString(properties);
-    values->cameraModelString = TQImageMetadata::cameraModelString(properties);
+    values->imageDepthString = sharedText(TQImageMetadata::imageDepthString(properties));
+    values->iccProfileString = sharedText(TQImageMetadata::iccProfileString(properties));
+    values->resolutionString = sharedText(TQImageMetadata::resolutionString(properties));
+    values->cameraModelString = sharedText(TQImageMetadata::cameraModelString(properties));
+    return values;
+}
+
+std::shared_ptr<const ImageValues> imageValuesOf(const QVariantMap &properties)
+{
+    // Every item without a dictionary (non-images, placeholders) shares one record.
+    static const std::shared_ptr<const ImageValues> none = derivedValues({});
+    if (properties.isEmpty())
+        return none;
+    const std::shared_ptr<ImageValues> values = derivedValues(properties);
+    {
+        QDataStream out(&values->encodedProperties, QIODevice::WriteOnly);
+        out.setVersion(PropertiesStreamVersion);
+        out << properties;
+        // The reader puts in plain values only (numbers, texts, lists, dictionaries).
+        if (out.status() != QDataStream::Ok)
+            qCWarning(lcFiles) << "an image's properties could not be kept:" << properties.keys();
+    }
+    values->encodedProperties.squeeze();
     return values;
 }
 
 } // namespace
+
+QVariantMap ImageValues::properties() const
+{
+    QVariantMap properties;
+    if (encodedProperties.isEmpty())
+        return properties;
+    QDataStream in(encodedProperties);
+    in.setVersion(PropertiesStreamVersion);
+    in >> properties;
+    return properties;
+}
 
 std::shared_ptr<const ImageValues> TQFileKeys::imageValues(F file)
 {
@@ -590,10 +656,10 @@ std::shared_ptr<const ImageValues> TQFileKeys::imageValues(F file)
 
 bool TQFile::findAllImageInfo() const
 {
-    return !TQFileKeys::imageValues(*this)->properties.isEmpty();
+    return !TQFileKeys::imageValues(*this)->encodedProperties.isEmpty();
 }
 
-QVariantMap TQFile::imageProperties() const { return TQFileKeys::imageValues(*this)->properties; }
+QVariantMap TQFile::imageProperties() const { return TQFileKeys::imageValues(*this)->properties(); }
 int TQFile::orientation() const { return TQFileKeys::imageValues(*this)->orientation; }
 double TQFile::megapixels() const { return TQFileKeys::imageValues(*this)->dimensions.megapixels; }
 QSizeF TQFile::trueDimensions() const { return TQFileKeys::imageValues(*this)->dimensions.trueDimensions; }
