@@ -54,12 +54,12 @@ Q_CONSTRUCTOR_FUNCTION(installFileFactory)
 
 namespace {
 
-// The values an image's property dictionary gives, all derived at once when it is read.
-// What an image item keeps of its file's metadata. A folder view asks every image for it, so
-// it is kept small: the dictionary as the bytes of a QDataStream, which keep every value's
-// type (a small JPEG's dictionary takes 1.4 KB as a map, 450 bytes so), read back only when
-// the dictionary itself is asked for, which showing and sorting never do; and the texts that
-// many images share ("8-bit RGB", "Landscape") as one copy (see sharedText()).
+// The values an image's property dictionary gives, all derived at once when it is read. A
+// folder view asks every image for them, so they are kept small: the dictionary as the bytes
+// of a QDataStream, which keep every value's type (a small JPEG's dictionary takes 1.4 KB as a
+// map, 450 bytes so), read back only when the dictionary itself is asked for, which showing
+// and sorting never do; and the texts that many images share ("8-bit RGB", "Landscape") as
+// one copy (see sharedText()).
 struct ImageValues
 {
     QByteArray encodedProperties; // empty for an empty dictionary
@@ -619,8 +619,10 @@ std::shared_ptr<const ImageValues> imageValuesOf(const QVariantMap &properties)
         out.setVersion(PropertiesStreamVersion);
         out << properties;
         // The reader puts in plain values only (numbers, texts, lists, dictionaries).
-        if (out.status() != QDataStream::Ok)
+        if (out.status() != QDataStream::Ok) {
             qCWarning(lcFiles) << "an image's properties could not be kept:" << properties.keys();
+            values->encodedProperties.clear();
+        }
     }
     values->encodedProperties.squeeze();
     return values;
