@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "tqkit_export.h"
+
 #include <QByteArrayView>
 #include <QString>
 
@@ -29,7 +31,7 @@ namespace TQMimeMagic {
     but tab, line feed and carriage return), "application/octet-stream" otherwise. Nothing for
     empty data, or when only QMimeDatabase can tell.
 */
-std::optional<QString> mimeTypeForData(QByteArrayView data);
+TQKIT_EXPORT std::optional<QString> mimeTypeForData(QByteArrayView data); // exported for the tests
 
 //! What the cache's name patterns can say about a file name (without a folder).
 struct NameVerdict
