@@ -187,6 +187,15 @@ private slots:
         QVERIFY2(near(bottom, upsideDown ? upper : lower), qPrintable(bottom.name(QColor::HexArgb)));
         for (const QPoint corner : {QPoint(0, 0), QPoint(39, 0), QPoint(0, 9), QPoint(39, 9)})
             QCOMPARE(image.pixelColor(corner).alpha(), roundEnds ? 0 : 255);
+        // The four ends are mirror images of each other, to the antialiasing's rounding.
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                const int alpha = qAlpha(image.pixel(x, y));
+                QVERIFY2(std::abs(alpha - qAlpha(image.pixel(image.width() - 1 - x, y))) <= 2
+                             && std::abs(alpha - qAlpha(image.pixel(x, image.height() - 1 - y))) <= 2,
+                         qPrintable(u"at %1,%2"_s.arg(x).arg(y)));
+            }
+        }
     }
 
     void roundEndsRadius_data()
