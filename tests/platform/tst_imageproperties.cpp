@@ -588,9 +588,10 @@ private slots:
         QTest::addColumn<QByteArray>("padding"); // put in right after a JPEG's SOI
         QTest::addColumn<QString>("hint");
         QTest::addColumn<bool>("asRaw");
+        QTest::addColumn<QByteArray>("brand"); // in place of an ISO file's brands but the first compatible one
         const auto row = [](const char *tag, const char *source, const QByteArray &name, const char *hint, bool raw = false,
-                            const QByteArray &padding = {}) {
-            QTest::newRow(tag) << QString::fromLatin1(source) << name << padding << QString::fromLatin1(hint) << raw;
+                            const QByteArray &padding = {}, const QByteArray &brand = {}) {
+            QTest::newRow(tag) << QString::fromLatin1(source) << name << padding << QString::fromLatin1(hint) << raw << brand;
         };
         row("a PNG named .jpg, hinted as PNG", "photo.png", "png.jpg", "public.png");
         row("a PNG named .jpg, wrongly hinted as JPEG", "photo.png", "png.jpg", "public.jpeg");
@@ -611,6 +612,8 @@ private slots:
         for (int i = 0; i < 3000; ++i)
             restarts += QByteArray("\xff\xff\xff", 3) + char(0xd0 + i % 8);
         row("a JPEG after 3000 restart markers behind fill bytes", "camera.jpg", "padded.jpg", "", false, restarts);
+        // Known by the first of its compatible brands alone, behind the minor version.
+        row("a HEIC known by its first compatible brand, named .bin", "photo.heic", "heic.bin", "", false, {}, "zzzz");
     }
 
     void readsAsItsSource()
@@ -620,10 +623,19 @@ private slots:
         QFETCH(QByteArray, padding);
         QFETCH(QString, hint);
         QFETCH(bool, asRaw);
+        QFETCH(QByteArray, brand);
+        if (source.endsWith(u".heic"_s))
+            skipUnlessMade(source);
         const QByteArray path = QFile::encodeName(m_dir.path()) + '/' + name;
         QFile copy;
         QVERIFY(copy.open(std::fopen(path.constData(), "wb"), QIODevice::WriteOnly, QFileDevice::AutoCloseHandle));
-        QVERIFY(copy.write(contents(file(source)).insert(2, padding)) > 0);
+        QByteArray bytes = contents(file(source)).insert(2, padding);
+        if (!brand.isEmpty()) {
+            bytes.replace(8, 4, brand);
+            for (qsizetype at = 20; at + 4 <= qsizetype(qFromBigEndian<quint32>(bytes.constData())); at += 4)
+                bytes.replace(at, 4, brand);
+        }
+        QVERIFY(copy.write(bytes) > 0);
         copy.close();
         const QVariantMap props = propertiesOfFile(path, hint);
         QCOMPARE(::unlink(path.constData()), 0); // QTemporaryDir can't remove what QString can't name
