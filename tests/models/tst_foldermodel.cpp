@@ -101,6 +101,31 @@ void checkItemsKnowTheirRows(const TQFolderModel &model)
         QCOMPARE(model.indexOf(model.itemAt(model.index(row, 0))).row(), row);
 }
 
+// Numbers and dates sorted among the folders: read down the rows, the column's sort values
+// never go against the direction (the unknown ones, last, aside), and they vary.
+void checkSortValues(const TQFolderModel &model, int sortType, int priority, bool ascending)
+{
+    const int column = TQFolderModel::columnForSortType(TQSortType(sortType));
+    const QList<TQSortType> numeric = {TQSortType::FileSize, TQSortType::CreationDate, TQSortType::ModificationDate,
+                                       TQSortType::Width, TQSortType::Height, TQSortType::Megapixels};
+    if (column < 0 || priority != int(TQFolderPriority::Mixed) || !numeric.contains(TQSortType(sortType)))
+        return;
+    QVariantList values;
+    for (int row = 0; row < model.rowCount(); ++row) {
+        const QVariant value = model.index(row, column).data(TQFolderModel::SortValueRole);
+        if (value.isValid())
+            values.append(value);
+    }
+    for (qsizetype i = 1; i < values.size(); ++i) {
+        const QPartialOrdering order = QVariant::compare(values[i - 1], values[i]);
+        QVERIFY2(order == QPartialOrdering::Equivalent || order == (ascending ? QPartialOrdering::Less : QPartialOrdering::Greater),
+                 qPrintable(values[i - 1].toString() + u", then "_s + values[i].toString()));
+    }
+    // Files are made in the same millisecond, and the two-file folder has two of one size.
+    if (sortType != int(TQSortType::CreationDate) && model.rowCount() > 2)
+        QVERIFY(values.size() > 1 && values.first() != values.last());
+}
+
 // Indexes held on the first, a middle and the \a last row, in varied columns, with their items.
 using Held = QList<QPair<QPersistentModelIndex, UWStandardFileRef>>;
 void hold(Held &held, const TQFolderModel &model, int last)
@@ -256,6 +281,7 @@ private Q_SLOTS:
         model.setSortType(sortType, priority, ascending);
         if (sortType != int(TQSortType::Random))
             QCOMPARE(rowNames(model), descriptorOrder(model, sortType, priority, ascending));
+        checkSortValues(model, sortType, priority, ascending);
         if (const int column = TQFolderModel::columnForSortType(TQSortType(sortType)); column >= 0) {
             model.sort(column, ascending ? Qt::DescendingOrder : Qt::AscendingOrder);
             QCOMPARE(rowNames(model), descriptorOrder(model, sortType, priority, !ascending));
