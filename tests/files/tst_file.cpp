@@ -4,6 +4,7 @@
 #include "TQFile.h"
 #include "TQImageMetadata.h"
 #include "TQImageProperties.h"
+#include "TQSameTree.h"
 #include "TQSampleData.h"
 #include "UWFileManager.h"
 
@@ -39,22 +40,6 @@ QByteArray contents(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-// Value for value and type for type: QVariant's own == takes 1 and 1LL, or 2 and 2.0, as equal.
-bool sameTree(const QVariant &a, const QVariant &b)
-{
-    if (a.metaType() != b.metaType())
-        return false;
-    if (a.metaType().id() == QMetaType::QVariantMap) {
-        const QVariantMap x = a.toMap(), y = b.toMap();
-        return x.keys() == y.keys() && std::equal(x.cbegin(), x.cend(), y.cbegin(), sameTree);
-    }
-    if (a.metaType().id() == QMetaType::QVariantList) {
-        const QVariantList x = a.toList(), y = b.toList();
-        return std::equal(x.cbegin(), x.cend(), y.cbegin(), y.cend(), sameTree);
-    }
-    return a == b;
 }
 
 } // namespace
@@ -276,7 +261,7 @@ private slots:
         // The dictionary the item keeps is the reader's, nested dictionaries, lists and types too.
         const QVariantMap read = TQImageProperties::propertiesOfFile(path);
         QVERIFY(read.value(u"{Exif}"_s).toMap().contains(u"ISOSpeedRatings"_s));
-        QVERIFY(sameTree(item->imageProperties(), read));
+        QVERIFY(tqSameTree(item->imageProperties(), read));
         // The generator draws 64x48 upright, so a quarter turn is stored as 48x64.
         QCOMPARE(item->trueDimensions(), QSizeF(48, 64));
         QCOMPARE((QStringList{item->dimensionsString(), item->generalOrientationString(), item->ISOString(), item->exposureTimeString(),

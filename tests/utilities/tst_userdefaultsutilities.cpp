@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "TQCopyDeep.h"
+#include "TQSameTree.h"
 #include "TQUserDefaultsUtilities.h"
 
 #include <QColor>
@@ -56,22 +57,6 @@ QList<std::pair<const char *, QVariant>> archivableValues()
                      {u"names"_s, QStringList{u"a"_s, u"b"_s, u"a"_s}},
                      {u"set"_s, QVariant::fromValue(QSet<QString>{u"red"_s, u"green"_s})}, {u"empty"_s, QVariantMap{}}}},
     };
-}
-
-// Same values and the same type at every node: QVariant's own comparison takes 1 and 1.0 for equal.
-bool sameTree(const QVariant &a, const QVariant &b)
-{
-    if (a.metaType() != b.metaType())
-        return false;
-    if (a.metaType().id() == QMetaType::QVariantList) {
-        const QVariantList x = a.toList(), y = b.toList();
-        return x.size() == y.size() && std::equal(x.begin(), x.end(), y.begin(), sameTree);
-    }
-    if (a.metaType().id() != QMetaType::QVariantMap && a.metaType().id() != QMetaType::QVariantHash)
-        return a == b;
-    const QVariantHash x = a.toHash(), y = b.toHash();
-    const auto same = [&](const QString &k) { return y.contains(k) && sameTree(x[k], y[k]); };
-    return x.size() == y.size() && std::all_of(x.keyBegin(), x.keyEnd(), same);
 }
 
 // Bytes in the stored form, field by field, for archives this library would never write.
@@ -206,7 +191,7 @@ private slots:
         };
         QVariantMap map;
         QVERIFY(store(map));
-        QVERIFY(sameTree(keyedUnarchiveObjectForKey(map, key), expected));
+        QVERIFY(tqSameTree(keyedUnarchiveObjectForKey(map, key), expected));
         const QTemporaryDir dir;
         const QString path = dir.filePath(u"settings.ini"_s);
         {
@@ -214,7 +199,7 @@ private slots:
             QVERIFY(store(settings));
         }
         const QSettings reopened(path, QSettings::IniFormat); // an INI file keeps every number as text
-        QVERIFY(sameTree(keyedUnarchiveObjectForKey(reopened, key), expected));
+        QVERIFY(tqSameTree(keyedUnarchiveObjectForKey(reopened, key), expected));
     }
 
     void readsNullFromWhatItDidNotWrite_data()
@@ -300,7 +285,7 @@ private slots:
         for (const auto &[name, value] : archivableValues())
             tree.insert(QString::fromUtf8(name), value);
         const QByteArray whole = archived(tree);
-        QVERIFY(sameTree(readBack(whole), tree));
+        QVERIFY(tqSameTree(readBack(whole), tree));
         // Thousands of refusals would only bury the output; the table above checks the line.
         QLoggingCategory::setFilterRules(u"tqkit.utilities.debug=false"_s);
         const auto restore = qScopeGuard([] { QLoggingCategory::setFilterRules(u"tqkit.utilities.debug=true"_s); });
