@@ -404,6 +404,22 @@ private slots:
         QCOMPARE(TQOutlineViewUtilities::hasRow(tree.view.get(), index), expected);
         QVERIFY(!TQOutlineViewUtilities::hasRow(nullptr, index));
     }
+
+    // A view not yet given a model (no selection model either), or none at all: nothing is
+    // selected, and asking or selecting does nothing.
+    void viewWithoutModel()
+    {
+        QTreeView bare;
+        QStandardItemModel model;
+        model.appendRow(new QStandardItem(u"A"_s));
+        for (QTreeView *view : {&bare, static_cast<QTreeView *>(nullptr)}) {
+            QVERIFY(TQOutlineViewUtilities::allSelectedItems(view).isEmpty());
+            QVERIFY(!TQOutlineViewUtilities::selectedItem(view).isValid());
+            TQOutlineViewUtilities::selectItems(view, QModelIndexList{model.index(0, 0)}, false);
+            TQOutlineViewUtilities::expandAllItems(view);
+        }
+        QVERIFY(!bare.model() && !bare.selectionModel());
+    }
 };
 
 int main(int argc, char **argv)
