@@ -589,9 +589,11 @@ private slots:
         QTest::addColumn<QString>("hint");
         QTest::addColumn<bool>("asRaw");
         QTest::addColumn<QByteArray>("brand"); // in place of an ISO file's brands but the first compatible one
+        QTest::addColumn<QByteArray>("magic"); // in place of a TIFF's "*\0"
         const auto row = [](const char *tag, const char *source, const QByteArray &name, const char *hint, bool raw = false,
-                            const QByteArray &padding = {}, const QByteArray &brand = {}) {
-            QTest::newRow(tag) << QString::fromLatin1(source) << name << padding << QString::fromLatin1(hint) << raw << brand;
+                            const QByteArray &padding = {}, const QByteArray &brand = {}, const QByteArray &magic = {}) {
+            QTest::newRow(tag) << QString::fromLatin1(source) << name << padding << QString::fromLatin1(hint) << raw << brand
+                               << magic;
         };
         row("a PNG named .jpg, hinted as PNG", "photo.png", "png.jpg", "public.png");
         row("a PNG named .jpg, wrongly hinted as JPEG", "photo.png", "png.jpg", "public.jpeg");
@@ -601,6 +603,9 @@ private slots:
         row("a TIFF named .DNG", "photo.tiff", "tiff.DNG", "", true);
         row("a TIFF named .nef, hinted as TIFF", "photo.tiff", "tiff.nef", "public.tiff", true);
         row("a TIFF hinted as a RAW", "photo.tiff", "tiff.data", "com.nikon.raw-image", true);
+        // Olympus's own TIFF signatures, known only by the hint when the name says nothing.
+        row("an Olympus RAW (IIRO) hinted as a RAW", "photo.tiff", "orf.data", "com.olympus.raw-image", true, {}, {}, "RO");
+        row("an Olympus RAW (IIRS) hinted as a RAW", "photo.tiff", "ors.data", "com.olympus.raw-image", true, {}, {}, "RS");
         row("a PNG named .dng", "photo.png", "png.dng", "");
         row("a JPEG hinted as a RAW", "camera.jpg", "jpeg.data", "com.canon.raw-image");
         row("a JPEG whose name is not UTF-8", "camera.jpg", "caf\xe9-\xff.jpg", "");
@@ -624,12 +629,15 @@ private slots:
         QFETCH(QString, hint);
         QFETCH(bool, asRaw);
         QFETCH(QByteArray, brand);
+        QFETCH(QByteArray, magic);
         if (source.endsWith(u".heic"_s))
             skipUnlessMade(source);
         const QByteArray path = QFile::encodeName(m_dir.path()) + '/' + name;
         QFile copy;
         QVERIFY(copy.open(std::fopen(path.constData(), "wb"), QIODevice::WriteOnly, QFileDevice::AutoCloseHandle));
         QByteArray bytes = contents(file(source)).insert(2, padding);
+        if (!magic.isEmpty())
+            bytes.replace(2, 2, magic);
         if (!brand.isEmpty()) {
             bytes.replace(8, 4, brand);
             for (qsizetype at = 20; at + 4 <= qsizetype(qFromBigEndian<quint32>(bytes.constData())); at += 4)
