@@ -83,12 +83,11 @@ public:
         std::shared_ptr<Values> from;
         if (std::optional<T> cached = lookUp(slot, &from))
             return *std::move(cached);
-        return publish(slot, from, compute(from ? std::as_const(*from) : empty()));
+        return publish(slot, from, compute(std::as_const(*from)));
     }
 
     //! The slot's value if it is cached; otherwise nothing, and \a from receives the record a
-    //! value computed now must be published into: null while the item has none, so that a
-    //! value not worth keeping (a file that gave nothing) leaves no record behind.
+    //! value computed now must be published into.
     template <class T>
     std::optional<T> lookUp(std::optional<T> Values::*slot, std::shared_ptr<Values> *from) const
     {
@@ -97,22 +96,20 @@ public:
             if (const std::optional<T> &cached = (*m_values).*slot)
                 return cached;
         }
-        // While resets run, work must begin from a record that endResets() will replace.
-        *from = m_values || m_resetting > 0 ? current() : nullptr;
+        *from = current();
         return std::nullopt;
     }
 
     //! Stores \a computed into \a from's slot unless that record was replaced, a reset is
     //! running, or another thread stored first; answers what the slot holds then (or
-    //! \a computed when nothing was stored). Work begun from no record makes one now, if
-    //! there is still none.
+    //! \a computed when nothing was stored).
     template <class T>
     T publish(std::optional<T> Values::*slot, const std::shared_ptr<Values> &from, T computed) const
     {
         std::lock_guard locker(m_lock);
         if (m_values != from || m_resetting > 0)
             return computed;
-        std::optional<T> &cached = (*current()).*slot;
+        std::optional<T> &cached = (*from).*slot;
         if (!cached)
             cached = std::move(computed);
         return *cached;
@@ -157,10 +154,9 @@ public:
     void endResets()
     {
         std::lock_guard locker(m_lock);
-        // Work begun from no record before the resets would publish into none after them: a
-        // record is made, so that it finds one it did not begin from.
-        if (--m_resetting == 0)
-            replace(m_values ? std::make_shared<Values>(*m_values) : std::make_shared<Values>());
+        // Without a record nothing began from one.
+        if (--m_resetting == 0 && m_values)
+            replace(std::make_shared<Values>(*m_values));
     }
 
     //! Starts loading the current record into the cache: a hint, without the lock, that may

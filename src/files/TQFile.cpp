@@ -647,9 +647,7 @@ std::shared_ptr<const ImageValues> TQFileKeys::imageValues(F file)
     std::shared_ptr<Values> from;
     if (std::optional<Image> cached = file.d->cache.lookUp(&Values::image, &from))
         return *cached;
-    // The kind is asked without being kept: an image that gives nothing (a file still being
-    // written, a damaged one) is asked again later and leaves no record behind meanwhile.
-    if (file.isPlaceholder() || !tqFileKinds(file).image)
+    if (file.isPlaceholder() || !file.isImage())
         return file.d->cache.publish(&Values::image, from, imageValuesOf({}));
     const QVariantMap properties = TQImageProperties::propertiesOfFile(
         UWStandardFile::nativePathForURL(file.resolvedURL()), file.resolvedUTI());
