@@ -718,6 +718,9 @@ private slots:
         const QByteArray compressedFlag("\0\x01\0\0\0", 5);         // NUL, compressed, deflate, no language, no translation
         QTest::newRow("a small zTXt comment is read")
                 << QList<QByteArray>{zText("Comment", "a small comment")} << QStringList{u"Comment"_s} << QString() << false << false;
+        QTest::newRow("a plain title of one character is read")
+                << QList<QByteArray>{chunk("tEXt", QByteArray("Title\0X", 7))} << QStringList{u"Title"_s} << QString() << false
+                << false;
         QTest::newRow("a zTXt comment that inflates to one byte past 4 MiB is left out")
                 << QList<QByteArray>{zText("Comment", "spaces follow" + big)} << QStringList() << QString() << false << true;
         QTest::newRow("so is a compressed iTXt comment")
