@@ -1019,16 +1019,17 @@ struct TQFolderModel::Private : public QObject,
             runs += i == 0 || shown[i - 1] != shown[i] - 1;
         if (runs > 16) {
             removeScatteredRows(shown);
-            shown.clear();
-        }
-        for (qsizetype i = qsizetype(shown.size()) - 1; i >= 0;) {
-            qsizetype first = i;
-            while (first > 0 && shown[size_t(first - 1)] == shown[size_t(first)] - 1)
-                --first;
-            q->beginRemoveRows({}, shown[size_t(first)], shown[size_t(i)]);
-            rows.erase(rows.begin() + shown[size_t(first)], rows.begin() + shown[size_t(i)] + 1);
-            q->endRemoveRows();
-            i = first - 1;
+        } else {
+            // Run by run, from the bottom up, so that the rows above keep their numbers.
+            for (qsizetype i = qsizetype(shown.size()) - 1; i >= 0;) {
+                qsizetype first = i;
+                while (first > 0 && shown[size_t(first - 1)] == shown[size_t(first)] - 1)
+                    --first;
+                q->beginRemoveRows({}, shown[size_t(first)], shown[size_t(i)]);
+                rows.erase(rows.begin() + shown[size_t(first)], rows.begin() + shown[size_t(i)] + 1);
+                q->endRemoveRows();
+                i = first - 1;
+            }
         }
         renumber();
         std::erase_if(all, [&set](TQFolderEntry *e) { return set.contains(e); });
