@@ -22,7 +22,6 @@
 
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <fcntl.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -67,190 +66,261 @@ class TestTqinfo : public QObject
     Q_OBJECT
 
     QTemporaryDir m_dir;
+    QTemporaryDir m_cache; // the shared thumbnail cache, which --thumbnails writes too
     QString path(const QString &name) const { return m_dir.filePath(name); }
 
-    Run run(const QString &arguments, const QString &folder = {}, bool octal = false) const;
+    // With `octal`, the shell's printf makes the arguments' bytes from octal escapes ("\\377"):
+    // QProcess hands arguments on as UTF-8, which a name that is not cannot be. Arguments are
+    // then split at spaces, else as by QProcess::splitCommand().
+    Run run(const QString &arguments, const QString &folder = {}, bool octal = false) const
+    {
+        QProcess process;
+        process.setWorkingDirectory(folder.isEmpty() ? m_dir.path() : folder);
+        if (octal)
+            process.start(u"/bin/sh"_s, {u"-c"_s, uR"(exec "$0" $(printf -- "$1"))"_s, QStringLiteral(TQINFO_PATH), arguments});
+        else
+            process.start(QStringLiteral(TQINFO_PATH), QProcess::splitCommand(arguments));
+        const bool finished = process.waitForFinished(30000) && process.exitStatus() == QProcess::NormalExit;
+        return {finished ? process.exitCode() : -1, process.readAllStandardOutput(), process.readAllStandardError()};
+    }
 
 private slots:
-    void initTestCase();
     void cleanupTestCase() { ::unlink(QFile::encodeName(path(u"odd"_s)) + oddName); } // QTemporaryDir can't name it
-    void jsonLines_data();
-    void jsonLines();
-    void sortsAndFilters_data();
-    void sortsAndFilters();
-    void table_data();
-    void table();
-    void writesThumbnails();
+
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid() && m_cache.isValid());
+        qputenv("XDG_CACHE_HOME", QFile::encodeName(m_cache.path()));
+        qputenv("LC_ALL", "C.UTF-8"); // for tqinfo: reasons come from strerror, which speaks the locale's language
+        QVERIFY(QImage(32, 24, QImage::Format_RGB32).save(path(u"photo.jpg"_s), "JPEG"));
+        for (const char *name : {"notes.txt", ".hidden-file", "café menu.txt", "file2.txt", "file10.txt", "apple.txt", "Banana.txt"})
+            QVERIFY(writeWholeFile(path(QString::fromUtf8(name)), "some text\n"));
+        QVERIFY(QDir(m_dir.path()).mkdir(u"folder"_s) && QDir(m_dir.path()).mkdir(u"odd"_s));
+        QVERIFY(QFile::link(u"photo.jpg"_s, path(u"link-to-photo.jpg"_s)));
+        QVERIFY(QFile::link(u"missing"_s, path(u"dangling"_s)));
+        const int descriptor = ::open(QFile::encodeName(path(u"odd"_s)) + oddName, O_CREAT | O_WRONLY, 0644);
+        QVERIFY(descriptor >= 0);
+        ::close(descriptor);
+    }
+
+    void jsonLines_data()
+    {
+        QTest::addColumn<QString>("keyArguments");
+        QTest::addColumn<QStringList>("expectedKeys");
+
+        QStringList all = TQFile::keys();
+        all.removeAll(u"path"_s);
+        QTest::newRow("Without --keys every key comes in the library's order") << QString() << all;
+        QTest::newRow("Keys come in the order they were asked for")
+            << u"--keys isDirectory,uti,displayName"_s << QStringList{u"isDirectory"_s, u"uti"_s, u"displayName"_s};
+        QTest::newRow("A key asked for twice, and path itself, appear once")
+            << uR"(--keys "uti, path,uti" --keys isRealFile)"_s << QStringList{u"uti"_s, u"isRealFile"_s};
+    }
+
+    void jsonLines()
+    {
+        QFETCH(QString, keyArguments);
+        QFETCH(QStringList, expectedKeys);
+
+        const Run result = run(u"--json %1 %2"_s.arg(keyArguments, someFiles));
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.err, QByteArray());
+        const QList<QByteArray> lines = result.lines();
+        QCOMPARE(lines.size(), someNames.size());
+        for (qsizetype i = 0; i < lines.size(); ++i) {
+            const QJsonObject object = QJsonDocument::fromJson(lines.at(i)).object(); // empty unless it parses
+            QVERIFY2(!object.isEmpty(), lines.at(i).constData());
+            QCOMPARE(writtenKeys(lines.at(i)), QStringList{u"path"_s} + expectedKeys);
+            QCOMPARE(object.value(u"path"_s).toString(), path(someNames.at(i)));
+        }
+    }
+
+    void sortsAndFilters_data()
+    {
+        QTest::addColumn<QString>("arguments");
+        QTest::addColumn<QString>("names");
+
+        // Every entry, hidden ones too, in the order people expect: numbers by value, capitals in the alphabet.
+        QTest::newRow("Without a sort") << QString()
+            << u".hidden-file|apple.txt|Banana.txt|café menu.txt|dangling|file2.txt|file10.txt|folder|link-to-photo.jpg|notes.txt|odd|photo.jpg"_s;
+        QTest::newRow("Visible entries by name, folders last")
+            << u"--sort 0 --folders last --filter 0"_s
+            << u"apple.txt|Banana.txt|café menu.txt|dangling|file2.txt|file10.txt|link-to-photo.jpg|notes.txt|photo.jpg|folder|odd"_s;
+        QTest::newRow("Visible images; a link to one is one") << u"--sort 0 --filter 2"_s << u"link-to-photo.jpg|photo.jpg"_s;
+        // A link's size is its own: the length of the name it holds.
+        QTest::newRow("By size without folders, hidden ones too")
+            << u"--sort 1 --folders first --filter 1 --exclude-folders"_s
+            << u"dangling|link-to-photo.jpg|.hidden-file|apple.txt|Banana.txt|café menu.txt|file2.txt|file10.txt|notes.txt|photo.jpg"_s;
+        QTest::newRow("Images and folders without folders, descending")
+            << u"--sort 0 --descending --filter 4 --exclude-folders"_s << u"photo.jpg|link-to-photo.jpg"_s;
+        QTest::newRow("Visible folders stay folders") << u"--sort 2 --folders first --filter 6 --exclude-folders"_s << u"folder|odd"_s;
+    }
+
+    void sortsAndFilters()
+    {
+        QFETCH(QString, arguments);
+        QFETCH(QString, names);
+
+        const Run result = run(u"--json --keys displayName --list . "_s + arguments);
+        QCOMPARE(result.exitCode, 0);
+        QStringList listed;
+        for (const QByteArray &line : result.lines()) {
+            const QJsonObject object = QJsonDocument::fromJson(line).object();
+            listed.append(object.value(u"displayName"_s).toString());
+            // The folder was named relative, the rows name absolute paths.
+            QCOMPARE(object.value(u"path"_s).toString(), path(listed.last()));
+        }
+        QCOMPARE(listed.join(u'|'), names);
+    }
+
+    void writesThumbnails()
+    {
+        const Run result = run(u"--thumbnails thumbnails --size 16 photo.jpg link-to-photo.jpg notes.txt nope"_s);
+        QCOMPARE(result.exitCode, 1);
+        QVERIFY2(result.err.contains("notes.txt: no thumbnail") && result.err.contains("nope: No such file"), result.err.constData());
+        const QDir output(path(u"thumbnails"_s));
+        QCOMPARE(output.entryList(QDir::Files, QDir::Name), (QStringList{u"link-to-photo.jpg.png"_s, u"photo.jpg.png"_s}));
+        QCOMPARE(QImage(output.filePath(u"photo.jpg.png"_s)).size(), QSize(16, 12)); // the 32x24 photo, scaled to fit
+    }
+
+    // Out of the class: moc cannot read some of its raw strings.
     void commandLines_data();
-    void commandLines();
-    void setsLabels_data();
-    void setsLabels();
-    void tableAlignsWhatTerminalsShow_data();
-    void tableAlignsWhatTerminalsShow();
-    void tableDatesAreQtsIsoForm_data();
-    void tableDatesAreQtsIsoForm();
+    void commandLines()
+    {
+        QFETCH(QString, arguments);
+        QFETCH(int, exitCode);
+        QFETCH(QString, output);
+        QFETCH(QString, error);
+        QFETCH(int, orientation);
+
+        QFile photo(path(u"photo.jpg"_s));
+        QVERIFY(photo.open(QIODevice::ReadOnly));
+        const QByteArray bytes = photo.readAll();
+        const QByteArray copies[] = {QFile::encodeName(path(u"turn.jpg"_s)), QFile::encodeName(path(u"turn"_s)) + "\xff.jpg"};
+        for (const QByteArray &copy : copies) {
+            const int descriptor = ::open(copy.constData(), O_CREAT | O_TRUNC | O_WRONLY, 0644);
+            QVERIFY(descriptor >= 0);
+            const bool written = ::write(descriptor, bytes.constData(), size_t(bytes.size())) == bytes.size();
+            ::close(descriptor);
+            QVERIFY(written);
+        }
+        const auto removeCopies = qScopeGuard([&] {
+            for (const QByteArray &copy : copies)
+                ::unlink(copy.constData());
+        });
+        // A named pipe lives outside the shared folder, whose listing other tests compare.
+        QTemporaryDir special;
+        const QString pipe = special.filePath(u"pipe.jpg"_s);
+        QVERIFY(::mkfifo(QFile::encodeName(pipe).constData(), 0600) == 0);
+
+        const bool octal = arguments.contains(u'\\');
+        const Run result = run(QString(arguments).replace(u"{pipe}"_s, pipe), {}, octal);
+        QCOMPARE(result.exitCode, exitCode);
+        const bool errorAsWanted = error.isEmpty() ? result.err.isEmpty() : QRegularExpression(error).match(QString::fromUtf8(result.err)).hasMatch();
+        QVERIFY2(errorAsWanted, result.err.constData());
+        QVERIFY2(QRegularExpression(output).match(QString::fromUtf8(result.out)).hasMatch(), result.out.constData());
+        QCOMPARE(TQFile::newFileForNativePath(copies[octal])->storedImageOrientation(), orientation);
+        // The name as text would be another file, which nothing may make.
+        QVERIFY(::access(QFile::encodeName(path(u"turn\uFFFD.jpg"_s)).constData(), F_OK) != 0);
+    }
+
+    void setsLabels_data()
+    {
+        QTest::addColumn<QString>("arguments"); // split at spaces; octal escapes for bytes
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QByteArray>("tagsOfA"); // a starts as "x,Purple", b without tags
+        QTest::addColumn<QByteArray>("tagsOfB");
+        QTest::addColumn<QString>("error");
+
+        QTest::newRow("two files, other tags kept") << u"--set-label 6 a b"_s << 0 << "x,Red"_ba << "Red"_ba << QString();
+        QTest::newRow("label 0 takes the label away") << u"--set-label 0 a b"_s << 0 << "x"_ba << QByteArray() << QString();
+        QTest::newRow("a missing file fails, the rest is labelled")
+            << u"--set-label 2 missing a"_s << 1 << "x,Green"_ba << QByteArray() << u"tqinfo: missing: No such file"_s;
+        QTest::newRow("a name that is not UTF-8") << u"--set-label 4 b\\377"_s << 0 << "x,Purple"_ba << "Blue"_ba << QString();
+        QTest::newRow("a label out of range is a usage error")
+            << u"--set-label 8 a"_s << 2 << "x,Purple"_ba << QByteArray() << u"from 0 (none) to 7"_s;
+        QTest::newRow("another option is a usage error")
+            << u"--json --set-label 1 a"_s << 2 << "x,Purple"_ba << QByteArray() << u"takes files only"_s;
+    }
+
+    void setsLabels()
+    {
+        QFETCH(QString, arguments);
+        QFETCH(int, exitCode);
+        QFETCH(QByteArray, tagsOfA);
+        QFETCH(QByteArray, tagsOfB);
+        QFETCH(QString, error);
+
+        // A folder of the row's own: the shared one's listing is compared by other tests.
+        QTemporaryDir dir;
+        const QByteArray a = QFile::encodeName(dir.filePath(u"a"_s));
+        const QByteArray b = QFile::encodeName(dir.filePath(u"b"_s)) + (arguments.contains(u"\\377"_s) ? "\xff" : "");
+        for (const QByteArray &path : {a, b}) {
+            const int descriptor = ::creat(path.constData(), 0644);
+            QVERIFY(descriptor >= 0);
+            ::close(descriptor);
+        }
+        if (::lsetxattr(a.constData(), "user.xdg.tags", "x,Purple", 8, 0) != 0)
+            QSKIP("The temporary folder's file system keeps no user extended attributes");
+
+        const Run result = run(arguments, dir.path(), true);
+        QCOMPARE(result.exitCode, exitCode);
+        QVERIFY2(error.isEmpty() ? result.err.isEmpty() : result.err.contains(error.toUtf8()), result.err.constData());
+        QCOMPARE(tagsOf(a), tagsOfA);
+        QCOMPARE(tagsOf(b), tagsOfB);
+        ::unlink(b.constData());
+    }
+
+    // The table printer on its own, with the characters terminals draw wider, narrower or not at
+    // all; each expected line is counted by hand.
+    void tableAlignsWhatTerminalsShow_data()
+    {
+        QTest::addColumn<QStringList>("paths");
+        QTest::addColumn<QVariantList>("values"); // of the one key "k"
+        QTest::addColumn<QString>("expected");
+
+        const QDateTime noon(QDate(2026, 1, 2), QTime(3, 4, 5, 6), QTimeZone(3600));
+        QTest::newRow("wide script, decomposed accent, controls")
+            << QStringList{u"/x"_s, u"/日本"_s, u"/e\u0301\n"_s, u"/a\tb\u0085"_s}
+            << QVariantList{true, noon, QVariant(), QSize(3, 2)}
+            << u"path   k\n/x     true\n/日本  2026-01-02T02:04:05.006Z\n/e\u0301?    -\n/a?b?  3x2\n"_s;
+        QTest::newRow("emoji, soft hyphen, lone surrogate")
+            << QStringList{u"/\U0001F600"_s, u"/a\u00ADb"_s, u"/"_s + QChar(0xD800)}
+            << QVariantList{u"x\u001By"_s, false, 12}
+            << u"path  k\n/\U0001F600   x?y\n/a\u00ADb   false\n/?    12\n"_s; // UTF-8 has no lone surrogate: Qt writes "?"
+    }
+
+    void tableAlignsWhatTerminalsShow()
+    {
+        QFETCH(QStringList, paths);
+        QFETCH(QVariantList, values);
+        QFETCH(QString, expected);
+
+        TQInfo::Table table({u"k"_s});
+        for (qsizetype i = 0; i < paths.size(); ++i)
+            table.append({paths.at(i), {values.at(i)}});
+        QCOMPARE(QString::fromUtf8(table.text()), expected);
+    }
+
+    // Dates in the table are written by hand for speed; they must read exactly as Qt writes them.
+    void tableDatesAreQtsIsoForm_data()
+    {
+        QTest::addColumn<QDateTime>("date");
+
+        QTest::newRow("the epoch") << QDateTime::fromMSecsSinceEpoch(0, QTimeZone::utc());
+        QTest::newRow("the last millisecond of 9999") << QDateTime(QDate(9999, 12, 31), QTime(23, 59, 59, 999), QTimeZone::utc());
+        QTest::newRow("a year of three digits") << QDateTime(QDate(999, 3, 4), QTime(5, 6, 7, 8), QTimeZone::utc());
+        QTest::newRow("an offset that crosses midnight") << QDateTime(QDate(2026, 1, 1), QTime(1, 0), QTimeZone(5 * 3600 + 1800));
+        QTest::newRow("a year of five digits") << QDateTime(QDate(10000, 1, 1), QTime(0, 0), QTimeZone::utc());
+        QTest::newRow("a year before the common era") << QDateTime(QDate(-44, 3, 15), QTime(12, 0), QTimeZone::utc());
+    }
+
+    void tableDatesAreQtsIsoForm()
+    {
+        QFETCH(QDateTime, date);
+        QCOMPARE(TQInfo::cellText(date), date.toUTC().toString(Qt::ISODateWithMs));
+    }
 };
-
-// With `octal`, the shell's printf makes the arguments' bytes from octal escapes ("\\377"):
-// QProcess hands arguments on as UTF-8, which a name that is not cannot be. Arguments are
-// then split at spaces, else as by QProcess::splitCommand().
-Run TestTqinfo::run(const QString &arguments, const QString &folder, bool octal) const
-{
-    QProcess process;
-    process.setWorkingDirectory(folder.isEmpty() ? m_dir.path() : folder);
-    if (octal)
-        process.start(u"/bin/sh"_s, {u"-c"_s, uR"(exec "$0" $(printf -- "$1"))"_s, QStringLiteral(TQINFO_PATH), arguments});
-    else
-        process.start(QStringLiteral(TQINFO_PATH), QProcess::splitCommand(arguments));
-    const bool finished = process.waitForFinished(30000) && process.exitStatus() == QProcess::NormalExit;
-    return {finished ? process.exitCode() : -1, process.readAllStandardOutput(), process.readAllStandardError()};
-}
-
-void TestTqinfo::initTestCase()
-{
-    QVERIFY(m_dir.isValid());
-    qputenv("LC_ALL", "C.UTF-8"); // for tqinfo: reasons come from strerror, which speaks the locale's language
-    QVERIFY(QImage(32, 24, QImage::Format_RGB32).save(path(u"photo.jpg"_s), "JPEG"));
-    for (const char *name : {"notes.txt", ".hidden-file", "café menu.txt", "file2.txt", "file10.txt", "apple.txt", "Banana.txt"})
-        QVERIFY(writeWholeFile(path(QString::fromUtf8(name)), "some text\n"));
-    QVERIFY(QDir(m_dir.path()).mkdir(u"folder"_s) && QDir(m_dir.path()).mkdir(u"odd"_s));
-    QVERIFY(QFile::link(u"photo.jpg"_s, path(u"link-to-photo.jpg"_s)));
-    QVERIFY(QFile::link(u"missing"_s, path(u"dangling"_s)));
-    const int descriptor = ::open(QFile::encodeName(path(u"odd"_s)) + oddName, O_CREAT | O_WRONLY, 0644);
-    QVERIFY(descriptor >= 0);
-    ::close(descriptor);
-}
-
-void TestTqinfo::jsonLines_data()
-{
-    QTest::addColumn<QString>("keyArguments");
-    QTest::addColumn<QStringList>("expectedKeys");
-
-    QStringList all = TQFile::keys();
-    all.removeAll(u"path"_s);
-    QTest::newRow("Without --keys every key comes in the library's order") << QString() << all;
-    QTest::newRow("Keys come in the order they were asked for")
-        << u"--keys isDirectory,uti,displayName"_s << QStringList{u"isDirectory"_s, u"uti"_s, u"displayName"_s};
-    QTest::newRow("A key asked for twice, and path itself, appear once")
-        << uR"(--keys "uti, path,uti" --keys isRealFile)"_s << QStringList{u"uti"_s, u"isRealFile"_s};
-}
-
-void TestTqinfo::jsonLines()
-{
-    QFETCH(QString, keyArguments);
-    QFETCH(QStringList, expectedKeys);
-
-    const Run result = run(u"--json %1 %2"_s.arg(keyArguments, someFiles));
-    QCOMPARE(result.exitCode, 0);
-    QCOMPARE(result.err, QByteArray());
-    const QList<QByteArray> lines = result.lines();
-    QCOMPARE(lines.size(), someNames.size());
-    for (qsizetype i = 0; i < lines.size(); ++i) {
-        const QJsonObject object = QJsonDocument::fromJson(lines.at(i)).object(); // empty unless it parses
-        QVERIFY2(!object.isEmpty(), lines.at(i).constData());
-        QCOMPARE(writtenKeys(lines.at(i)), QStringList{u"path"_s} + expectedKeys);
-        QCOMPARE(object.value(u"path"_s).toString(), path(someNames.at(i)));
-    }
-}
-
-void TestTqinfo::sortsAndFilters_data()
-{
-    QTest::addColumn<QString>("arguments");
-    QTest::addColumn<QString>("names");
-
-    // Every entry, hidden ones too, in the order people expect: numbers by value, capitals in the alphabet.
-    QTest::newRow("Without a sort") << QString()
-        << u".hidden-file|apple.txt|Banana.txt|café menu.txt|dangling|file2.txt|file10.txt|folder|link-to-photo.jpg|notes.txt|odd|photo.jpg"_s;
-    QTest::newRow("Visible entries by name, folders last")
-        << u"--sort 0 --folders last --filter 0"_s
-        << u"apple.txt|Banana.txt|café menu.txt|dangling|file2.txt|file10.txt|link-to-photo.jpg|notes.txt|photo.jpg|folder|odd"_s;
-    QTest::newRow("Visible images; a link to one is one") << u"--sort 0 --filter 2"_s << u"link-to-photo.jpg|photo.jpg"_s;
-    // A link's size is its own: the length of the name it holds.
-    QTest::newRow("By size without folders, hidden ones too")
-        << u"--sort 1 --folders first --filter 1 --exclude-folders"_s
-        << u"dangling|link-to-photo.jpg|.hidden-file|apple.txt|Banana.txt|café menu.txt|file2.txt|file10.txt|notes.txt|photo.jpg"_s;
-    QTest::newRow("Images and folders without folders, descending")
-        << u"--sort 0 --descending --filter 4 --exclude-folders"_s << u"photo.jpg|link-to-photo.jpg"_s;
-    QTest::newRow("Visible folders stay folders") << u"--sort 2 --folders first --filter 6 --exclude-folders"_s << u"folder|odd"_s;
-}
-
-void TestTqinfo::sortsAndFilters()
-{
-    QFETCH(QString, arguments);
-    QFETCH(QString, names);
-
-    const Run result = run(u"--json --keys displayName --list . "_s + arguments);
-    QCOMPARE(result.exitCode, 0);
-    QStringList listed;
-    for (const QByteArray &line : result.lines()) {
-        const QJsonObject object = QJsonDocument::fromJson(line).object();
-        listed.append(object.value(u"displayName"_s).toString());
-        // The folder was named relative, the rows name absolute paths.
-        QCOMPARE(object.value(u"path"_s).toString(), path(listed.last()));
-    }
-    QCOMPARE(listed.join(u'|'), names);
-}
-
-void TestTqinfo::table_data()
-{
-    QTest::addColumn<QString>("keyArguments");
-    QTest::addColumn<QStringList>("header"); // empty: the default keys, whatever they are
-
-    QTest::newRow("Without --keys the table has its default columns") << QString() << QStringList{};
-    QTest::newRow("Chosen keys make the columns") << u"--keys kindString,uti"_s << QStringList{u"path"_s, u"kindString"_s, u"uti"_s};
-}
-
-void TestTqinfo::table()
-{
-    QFETCH(QString, keyArguments);
-    QFETCH(QStringList, header);
-
-    const Run result = run(keyArguments + u' ' + someFiles);
-    QCOMPARE(result.exitCode, 0);
-    QCOMPARE(result.err, QByteArray());
-    const QStringList lines = QString::fromUtf8(result.out).split(u'\n', Qt::SkipEmptyParts);
-    QCOMPARE(lines.size(), someNames.size() + 1);
-
-    const QString &heading = lines.first();
-    const QStringList columns = heading.split(u' ', Qt::SkipEmptyParts);
-    QCOMPARE(columns.first(), u"path"_s);
-    if (!header.isEmpty())
-        QCOMPARE(columns, header);
-    for (const QString &key : columns.mid(1))
-        QVERIFY(TQFile::keys().contains(key));
-    QList<qsizetype> starts; // where the header's columns begin; every row must begin them there too
-    for (const QRegularExpressionMatch &match : QRegularExpression(uR"((?<= )\S)"_s).globalMatch(heading))
-        starts.append(match.capturedStart());
-    QCOMPARE(starts.size(), columns.size() - 1);
-    for (qsizetype row = 1; row < lines.size(); ++row) {
-        const QString &line = lines.at(row);
-        // The whole path, never shortened.
-        QVERIFY2(line.startsWith(path(someNames.at(row - 1)) + u"  "_s), qPrintable(line));
-        for (const qsizetype start : std::as_const(starts))
-            QVERIFY2(line.size() > start && line.at(start - 1) == u' ' && line.at(start) != u' ', qPrintable(line));
-    }
-}
-
-void TestTqinfo::writesThumbnails()
-{
-    const QString output = path(u"thumbnails"_s);
-    QProcess process;
-    process.setWorkingDirectory(m_dir.path());
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"XDG_CACHE_HOME"_s, path(u"cache"_s)); // the shared cache is written too
-    process.setProcessEnvironment(environment);
-    process.start(QStringLiteral(TQINFO_PATH), {u"--thumbnails"_s, output, u"--size"_s, u"16"_s, u"photo.jpg"_s,
-                                                u"link-to-photo.jpg"_s, u"notes.txt"_s, u"nope"_s});
-    QVERIFY(process.waitForFinished(30000));
-    QCOMPARE(process.exitCode(), 1);
-    const QString errors = QString::fromUtf8(process.readAllStandardError());
-    QVERIFY2(errors.contains(u"notes.txt: no thumbnail"_s) && errors.contains(u"nope: No such file"_s), qPrintable(errors));
-    QStringList written = QDir(output).entryList(QDir::Files);
-    written.sort();
-    QCOMPARE(written, (QStringList{u"link-to-photo.jpg.png"_s, u"photo.jpg.png"_s}));
-    const QImage thumbnail(QDir(output).filePath(u"photo.jpg.png"_s));
-    QCOMPARE(thumbnail.size(), QSize(16, 12)); // the 32x24 photo, scaled to fit
-}
 
 // tqinfo given files one by one, or a folder: turn.jpg and turn\377.jpg are fresh copies of
 // photo.jpg for each row. Arguments with a backslash are split at spaces, its octal escapes made bytes.
@@ -281,6 +351,10 @@ void TestTqinfo::commandLines_data()
     QTest::newRow("A file named as a folder is not one, though its item would be the file")
         << u"--json "_s + m_dir.path() + u"/notes.txt/ photo.jpg"_s << 1 << uR"(^\{"path":"[^"]+/photo\.jpg".*\}\n$)"_s
         << u"^tqinfo: .*/notes.txt/: Not a directory\n$"_s << 1;
+    // The table: a heading, then the whole path and the values, one row a file in the order given.
+    QTest::newRow("A table of the chosen keys") << u"--keys kindString,uti folder dangling"_s << 0
+        << uR"(^path +kindString +uti\n/\S+/folder +folder +public\.folder\n/\S+/dangling +symbolic link +public\.symlink\n$)"_s
+        << QString() << 1;
     QTest::newRow("Listing a file gives its reason") << u"--json --list notes.txt"_s << 1 << u"^$"_s << u"^tqinfo: notes.txt: Not a directory\n$"_s << 1;
     QTest::newRow("and no heading over nothing") << u"--list notes.txt"_s << 1 << u"^$"_s << u"^tqinfo: notes.txt: Not a directory\n$"_s << 1;
     QTest::newRow("No path is a usage error") << u"--json"_s << 2 << u"^$"_s << usage.arg(u"no path given"_s) << 1;
@@ -310,142 +384,6 @@ void TestTqinfo::commandLines_data()
     QTest::newRow("the properties of an image named in bytes")
         << u"--properties turn\\377.jpg"_s << 0 << u"^\\{.*\"PixelWidth\":32.*\\}\n$"_s << QString() << 1;
     QTest::newRow("a turn of an image named in bytes") << u"--rotate 90 turn\\377.jpg"_s << 0 << u"^$"_s << QString() << 8;
-}
-
-void TestTqinfo::commandLines()
-{
-    QFETCH(QString, arguments);
-    QFETCH(int, exitCode);
-    QFETCH(QString, output);
-    QFETCH(QString, error);
-    QFETCH(int, orientation);
-
-    QFile photo(path(u"photo.jpg"_s));
-    QVERIFY(photo.open(QIODevice::ReadOnly));
-    const QByteArray bytes = photo.readAll();
-    const QByteArray copies[] = {QFile::encodeName(path(u"turn.jpg"_s)), QFile::encodeName(path(u"turn"_s)) + "\xff.jpg"};
-    for (const QByteArray &copy : copies) {
-        const int descriptor = ::open(copy.constData(), O_CREAT | O_TRUNC | O_WRONLY, 0644);
-        QVERIFY(descriptor >= 0);
-        const bool written = ::write(descriptor, bytes.constData(), size_t(bytes.size())) == bytes.size();
-        ::close(descriptor);
-        QVERIFY(written);
-    }
-    const auto removeCopies = qScopeGuard([&] {
-        for (const QByteArray &copy : copies)
-            ::unlink(copy.constData());
-    });
-    // A named pipe lives outside the shared folder, whose listing other tests compare.
-    QTemporaryDir special;
-    const QString pipe = special.filePath(u"pipe.jpg"_s);
-    QVERIFY(::mkfifo(QFile::encodeName(pipe).constData(), 0600) == 0);
-
-    const bool octal = arguments.contains(u'\\');
-    const Run result = run(QString(arguments).replace(u"{pipe}"_s, pipe), {}, octal);
-    QCOMPARE(result.exitCode, exitCode);
-    const bool errorAsWanted = error.isEmpty() ? result.err.isEmpty() : QRegularExpression(error).match(QString::fromUtf8(result.err)).hasMatch();
-    QVERIFY2(errorAsWanted, result.err.constData());
-    QVERIFY2(QRegularExpression(output).match(QString::fromUtf8(result.out)).hasMatch(), result.out.constData());
-    QCOMPARE(TQFile::newFileForNativePath(copies[octal])->storedImageOrientation(), orientation);
-    // The name as text would be another file, which nothing may make.
-    QVERIFY(::access(QFile::encodeName(path(u"turn\uFFFD.jpg"_s)).constData(), F_OK) != 0);
-}
-
-void TestTqinfo::setsLabels_data()
-{
-    QTest::addColumn<QString>("arguments"); // split at spaces; octal escapes for bytes
-    QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QByteArray>("tagsOfA"); // a starts as "x,Purple", b without tags
-    QTest::addColumn<QByteArray>("tagsOfB");
-    QTest::addColumn<QString>("error");
-
-    QTest::newRow("two files, other tags kept") << u"--set-label 6 a b"_s << 0 << "x,Red"_ba << "Red"_ba << QString();
-    QTest::newRow("label 0 takes the label away") << u"--set-label 0 a b"_s << 0 << "x"_ba << QByteArray() << QString();
-    QTest::newRow("a missing file fails, the rest is labelled")
-        << u"--set-label 2 missing a"_s << 1 << "x,Green"_ba << QByteArray() << u"tqinfo: missing: No such file"_s;
-    QTest::newRow("a name that is not UTF-8") << u"--set-label 4 b\\377"_s << 0 << "x,Purple"_ba << "Blue"_ba << QString();
-    QTest::newRow("a label out of range is a usage error")
-        << u"--set-label 8 a"_s << 2 << "x,Purple"_ba << QByteArray() << u"from 0 (none) to 7"_s;
-    QTest::newRow("another option is a usage error")
-        << u"--json --set-label 1 a"_s << 2 << "x,Purple"_ba << QByteArray() << u"takes files only"_s;
-}
-
-void TestTqinfo::setsLabels()
-{
-    QFETCH(QString, arguments);
-    QFETCH(int, exitCode);
-    QFETCH(QByteArray, tagsOfA);
-    QFETCH(QByteArray, tagsOfB);
-    QFETCH(QString, error);
-
-    // A folder of the row's own: the shared one's listing is compared by other tests.
-    QTemporaryDir dir;
-    const QByteArray a = QFile::encodeName(dir.filePath(u"a"_s));
-    const QByteArray b = QFile::encodeName(dir.filePath(u"b"_s)) + (arguments.contains(u"\\377"_s) ? "\xff" : "");
-    for (const QByteArray &path : {a, b}) {
-        const int descriptor = ::creat(path.constData(), 0644);
-        QVERIFY(descriptor >= 0);
-        ::close(descriptor);
-    }
-    if (::lsetxattr(a.constData(), "user.xdg.tags", "x,Purple", 8, 0) != 0)
-        QSKIP("The temporary folder's file system keeps no user extended attributes");
-
-    const Run result = run(arguments, dir.path(), true);
-    QCOMPARE(result.exitCode, exitCode);
-    QVERIFY2(error.isEmpty() ? result.err.isEmpty() : result.err.contains(error.toUtf8()), result.err.constData());
-    QCOMPARE(tagsOf(a), tagsOfA);
-    QCOMPARE(tagsOf(b), tagsOfB);
-    ::unlink(b.constData());
-}
-
-// The table printer on its own, with the characters terminals draw wider, narrower or not at
-// all; each expected line is counted by hand.
-void TestTqinfo::tableAlignsWhatTerminalsShow_data()
-{
-    QTest::addColumn<QStringList>("paths");
-    QTest::addColumn<QVariantList>("values"); // of the one key "k"
-    QTest::addColumn<QString>("expected");
-
-    const QDateTime noon(QDate(2026, 1, 2), QTime(3, 4, 5, 6), QTimeZone(3600));
-    QTest::newRow("wide script, decomposed accent, controls")
-        << QStringList{u"/x"_s, u"/日本"_s, u"/e\u0301\n"_s, u"/a\tb\u0085"_s}
-        << QVariantList{true, noon, QVariant(), QSize(3, 2)}
-        << u"path   k\n/x     true\n/日本  2026-01-02T02:04:05.006Z\n/e\u0301?    -\n/a?b?  3x2\n"_s;
-    QTest::newRow("emoji, soft hyphen, lone surrogate")
-        << QStringList{u"/\U0001F600"_s, u"/a\u00ADb"_s, u"/"_s + QChar(0xD800)}
-        << QVariantList{u"x\u001By"_s, false, 12}
-        << u"path  k\n/\U0001F600   x?y\n/a\u00ADb   false\n/?    12\n"_s; // UTF-8 has no lone surrogate: Qt writes "?"
-}
-
-void TestTqinfo::tableAlignsWhatTerminalsShow()
-{
-    QFETCH(QStringList, paths);
-    QFETCH(QVariantList, values);
-    QFETCH(QString, expected);
-
-    TQInfo::Table table({u"k"_s});
-    for (qsizetype i = 0; i < paths.size(); ++i)
-        table.append({paths.at(i), {values.at(i)}});
-    QCOMPARE(QString::fromUtf8(table.text()), expected);
-}
-
-// Dates in the table are written by hand for speed; they must read exactly as Qt writes them.
-void TestTqinfo::tableDatesAreQtsIsoForm_data()
-{
-    QTest::addColumn<QDateTime>("date");
-
-    QTest::newRow("the epoch") << QDateTime::fromMSecsSinceEpoch(0, QTimeZone::utc());
-    QTest::newRow("the last millisecond of 9999") << QDateTime(QDate(9999, 12, 31), QTime(23, 59, 59, 999), QTimeZone::utc());
-    QTest::newRow("a year of three digits") << QDateTime(QDate(999, 3, 4), QTime(5, 6, 7, 8), QTimeZone::utc());
-    QTest::newRow("an offset that crosses midnight") << QDateTime(QDate(2026, 1, 1), QTime(1, 0), QTimeZone(5 * 3600 + 1800));
-    QTest::newRow("a year of five digits") << QDateTime(QDate(10000, 1, 1), QTime(0, 0), QTimeZone::utc());
-    QTest::newRow("a year before the common era") << QDateTime(QDate(-44, 3, 15), QTime(12, 0), QTimeZone::utc());
-}
-
-void TestTqinfo::tableDatesAreQtsIsoForm()
-{
-    QFETCH(QDateTime, date);
-    QCOMPARE(TQInfo::cellText(date), date.toUTC().toString(Qt::ISODateWithMs));
 }
 
 QTEST_GUILESS_MAIN(TestTqinfo)
