@@ -4,6 +4,7 @@
 #include "TQImageOrientationWriter.h"
 #include "TQBoundedChild.h"
 #include "TQSampleData.h"
+#include "TQTestDesktop.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -44,12 +45,6 @@ QByteArray readAll(const QString &path)
 {
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
 }
 
 struct stat statOf(const QString &path)
@@ -295,7 +290,7 @@ private slots:
             }
         }
         if (bytes != readAll(path))
-            QVERIFY(writeFile(path, bytes));
+            QVERIFY(writeWholeFile(path, bytes));
         if (setup == u"link") {
             QVERIFY(QFile::rename(path, other));
             QVERIFY(QFile::link(u"target.jpeg"_s, path));
@@ -486,7 +481,7 @@ private slots:
             QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(png.first(33) + skipped) == 41);
             QVERIFY(f.seek(41 + length + 4) && f.write(png.mid(33)) == png.size() - 33);
         } else {
-            QVERIFY(writeFile(path, bytes));
+            QVERIFY(writeWholeFile(path, bytes));
         }
         const QList<int> answers = inBoundedChild([&path] {
             return QList<int>{readOrientation(path), int(writeOrientation(path, 6)), readOrientation(path)};

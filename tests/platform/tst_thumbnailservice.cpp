@@ -3,6 +3,7 @@
 
 #include "TQImageOrientation.h"
 #include "TQSampleData.h"
+#include "TQTestDesktop.h"
 #include "TQThumbnailService.h"
 
 #include <QBuffer>
@@ -14,7 +15,6 @@
 #include <QLoggingCategory>
 #include <QProcess>
 #include <QRegularExpression>
-#include <QSaveFile>
 #include <QSet>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -84,12 +84,6 @@ QByteArray contents(const QString &path)
 {
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QSaveFile f(path); // a new inode each time, as an installer's rename gives
-    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size() && f.commit();
 }
 
 void setMTime(const QString &path, qint64 seconds)
@@ -233,10 +227,8 @@ bool installThumbnailer(const QString &exec, const QString &types, const QString
     const QString program = folder + u"/thumbnailers/"_s + QString::number(qHash(script)) + u".sh"_s;
     QString text = u"[Thumbnailer Entry]\nExec="_s + QString(exec).replace(u"{script}"_s, program) + u"\nMimeType="_s
             + types + u'\n' + (tryExec.isEmpty() ? QString() : u"TryExec="_s + tryExec + u'\n');
-    return QDir().mkpath(folder + u"/thumbnailers"_s) && writeFile(program, "#!/bin/sh\n" + script.toUtf8() + '\n')
-            && QFile::setPermissions(program, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadOther
-                                                      | QFile::ExeOther | QFile::ReadGroup | QFile::ExeGroup)
-            && writeFile(folder + u"/thumbnailers/tqkit-test.thumbnailer"_s, text.toUtf8());
+    return writeWholeFile(program, "#!/bin/sh\n" + script.toUtf8() + '\n')
+            && ::chmod(QFile::encodeName(program).constData(), 0755) == 0 && writeWholeFile(folder + u"/thumbnailers/tqkit-test.thumbnailer"_s, text.toUtf8());
 }
 
 bool running(const QString &argument)
@@ -420,13 +412,13 @@ private slots:
     {
         const QString path = sample(u"broken.jpg"_s, "JPEG", {320, 240});
         const QByteArray good = contents(path);
-        QVERIFY(writeFile(path, QByteArray(2, '\0') + good.mid(2)));
+        QVERIFY(writeWholeFile(path, QByteArray(2, '\0') + good.mid(2)));
         const qint64 brokenTime = mtimeOf(path);
         QVERIFY(thumbnailForFile(path, {128, 128}).isNull());
         QCOMPARE(cacheRecords(path, true), QStringList{failRecord(path)});
         QCOMPARE(cacheRecords(path), QStringList());
 
-        QVERIFY(writeFile(path, good));
+        QVERIFY(writeWholeFile(path, good));
         setMTime(path, brokenTime);
         QVERIFY(thumbnailForFile(path, {128, 128}).isNull());
         setMTime(path, brokenTime + 1);
@@ -537,7 +529,7 @@ private slots:
         QFETCH(QByteArray, preview);
         const bool sparse = setup == u"sparse", offered = setup == u"offered";
         const QString path = file(u"refused-"_s + name);
-        QVERIFY(writeFile(path, bytes));
+        QVERIFY(writeWholeFile(path, bytes));
         if (!preview.isEmpty())
             setExifThumbnail(path, preview);
         if (sparse && !QFile(path).resize(qint64(8) << 30))
@@ -758,7 +750,7 @@ private slots:
         if (hangs) // long enough for a sandbox to start on a loaded machine, so that the child does run
             TQThumbnailService::setThumbnailerTimeout(3000);
         const QString input = file(u"thumbnailers/"_s + name), outside = file(u"escaped"_s);
-        QVERIFY(QDir().mkpath(QFileInfo(input).path()) && writeFile(input, "int main() { return 0; }\n"));
+        QVERIFY(writeWholeFile(input, "int main() { return 0; }\n"));
         QVERIFY(installThumbnailer(exec, types,
                                    QString(script).replace(u"{picture}"_s, m_picture).replace(u"{marker}"_s, marker)
                                            .replace(u"{uri}"_s, quoted(u"file://"_s + input)).replace(u"{input}"_s, quoted(input))
