@@ -34,10 +34,7 @@
 using namespace Qt::StringLiterals;
 namespace {
 
-QImage thumbnailForFile(const QString &path, const QSizeF &maxSize)
-{
-    return TQThumbnailService::thumbnailForFile(path, maxSize);
-}
+QImage (*const thumbnailForFile)(const QString &, const QSizeF &) = &TQThumbnailService::thumbnailForFile;
 
 constexpr QRgb Green = 0xff00c000;
 constexpr QRgb Red = 0xffff0000;
