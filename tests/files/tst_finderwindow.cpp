@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The TQKit developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "TQTestDesktop.h"
 #include "TQUtilityFunctions.h"
 
 #include <QDBusConnection>
@@ -140,22 +141,15 @@ int main(int argc, char **argv)
     QTemporaryDir folder;
     if (!folder.isValid())
         qFatal("no folder for the test's bus");
-    QFile config(folder.filePath(u"bus.conf"_s));
-    if (!config.open(QIODevice::WriteOnly))
+    const QString config = folder.filePath(u"bus.conf"_s);
+    if (!writeWholeFile(config, "<busconfig><type>session</type><listen>unix:dir=" + QFile::encodeName(folder.path())
+                                    + "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
+                                      "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n"))
         qFatal("cannot write the test bus's configuration");
-    config.write(QStringLiteral(
-        "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
-        " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-        "<busconfig><type>session</type><listen>unix:dir=%1</listen><auth>EXTERNAL</auth>"
-        "<policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
-        "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n")
-                     .arg(folder.path())
-                     .toUtf8());
-    config.close();
 
     QProcess daemon;
     daemon.setStandardErrorFile(QProcess::nullDevice());
-    daemon.start(u"dbus-daemon"_s, {u"--nofork"_s, u"--print-address"_s, u"--config-file="_s + config.fileName()});
+    daemon.start(u"dbus-daemon"_s, {u"--nofork"_s, u"--print-address"_s, u"--config-file="_s + config});
     if (!daemon.waitForStarted())
         qFatal("dbus-daemon did not start");
     auto stopDaemon = qScopeGuard([&] {
