@@ -93,12 +93,11 @@ private slots:
         QFETCH(int, folderPriority);
         QFETCH(bool, ascending);
         QFETCH(QString, itemKeyPath);
-        QFETCH(QString, expected);
 
         QStringList described;
         for (const TQSortDescriptor &descriptor : TQFile::sortDescriptorsForSortType(sortType, folderPriority, ascending, itemKeyPath))
             described.append(descriptor.description());
-        QCOMPARE(described.join(u' '), expected);
+        QTEST(described.join(u' '), "expected");
     }
 
     void sortsAFolder_data()
@@ -210,7 +209,6 @@ private slots:
     {
         QFETCH(int, filterType);
         QFETCH(bool, excludeFolders);
-        QFETCH(QString, kept);
 
         const std::optional<TQPredicate> filter = TQFile::filterPredicateForFilterType(filterType, excludeFolders, {});
         QCOMPARE(filter.has_value(), filterType < 8);
@@ -221,7 +219,7 @@ private slots:
         }
         QStringList sorted = names(found).split(u' ', Qt::SkipEmptyParts);
         sorted.sort(Qt::CaseInsensitive);
-        QCOMPARE(sorted.join(u' '), kept);
+        QTEST(sorted.join(u' '), "kept");
     }
 
     void filterEdges()
