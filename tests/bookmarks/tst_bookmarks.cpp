@@ -271,10 +271,7 @@ private slots:
         // A host's value that is a map equals no value that is not, even an empty one.
         QVERIFY(!TQBookmarksController::isEqualRecord({{u"host"_s, QVariantMap()}}, {{u"host"_s, u"x"_s}}));
 
-        // What bookmarks() hands out is the host's to change.
-        QVariantList copy = controller.bookmarks();
-        copy.first() = QVariantMap{{TQBookmarkTitleKey, u"changed"_s}};
-        QCOMPARE(describe(controller.bookmarks()).first(), u"Sea=C"_s);
+        // The live form goes back in whole.
         controller.setBookmarks(controller.bookmarks());
         QCOMPARE(controller.bookmarksCount(), 5);
     }
@@ -348,7 +345,6 @@ private slots:
 
         const QModelIndex separator = model->index(1, 0);
         QCOMPARE(model->data(separator).toString(), controller.separatorString());
-        QCOMPARE(controller.separatorString().size(), 19);
         QVERIFY(model->data(separator, Qt::DecorationRole).isNull());
         QVERIFY(!(model->flags(separator) & Qt::ItemIsEditable));
         QVERIFY(model->flags(separator) & Qt::ItemIsDragEnabled);
