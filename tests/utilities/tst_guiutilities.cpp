@@ -158,7 +158,6 @@ private slots:
     void menubarScreen()
     {
         QCOMPARE(screenBeforeApplication, nullptr);
-        QVERIFY(!QGuiApplication::screens().isEmpty());
         QCOMPARE(TQScreenUtilities::menubarScreen(), QGuiApplication::primaryScreen());
     }
 
@@ -202,7 +201,6 @@ private slots:
         QTest::newRow("a half second is trusted") << QVariant(0.5) << 400 << 0.5;
         QTest::newRow("a quarter second is not") << QVariant(0.25) << 400 << 1.0;
         QTest::newRow("two seconds are not") << QVariant(2.0) << 400 << 1.0;
-        QTest::newRow("text that is no number reads as zero") << QVariant(u"slow"_s) << 400 << 1.0;
         QTest::newRow("the host's setting wins over the desktop's") << QVariant(1.5) << 700 << 1.5;
         QTest::newRow("unset: the desktop's interval") << QVariant() << 400 << 0.4;
         QTest::newRow("unset: the desktop's two seconds are not trusted") << QVariant() << 2000 << 1.0;
@@ -351,11 +349,8 @@ private slots:
         QCOMPARE(image.size(), QSize(128, 128));
         QVERIFY(image.hasAlphaChannel());
         QCOMPARE(qAlpha(image.pixel(0, 0)), 0);
-        bool opaque = false;
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x)
-                opaque |= qAlpha(image.pixel(x, y)) > 0;
-        QVERIFY(opaque);
+        const QImage alpha = image.convertToFormat(QImage::Format_Alpha8); // and something is drawn
+        QVERIFY(std::any_of(alpha.constBits(), alpha.constBits() + alpha.sizeInBytes(), [](uchar a) { return a > 0; }));
         QVERIFY(load().cacheKey() != image.cacheKey()); // every caller gets an image of its own
     }
 
@@ -380,7 +375,6 @@ private slots:
                                     << QColor(0, 0, 255, 128);
         QTest::newRow("y-up, upper part") << true << false << over << 1.0 << QRectF(0, 0, 8, 4) << clear << red << red;
         QTest::newRow("y-down, behind") << false << false << behind << 1.0 << all << green << green << green;
-        QTest::newRow("over an opaque background") << false << false << over << 1.0 << all << green << red << blue;
         QTest::newRow("nothing") << false << false << over << 0.0 << all << green << green << green;
     }
 
