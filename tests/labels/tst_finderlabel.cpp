@@ -261,10 +261,6 @@ private slots:
             QCOMPARE(callBacks.hash(key), size_t(key));
             QVERIFY(callBacks.equal(key, description.toLongLong()));
             QVERIFY(!callBacks.equal(key, key + 1));
-            FVIntegerKeyDictionary<QString> map{{key, description}, {key + 1, u"next"_s}};
-            map[description.toLongLong()] = u"again"_s;
-            QCOMPARE(map.size(), size_t(2));
-            QCOMPARE(map.at(key), u"again"_s);
         }
     }
 };
