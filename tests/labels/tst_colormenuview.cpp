@@ -311,7 +311,6 @@ private slots:
         QTest::addColumn<QSize>("cell");
         QTest::newRow("wider than high") << QSize(40, 20);
         QTest::newRow("higher than wide") << QSize(20, 40);
-        QTest::newRow("square") << QSize(30, 30);
     }
     void squareSwatchInAnyCell()
     {
