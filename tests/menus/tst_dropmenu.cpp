@@ -230,7 +230,6 @@ private slots:
         QFETCH(QList<int>, keys);
         const std::unique_ptr<QMenu> menu = openMenu(2);
         QVERIFY(menu);
-        QCOMPARE(visibleTitles(*menu).size(), 1 + 2 + 2 + 1); // one variant per row
         Qt::KeyboardModifiers held;
         const auto modifierOf = [](int key) {
             return key == Qt::Key_Alt ? Qt::AltModifier : key == Qt::Key_Meta ? Qt::MetaModifier
@@ -251,9 +250,8 @@ private slots:
             QVERIFY2(menu->isVisible(), "a modifier key must not close the menu");
         }
         QTEST(visibleTitles(*menu).mid(0, 2), "expected");
-        QCOMPARE(visibleTitles(*menu).size(), 6);
-        menu->close();
-        QCOMPARE(describe(*menu).size(), 3 * 5 + 3); // closed: every variant visible again
+        QCOMPARE(visibleTitles(*menu).size(), 1 + 2 + 2 + 1); // one variant per row
+        menu->close(); // closed: every variant visible again
         for (const QAction *action : menu->actions())
             QVERIFY(action->isVisible());
     }
