@@ -10,13 +10,11 @@
 #include <TQImageOrientationWriter.h>
 
 #include <QApplication>
-#include <QCryptographicHash>
 #include <QDirIterator>
 #include <QImageReader>
 #include <QPainter>
 #include <QRandomGenerator>
 #include <QSemaphore>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QToolButton>

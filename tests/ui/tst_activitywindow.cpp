@@ -20,7 +20,6 @@
 #include <QTest>
 #include <QThread>
 #include <QToolButton>
-#include <QWindow>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -177,8 +176,6 @@ private Q_SLOTS:
             QCOMPARE(window->maximumWidth(), maximumWidth);
         }
         QCOMPARE(window->sizeIncrement(), QSize(1, 80));
-        QVERIFY(window->windowHandle());
-        QCOMPARE(window->windowHandle()->sizeIncrement(), QSize(1, 80));
     }
 
     void removingItems()

@@ -7,7 +7,6 @@
 #include <QApplication>
 #include <QDialog>
 #include <QLineEdit>
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace Qt::StringLiterals;

@@ -16,7 +16,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTreeView>
-#include <QVBoxLayout>
 
 #include <climits>
 #include <memory>
