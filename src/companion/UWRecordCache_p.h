@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -19,7 +20,8 @@
 // reset never lands in the record that follows it.
 //
 // No record is made until a value is stored: an item of a big listing whose values nobody
-// asks for costs no record, and reading an empty cache reads a shared empty one.
+// asks for, or whose file gave nothing worth keeping, costs no record, and reading an empty
+// cache reads a shared empty one.
 //
 // The lock is a small spin lock on a standard atomic: sorting asks every item for a value in
 // every comparison, and the critical sections are a few loads and stores, where a futex-based
@@ -75,41 +77,50 @@ public:
         return m_values ? (*m_values).*slot : std::nullopt;
     }
 
+    //! Where a value computed after a look-up must be published: the record it was computed
+    //! from (none while the item has none) and the resets that had ended by then.
+    struct Origin
+    {
+        std::shared_ptr<Values> record;
+        std::uint32_t resets = 0;
+    };
+
     //! The slot's value: cached, or \a compute(record) published into that record. \a compute
     //! reads only the record's facts, which never change once it is published.
     template <class T, class Compute>
     T value(std::optional<T> Values::*slot, Compute compute) const
     {
-        std::shared_ptr<Values> from;
+        Origin from;
         if (std::optional<T> cached = lookUp(slot, &from))
             return *std::move(cached);
-        return publish(slot, from, compute(std::as_const(*from)));
+        return publish(slot, from, compute(from.record ? std::as_const(*from.record) : empty()));
     }
 
-    //! The slot's value if it is cached; otherwise nothing, and \a from receives the record a
-    //! value computed now must be published into.
+    //! The slot's value if it is cached; otherwise nothing, and \a from receives where a value
+    //! computed now must be published. A look-up makes no record: a value not worth keeping (a
+    //! file that gave nothing) leaves none behind.
     template <class T>
-    std::optional<T> lookUp(std::optional<T> Values::*slot, std::shared_ptr<Values> *from) const
+    std::optional<T> lookUp(std::optional<T> Values::*slot, Origin *from) const
     {
         std::lock_guard locker(m_lock);
         if (m_values) {
             if (const std::optional<T> &cached = (*m_values).*slot)
                 return cached;
         }
-        *from = current();
+        *from = Origin{m_values, m_resetsEnded};
         return std::nullopt;
     }
 
-    //! Stores \a computed into \a from's slot unless that record was replaced, a reset is
-    //! running, or another thread stored first; answers what the slot holds then (or
-    //! \a computed when nothing was stored).
+    //! Stores \a computed into the slot unless the record it was computed from was replaced,
+    //! resets ran or are running since, or another thread stored first; answers what the slot
+    //! holds then (or \a computed when nothing was stored). Work begun from no record makes one.
     template <class T>
-    T publish(std::optional<T> Values::*slot, const std::shared_ptr<Values> &from, T computed) const
+    T publish(std::optional<T> Values::*slot, const Origin &from, T computed) const
     {
         std::lock_guard locker(m_lock);
-        if (m_values != from || m_resetting > 0)
+        if (m_values != from.record || m_resetsEnded != from.resets || m_resetting > 0)
             return computed;
-        std::optional<T> &cached = (*from).*slot;
+        std::optional<T> &cached = (*current()).*slot;
         if (!cached)
             cached = std::move(computed);
         return *cached;
@@ -154,9 +165,13 @@ public:
     void endResets()
     {
         std::lock_guard locker(m_lock);
-        // Without a record nothing began from one.
-        if (--m_resetting == 0 && m_values)
-            replace(std::make_shared<Values>(*m_values));
+        if (--m_resetting == 0) {
+            // Work begun from no record cannot tell by the record that resets ran: the count
+            // tells it, without making a record for an item that has none.
+            ++m_resetsEnded;
+            if (m_values)
+                replace(std::make_shared<Values>(*m_values));
+        }
     }
 
     //! Starts loading the current record into the cache: a hint, without the lock, that may
@@ -191,4 +206,5 @@ private:
     mutable std::shared_ptr<Values> m_values; // guarded by m_lock; the slots of *m_values too
     mutable std::atomic<const Values *> m_hint{nullptr}; // m_values, for prefetching only
     int m_resetting = 0;              // guarded by m_lock
+    std::uint32_t m_resetsEnded = 0;  // guarded by m_lock; fits in the padding after m_resetting
 };
