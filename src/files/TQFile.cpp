@@ -10,6 +10,7 @@
 #include "TQImageMetadata.h"
 #include "TQImageProperties.h"
 #include "TQImageOrientationWriter.h"
+#include "TQPropertiesCodec_p.h"
 #include "TQTypeRegistry.h"
 #include "TQUtilityFunctions.h"
 #include "TQInvalidParameterException.h"
@@ -18,8 +19,6 @@
 #include "UWRecordCache_p.h"
 #include "UWSerialized_p.h"
 
-#include <QDataStream>
-#include <QIODevice>
 #include <QHash>
 #include <QLocale>
 #include <QRandomGenerator>
@@ -55,14 +54,14 @@ Q_CONSTRUCTOR_FUNCTION(installFileFactory)
 namespace {
 
 // The values an image's property dictionary gives, all derived at once when it is read. A
-// folder view asks every image for them, so they are kept small: the dictionary as the bytes
-// of a QDataStream, which keep every value's type (a small JPEG's dictionary takes 1.4 KB as a
-// map, 450 bytes so), read back only when the dictionary itself is asked for, which showing
-// and sorting never do; and the texts that many images share ("8-bit RGB", "Landscape") as
-// one copy (see sharedText()).
+// folder view asks every image for them, so they are kept small: the dictionary as a few
+// bytes that keep every value's type (TQPropertiesCodec; a small JPEG's dictionary takes 1.4 KB
+// as a map), read back only when the dictionary itself is asked for, which showing and
+// sorting never do; and the texts that many images share ("8-bit RGB", "Landscape") as one
+// copy (see sharedText()).
 struct ImageValues
 {
-    QByteArray encodedProperties; // empty for an empty dictionary
+    QByteArray encodedProperties; // empty for an empty dictionary, or one that could not be kept
     QVariantMap properties() const;
     int orientation = 1;
     TQImageDimensions dimensions;
@@ -561,8 +560,6 @@ const TQFileKeys *TQFileKeys::find(QStringView key)
 
 namespace {
 
-constexpr QDataStream::Version PropertiesStreamVersion = QDataStream::Qt_6_0;
-
 // One copy of a text for every image that shows it. The pool is bounded, so a session that
 // meets many distinct texts (a camera's exposure times) stops sharing rather than growing.
 QString sharedText(const QString &text)
@@ -614,17 +611,9 @@ std::shared_ptr<const ImageValues> imageValuesOf(const QVariantMap &properties)
     if (properties.isEmpty())
         return none;
     const std::shared_ptr<ImageValues> values = derivedValues(properties);
-    {
-        QDataStream out(&values->encodedProperties, QIODevice::WriteOnly);
-        out.setVersion(PropertiesStreamVersion);
-        out << properties;
-        // The reader puts in plain values only (numbers, texts, lists, dictionaries).
-        if (out.status() != QDataStream::Ok) {
-            qCWarning(lcFiles) << "an image's properties could not be kept:" << properties.keys();
-            values->encodedProperties.clear();
-        }
-    }
-    values->encodedProperties.squeeze();
+    values->encodedProperties = TQPropertiesCodec::encode(properties);
+    if (values->encodedProperties.isEmpty())
+        qCWarning(lcFiles) << "an image's properties could not be kept:" << properties.keys();
     return values;
 }
 
@@ -632,22 +621,18 @@ std::shared_ptr<const ImageValues> imageValuesOf(const QVariantMap &properties)
 
 QVariantMap ImageValues::properties() const
 {
-    QVariantMap properties;
-    if (encodedProperties.isEmpty())
-        return properties;
-    QDataStream in(encodedProperties);
-    in.setVersion(PropertiesStreamVersion);
-    in >> properties;
-    return properties;
+    return TQPropertiesCodec::decode(encodedProperties);
 }
 
 std::shared_ptr<const ImageValues> TQFileKeys::imageValues(F file)
 {
     using Image = std::shared_ptr<const ImageValues>;
-    std::shared_ptr<Values> from;
+    UWRecordCache<Values>::Origin from;
     if (std::optional<Image> cached = file.d->cache.lookUp(&Values::image, &from))
         return *cached;
-    if (file.isPlaceholder() || !file.isImage())
+    // The kind is asked without being kept, or a file that gives nothing (one still being
+    // written, a damaged one, a name that lies) would keep a record for that answer alone.
+    if (file.isPlaceholder() || !tqFileKinds(file).image)
         return file.d->cache.publish(&Values::image, from, imageValuesOf({}));
     const QVariantMap properties = TQImageProperties::propertiesOfFile(
         UWStandardFile::nativePathForURL(file.resolvedURL()), file.resolvedUTI());
