@@ -129,7 +129,22 @@ QList<QRgb> uprightBlocks(const QString &path)
     return blocks;
 }
 
+// One copy, move or alias task of intoFolder(); what a row leaves out is a copy of notes.txt.
+struct IntoFolder
+{
+    Kind kind = Kind::Copy;
+    QStringList sources{u"notes.txt"_s};
+    QString bad; // a hostile entry made for the row, its top added to the sources
+    QStringList taken; // in the target already
+    QStringList expected{u"notes.txt"_s};
+    bool otherFileSystem = false;
+    QString warning;
+    QStringList leftInSource; // of a move
+};
+
 } // namespace
+
+Q_DECLARE_METATYPE(IntoFolder)
 
 class TestQuillboxTasks : public QObject
 {
@@ -223,58 +238,39 @@ private Q_SLOTS:
     // why, the rest still done.
     void intoFolder_data()
     {
-        QTest::addColumn<Kind>("kind");
-        QTest::addColumn<QStringList>("sources");
-        QTest::addColumn<QString>("bad");
-        QTest::addColumn<QStringList>("taken"); // in the target already
-        QTest::addColumn<QStringList>("expected");
-        QTest::addColumn<bool>("otherFileSystem");
-        QTest::addColumn<QString>("warning");
-        QTest::addColumn<QStringList>("leftInSource"); // of a move
-
+        QTest::addColumn<IntoFolder>("task");
         const QStringList set{u"photo.jpg"_s, u"notes.txt"_s, u"album.2026"_s, u"link.txt"_s};
-        const QStringList notes{u"notes.txt"_s}, none;
-        QTest::newRow("a set of files, a folder and a link are copied as they are")
-            << Kind::Copy << set << QString() << none << set << false << QString() << none;
-        QTest::newRow("taken names give copies the next free number, a folder no extension") << Kind::Copy
-            << QStringList{u"photo.jpg"_s, u"album.2026"_s, u"scan 7.png"_s} << QString()
-            << QStringList{u"photo.jpg"_s, u"photo 2.jpg"_s, u"album.2026"_s, u"scan 7.png"_s}
-            << QStringList{u"photo 3.jpg"_s, u"album.2026 2"_s, u"scan 8.png"_s} << false << QString() << none;
-        QTest::newRow("a move renames on one file system and numbers a clash") << Kind::Move << set << QString()
-            << QStringList{u"album.2026"_s} << QStringList{u"photo.jpg"_s, u"notes.txt"_s, u"album.2026 2"_s, u"link.txt"_s}
-            << false << QString() << none;
-        QTest::newRow("a move to another file system copies, then removes the sources") << Kind::Move << set << QString()
-            << notes << QStringList{u"photo.jpg"_s, u"notes 2.txt"_s, u"album.2026"_s, u"link.txt"_s} << true << QString() << none;
-        QTest::newRow("a copy to another file system") << Kind::Copy << set << QString() << none << set << true << QString() << none;
-        QTest::newRow("aliases point at the sources, a clash numbered") << Kind::Alias << QStringList{u"photo.jpg"_s, u"album.2026"_s}
-            << QString() << QStringList{u"photo.jpg"_s} << QStringList{u"photo 2.jpg"_s, u"album.2026"_s} << false << QString() << none;
+        QTest::newRow("a set of files, a folder and a link are copied as they are") << IntoFolder{.sources = set, .expected = set};
+        QTest::newRow("taken names give copies the next free number, a folder no extension")
+            << IntoFolder{.sources = {u"photo.jpg"_s, u"album.2026"_s, u"scan 7.png"_s},
+                          .taken = {u"photo.jpg"_s, u"photo 2.jpg"_s, u"album.2026"_s, u"scan 7.png"_s},
+                          .expected = {u"photo 3.jpg"_s, u"album.2026 2"_s, u"scan 8.png"_s}};
+        QTest::newRow("a move renames on one file system and numbers a clash") << IntoFolder{.kind = Kind::Move, .sources = set,
+            .taken = {u"album.2026"_s}, .expected = {u"photo.jpg"_s, u"notes.txt"_s, u"album.2026 2"_s, u"link.txt"_s}};
+        QTest::newRow("a move to another file system copies, then removes the sources") << IntoFolder{.kind = Kind::Move,
+            .sources = set, .taken = {u"notes.txt"_s}, .expected = {u"photo.jpg"_s, u"notes 2.txt"_s, u"album.2026"_s, u"link.txt"_s},
+            .otherFileSystem = true};
+        QTest::newRow("a copy to another file system") << IntoFolder{.sources = set, .expected = set, .otherFileSystem = true};
+        QTest::newRow("aliases point at the sources, a clash numbered") << IntoFolder{.kind = Kind::Alias,
+            .sources = {u"photo.jpg"_s, u"album.2026"_s}, .taken = {u"photo.jpg"_s}, .expected = {u"photo 2.jpg"_s, u"album.2026"_s}};
 
         const QString pipeWarning = u"Refusing .*/fifo: a named pipe, not a file, folder or link"_s;
-        QTest::newRow("a named pipe is refused, the file beside it copied")
-            << Kind::Copy << notes << u"fifo"_s << none << notes << false << pipeWarning << none;
-        QTest::newRow("a socket is refused")
-            << Kind::Copy << notes << u"sock"_s << none << notes << false << u"Refusing .*/sock: a socket"_s << none;
-        QTest::newRow("a vanished source is reported") << Kind::Copy << notes << u"gone"_s << none << notes << false << QString() << none;
+        QTest::newRow("a named pipe is refused, the file beside it copied") << IntoFolder{.bad = u"fifo"_s, .warning = pipeWarning};
+        QTest::newRow("a socket is refused") << IntoFolder{.bad = u"sock"_s, .warning = u"Refusing .*/sock: a socket"_s};
+        QTest::newRow("a vanished source is reported") << IntoFolder{.bad = u"gone"_s};
         // Into its own subfolder, which holds b.txt.
-        QTest::newRow("a folder is not copied into itself")
-            << Kind::Copy << notes << u"album.2026"_s << QStringList{u"b.txt"_s} << notes << false << QString() << none;
-        QTest::newRow("a pipe inside a folder is left out of its copy") << Kind::Copy << notes << u"album.2026/sub/fifo"_s << none
-            << QStringList{u"notes.txt"_s, u"album.2026"_s} << false << pipeWarning << none;
-        QTest::newRow("a folder moved across file systems keeps what could not be copied") << Kind::Move << notes
-            << u"album.2026/sub/fifo"_s << none << QStringList{u"notes.txt"_s, u"album.2026"_s} << true << pipeWarning
-            << QStringList{u"album.2026"_s, u"album.2026/sub"_s, u"album.2026/sub/fifo"_s};
+        QTest::newRow("a folder is not copied into itself") << IntoFolder{.bad = u"album.2026"_s, .taken = {u"b.txt"_s}};
+        QTest::newRow("a pipe inside a folder is left out of its copy") << IntoFolder{.bad = u"album.2026/sub/fifo"_s,
+            .expected = {u"notes.txt"_s, u"album.2026"_s}, .warning = pipeWarning};
+        QTest::newRow("a folder moved across file systems keeps what could not be copied") << IntoFolder{.kind = Kind::Move,
+            .bad = u"album.2026/sub/fifo"_s, .expected = {u"notes.txt"_s, u"album.2026"_s}, .otherFileSystem = true,
+            .warning = pipeWarning, .leftInSource = {u"album.2026"_s, u"album.2026/sub"_s, u"album.2026/sub/fifo"_s}};
     }
 
     void intoFolder()
     {
-        QFETCH(Kind, kind);
-        QFETCH(QStringList, sources);
-        QFETCH(QString, bad);
-        QFETCH(QStringList, taken);
-        QFETCH(QStringList, expected);
-        QFETCH(bool, otherFileSystem);
-        QFETCH(QString, warning);
-        QFETCH(QStringList, leftInSource);
+        QFETCH(IntoFolder, task);
+        const auto &[kind, sources, bad, taken, expected, otherFileSystem, warning, leftInSource] = task;
         if (otherFileSystem && !useOtherFileSystem())
             QSKIP("/dev/shm is missing or on the temporary folder's file system");
         const QString target = bad == u"album.2026" ? src(u"album.2026/sub"_s) : m_target;
