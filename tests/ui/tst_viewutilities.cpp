@@ -91,7 +91,21 @@ struct Tree
     }
 };
 
+// A call of selectItems() on the tree, and what it leaves.
+struct Selecting
+{
+    QStringList expanded;
+    QStringList before; // rows selected first
+    QStringList items;
+    bool extending = false;
+    QStringList selected; // in view order
+    QString selectedItem;
+    QStringList expandedAfter;
+};
+
 } // namespace
+
+Q_DECLARE_METATYPE(Selecting)
 
 class TestViewUtilities : public QObject
 {
@@ -197,47 +211,32 @@ private slots:
 
     void selectItems_data()
     {
-        QTest::addColumn<QStringList>("expanded");
-        QTest::addColumn<QStringList>("before"); // rows selected first
-        QTest::addColumn<QStringList>("items");
-        QTest::addColumn<bool>("extending");
-        QTest::addColumn<QStringList>("selected"); // in view order
-        QTest::addColumn<QString>("selectedItem");
-        QTest::addColumn<QStringList>("expandedAfter");
-
-        const QStringList none;
-        QTest::newRow("nothing new, not extending: nothing stays selected")
-            << none << QStringList{u"A"_s} << none << false << none << QString() << none;
+        QTest::addColumn<Selecting>("selecting");
+        QTest::newRow("nothing new, not extending: nothing stays selected") << Selecting{.before = {u"A"_s}};
         QTest::newRow("nothing new, extending: the selection stays")
-            << none << QStringList{u"A"_s} << none << true << QStringList{u"A"_s} << u"A"_s << none;
+            << Selecting{.before = {u"A"_s}, .extending = true, .selected = {u"A"_s}, .selectedItem = u"A"_s};
         QTest::newRow("not extending replaces the selection")
-            << none << QStringList{u"A"_s} << QStringList{u"B"_s} << false << QStringList{u"B"_s} << u"B"_s << none;
+            << Selecting{.before = {u"A"_s}, .items = {u"B"_s}, .selected = {u"B"_s}, .selectedItem = u"B"_s};
         QTest::newRow("extending adds to the selection")
-            << none << QStringList{u"A"_s} << QStringList{u"C"_s} << true << QStringList{u"A"_s, u"C"_s} << u"C"_s << none;
+            << Selecting{.before = {u"A"_s}, .items = {u"C"_s}, .extending = true, .selected = {u"A"_s, u"C"_s}, .selectedItem = u"C"_s};
         QTest::newRow("rows come in view order, the selected item is the last one given")
-            << none << none << QStringList{u"C"_s, u"A"_s} << false << QStringList{u"A"_s, u"C"_s} << u"A"_s << none;
+            << Selecting{.items = {u"C"_s, u"A"_s}, .selected = {u"A"_s, u"C"_s}, .selectedItem = u"A"_s};
         QTest::newRow("an item under a collapsed parent is skipped and the parent stays collapsed")
-            << none << none << QStringList{u"A1a"_s, u"B"_s} << false << QStringList{u"B"_s} << u"B"_s << none;
+            << Selecting{.items = {u"A1a"_s, u"B"_s}, .selected = {u"B"_s}, .selectedItem = u"B"_s};
         QTest::newRow("an item under a collapsed grandparent is skipped")
-            << QStringList{u"A1"_s} << none << QStringList{u"A1a"_s} << false << none << QString() << QStringList{u"A1"_s};
+            << Selecting{.expanded = {u"A1"_s}, .items = {u"A1a"_s}, .expandedAfter = {u"A1"_s}};
         QTest::newRow("an item whose parents are expanded is selected")
-            << QStringList{u"A"_s, u"A1"_s} << none << QStringList{u"A1b"_s, u"A2"_s} << false
-            << QStringList{u"A1b"_s, u"A2"_s} << u"A2"_s << QStringList{u"A"_s, u"A1"_s};
+            << Selecting{.expanded = {u"A"_s, u"A1"_s}, .items = {u"A1b"_s, u"A2"_s}, .selected = {u"A1b"_s, u"A2"_s},
+                         .selectedItem = u"A2"_s, .expandedAfter = {u"A"_s, u"A1"_s}};
         QTest::newRow("a parent comes before its child")
-            << QStringList{u"B"_s} << none << QStringList{u"B1"_s, u"B"_s, u"A"_s} << false
-            << QStringList{u"A"_s, u"B"_s, u"B1"_s} << u"A"_s << QStringList{u"B"_s};
+            << Selecting{.expanded = {u"B"_s}, .items = {u"B1"_s, u"B"_s, u"A"_s}, .selected = {u"A"_s, u"B"_s, u"B1"_s},
+                         .selectedItem = u"A"_s, .expandedAfter = {u"B"_s}};
     }
 
     void selectItems()
     {
-        QFETCH(QStringList, expanded);
-        QFETCH(QStringList, before);
-        QFETCH(QStringList, items);
-        QFETCH(bool, extending);
-        QFETCH(QStringList, selected);
-        QFETCH(QString, selectedItem);
-        QFETCH(QStringList, expandedAfter);
-
+        QFETCH(Selecting, selecting);
+        const auto &[expanded, before, items, extending, selected, selectedItem, expandedAfter] = selecting;
         const Tree tree;
         tree.expand(expanded);
         tree.select(before);
