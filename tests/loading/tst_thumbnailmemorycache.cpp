@@ -40,14 +40,12 @@ private slots:
         QTest::addColumn<QString>("remaining");
         QTest::addColumn<QList<int>>("statistics"); // hits, misses, evictions, rejections
 
-        QTest::newRow("the least recently inserted goes first") << 3 << u"+a1 +b1 +c1 +d1"_s << u"b1 c1 d1"_s << QList{0, 0, 1, 0};
         QTest::newRow("a read makes an entry recent") << 3 << u"+a1 +b1 +c1 ?a1 +d1"_s << u"a1 c1 d1"_s << QList{1, 0, 1, 0};
-        QTest::newRow("asking whether it is there does not") << 3 << u"+a1 +b1 +c1 =a1 +d1"_s << u"b1 c1 d1"_s << QList{0, 0, 1, 0};
+        QTest::newRow("asking whether it is there does not: the least recently inserted goes") << 3 << u"+a1 +b1 +c1 =a1 +d1"_s << u"b1 c1 d1"_s << QList{0, 0, 1, 0};
         QTest::newRow("a big entry evicts as many as it needs") << 4 << u"+a1 +b1 +c1 +d1 +e3"_s << u"d1 e3"_s << QList{0, 0, 3, 0};
         QTest::newRow("an entry exactly the budget is kept alone") << 3 << u"+a1 +b1 +c3"_s << u"c3"_s << QList{0, 0, 2, 0};
         QTest::newRow("an entry bigger than the budget is not kept and evicts nothing")
             << 3 << u"+a1 +b1 +c4"_s << u"a1 b1"_s << QList{0, 0, 0, 1};
-        QTest::newRow("a miss is counted and changes nothing") << 2 << u"+a1 ?z1 +b1"_s << u"a1 b1"_s << QList{0, 1, 0, 0};
         QTest::newRow("replacing a key keeps one entry, recent, with the new image")
             << 2 << u"+a1 +b1 +a1 +c1 ?a1"_s << u"a1 c1"_s << QList{1, 0, 1, 0};
         QTest::newRow("a replacement that cannot be kept leaves no stale entry")
