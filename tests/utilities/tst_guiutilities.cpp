@@ -326,10 +326,8 @@ private slots:
         QVERIFY(TQImageUtilities::addPropertiesofFile(jpeg, dictionary));
         QCOMPARE(dictionary.value(u"PixelWidth"_s).toInt(), 40); // replaced
         QCOMPARE(dictionary.value(u"kept"_s), QVariant(u"mine"_s));
-        // A JPEG without EXIF or IPTC still gets the groups a caller fills in, and only those.
-        for (const char *group : {"{Exif}", "{IPTC}", "{TIFF}", "{CIFF}", "{MakerCanon}", "{MakerNikon}"})
-            QVERIFY2(dictionary.value(QLatin1StringView(group)).typeId() == QMetaType::QVariantMap, group);
-        QVERIFY(dictionary.value(u"{IPTC}"_s).toMap().isEmpty());
+        // A JPEG without IPTC still gets the (empty) group a caller fills in; not every group.
+        QCOMPARE(dictionary.value(u"{IPTC}"_s), QVariant(QVariantMap()));
         QVERIFY(!dictionary.contains(u"{GPS}"_s));
     }
 
