@@ -17,8 +17,8 @@
     ("PixelWidth", "{Exif}"), the same few dozen in every image. The keys are kept once for
     the process and written as their number; numbers are written in as few bytes as they
     need, texts as UTF-8. Every value keeps its type (an int stays an int, a list a list); a
-    value of a type the reader never gives is kept as QDataStream writes it. A dictionary that
-    QDataStream writes in 450 bytes takes about 70.
+    value of a type the reader never gives is kept as QDataStream writes it. A small JPEG's
+    dictionary, which QDataStream writes in 430 bytes, takes about 50.
 
     Any thread.
 */
