@@ -10,6 +10,7 @@
 #include <QIODevice>
 
 #include <cstring>
+#include <type_traits>
 #include <mutex>
 #include <vector>
 
@@ -215,12 +216,24 @@ public:
         }
         return false;
     }
-    bool signedNumber(qint64 *v)
+    // An integer of type T as the writer wrote it (signed ones zigzagged); a value T cannot
+    // hold is not one the writer wrote.
+    template <class T>
+    bool integer(QVariant *v)
     {
         quint64 u;
         if (!number(&u))
             return false;
-        *v = qint64(u >> 1) ^ -qint64(u & 1);
+        if constexpr (std::is_signed_v<T>) {
+            const qint64 n = qint64(u >> 1) ^ -qint64(u & 1);
+            if (n != qint64(T(n)))
+                return false;
+            *v = QVariant::fromValue(T(n));
+        } else {
+            if (u != quint64(T(u)))
+                return false;
+            *v = QVariant::fromValue(T(u));
+        }
         return true;
     }
     bool bytes(quint64 size, QByteArray *b)
@@ -230,6 +243,12 @@ public:
         *b = QByteArray(m_at, qsizetype(size));
         m_at += size;
         return true;
+    }
+    // Bytes that follow their count.
+    bool sized(QByteArray *b)
+    {
+        quint64 size;
+        return number(&size) && bytes(size, b);
     }
     // A count of items that each take at least a byte cannot exceed the bytes left: a wrong
     // count never reserves memory.
@@ -273,34 +292,14 @@ public:
         case True:
             *v = QVariant(quint8(m_at[-1]) == True);
             return true;
-        case Int: {
-            qint64 n;
-            if (!signedNumber(&n) || n != qint64(int(n)))
-                return false;
-            *v = QVariant(int(n));
-            return true;
-        }
-        case LongLong: {
-            qint64 n;
-            if (!signedNumber(&n))
-                return false;
-            *v = QVariant(qlonglong(n));
-            return true;
-        }
-        case UInt: {
-            quint64 n;
-            if (!number(&n) || n != quint64(uint(n)))
-                return false;
-            *v = QVariant(uint(n));
-            return true;
-        }
-        case ULongLong: {
-            quint64 n;
-            if (!number(&n))
-                return false;
-            *v = QVariant(qulonglong(n));
-            return true;
-        }
+        case Int:
+            return integer<int>(v);
+        case LongLong:
+            return integer<qlonglong>(v);
+        case UInt:
+            return integer<uint>(v);
+        case ULongLong:
+            return integer<qulonglong>(v);
         case Double: {
             double d;
             if (m_end - m_at < qsizetype(sizeof d))
@@ -311,9 +310,8 @@ public:
             return true;
         }
         case Text: {
-            quint64 size;
             QByteArray utf8;
-            if (!number(&size) || !bytes(size, &utf8))
+            if (!sized(&utf8))
                 return false;
             *v = QVariant(QString::fromUtf8(utf8));
             return true;
@@ -322,9 +320,8 @@ public:
             *v = QVariant(QString());
             return true;
         case Bytes: {
-            quint64 size;
             QByteArray b;
-            if (!number(&size) || !bytes(size, &b))
+            if (!sized(&b))
                 return false;
             *v = QVariant(b);
             return true;
@@ -356,9 +353,8 @@ public:
             return true;
         }
         case Streamed: {
-            quint64 size;
             QByteArray streamed;
-            if (!number(&size) || !bytes(size, &streamed))
+            if (!sized(&streamed))
                 return false;
             QDataStream stream(streamed);
             stream.setVersion(StreamVersion);

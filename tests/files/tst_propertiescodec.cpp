@@ -122,10 +122,11 @@ private slots:
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"could not be read back"_s));
         QVERIFY(TQPropertiesCodec::decode(bytes + '\0').isEmpty());
         // Counts far beyond the bytes (a list's would reserve gigabytes), an unknown tag, a key
-        // number never given out, an int past 32 bits, a list where the dictionary belongs.
+        // number never given out, an int and an unsigned past 32 bits, a list where the dictionary belongs.
         for (const QByteArray &junk : {QByteArray("\x0d\xff\xff\xff\xff\x0f", 6), QByteArray("\x0d\x01\x00\x0c\xff\xff\xff\xff\x0f", 9),
                                        QByteArray("\x0d\x01\x00\x7f", 4), QByteArray("\x0d\x01\xfe\xff\x03\x00", 6),
-                                       QByteArray("\x0d\x01\x00\x03\x80\x80\x80\x80\x10", 9), QByteArray("\x0c\x01", 2)}) {
+                                       QByteArray("\x0d\x01\x00\x03\x80\x80\x80\x80\x10", 9),
+                                       QByteArray("\x0d\x01\x00\x05\x80\x80\x80\x80\x10", 9), QByteArray("\x0c\x01", 2)}) {
             QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"could not be read back"_s));
             QVERIFY2(TQPropertiesCodec::decode(junk).isEmpty(), junk.toHex().constData());
         }
