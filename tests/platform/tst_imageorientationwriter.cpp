@@ -20,6 +20,7 @@
 #include <QtEndian>
 
 #include <bit>
+#include <cstring>
 #include <csignal>
 #include <future>
 #include <limits>
@@ -28,6 +29,8 @@
 #include <fcntl.h>
 #include <sys/inotify.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -488,6 +491,35 @@ private slots:
         });
         QCOMPARE(answers, (QList<int>{read, int(written), succeeded(written) ? 6 : read, 0}));
         QVERIFY(written == Result::Written || bytes.startsWith("far") || readAll(path) == bytes);
+    }
+
+    // What is no file is refused before anything is opened, and the refusal says what it is.
+    void refusesWhatIsNoFile_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::newRow("a device") << u"a device"_s;
+        QTest::newRow("a socket") << u"a socket"_s;
+    }
+
+    void refusesWhatIsNoFile()
+    {
+        QFETCH(QString, kind);
+        const QTemporaryDir root;
+        QString path = u"/dev/null"_s;
+        const int socketFd = kind == u"a socket" ? ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0) : -1;
+        if (socketFd >= 0) {
+            path = root.filePath(u"socket"_s);
+            sockaddr_un address = {};
+            address.sun_family = AF_UNIX;
+            std::strncpy(address.sun_path, QFile::encodeName(path).constData(), sizeof address.sun_path - 1);
+            QVERIFY(::bind(socketFd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0);
+        }
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QRegularExpression::escape(path) + u": it is "_s + kind + u'$'));
+        QString error;
+        QCOMPARE(writeOrientation(QFile::encodeName(path), 6, &error), Result::NotAFile);
+        QVERIFY2(error.endsWith(u" is "_s + kind), qPrintable(error));
+        if (socketFd >= 0)
+            ::close(socketFd);
     }
 
     void removesOnlyCopiesThatDied_data()
