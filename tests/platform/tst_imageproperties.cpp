@@ -312,6 +312,8 @@ private slots:
         };
         QVERIFY(writeWholeFile(file(u"opaque.gif"_s), withControl('\x00')));
         QVERIFY(writeWholeFile(file(u"transparent.gif"_s), withControl('\x01')));
+        // Cut where the control block's flags would be: what is not there says nothing.
+        QVERIFY(writeWholeFile(file(u"cut.gif"_s), withControl('\x01').first(27)));
         m_heifProblem = writeHeif(file(u"photo.heic"_s), {128, 96}, exifOf(contents(file(u"camera.jpg"_s))));
 
         if (Exiftool.isEmpty())
@@ -349,6 +351,7 @@ private slots:
         QTest::newRow("a GIF, sized by its logical screen") << u"frame.gif"_s << false;
         QTest::newRow("a GIF with a comment before its opaque frame") << u"opaque.gif"_s << false;
         QTest::newRow("a GIF with a comment before its transparent frame") << u"transparent.gif"_s << true;
+        QTest::newRow("a GIF cut before its control block's flags") << u"cut.gif"_s << false;
     }
 
     void agreesWithExiftool()
