@@ -493,6 +493,29 @@ private slots:
         QVERIFY(written == Result::Written || bytes.startsWith("far") || readAll(path) == bytes);
     }
 
+    // Some writers end the last IFD right at the end of the EXIF block, without the link to a
+    // next one: the tag is patched in place all the same, and nothing else moves.
+    void patchesAnIfdThatEndsItsBlock()
+    {
+        const QTemporaryDir root;
+        const QString path = root.filePath(u"unlinked.jpg"_s);
+        QByteArray jpeg;
+        QBuffer buffer(&jpeg);
+        QVERIFY(buffer.open(QIODevice::WriteOnly) && QImage(64, 48, QImage::Format_RGB32).save(&buffer, "JPEG"));
+        // Little-endian TIFF, IFD0 at 8 holding only Orientation = 1, and no link after it.
+        const QByteArray tiff("II*\0\x08\0\0\0" "\x01\0" "\x12\x01\x03\0\x01\0\0\0\x01\0\0\0", 22);
+        const QByteArray app1 = QByteArray("Exif\0\0", 6) + tiff;
+        const char length[2] = {char((app1.size() + 2) >> 8), char((app1.size() + 2) & 0xff)};
+        const QByteArray before = jpeg.insert(2, QByteArray("\xff\xe1", 2) + QByteArray(length, 2) + app1);
+        QVERIFY(writeWholeFile(path, before));
+        QCOMPARE(readOrientation(path), 1);
+        QCOMPARE(writeOrientation(path, 6), Result::Written);
+        QCOMPARE(readOrientation(path), 6);
+        QByteArray after = readAll(path);
+        QCOMPARE(after.size(), before.size());
+        QCOMPARE(after.replace(2 + 4 + 6 + 18, 1, "\x01"), before);
+    }
+
     // What is no file is refused before anything is opened, and the refusal says what it is.
     void refusesWhatIsNoFile_data()
     {
