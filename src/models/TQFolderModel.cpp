@@ -1205,7 +1205,8 @@ struct TQFolderModel::Private : public QObject,
         numberedUpTo = 0;
         ranksValid = false;
         q->endResetModel();
-        firstVisible = lastVisible = -1;
+        // The rows on screen stay as they were told: a view shows its first rows again after a
+        // reset, and a host may well say which before it names the folder.
         cache.clear();
     }
 

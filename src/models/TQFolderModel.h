@@ -199,7 +199,8 @@ public:
     /**
         Rows \a first to \a last (inclusive) are on screen: their thumbnails and image values
         are requested before all others, and thumbnail requests for rows outside them are
-        cancelled. An empty range (\a last < \a first) means none is visible.
+        cancelled. An empty range (\a last < \a first) means none is visible. The range is kept
+        when the model shows another folder or list, so it may be given before the folder is.
     */
     void setVisibleRows(int first, int last);
     /** The visible rows as last set; (-1, -1) when none. */

@@ -679,11 +679,12 @@ private Q_SLOTS:
         model.setFilterType(TQFilterType::VisibleImages);
         model.setThumbnailSize({32, 32});
         model.setThumbnailMemoryBudget(budget);
+        // The rows on screen, told before the folder is named, hold for it.
+        QSignalSpy arrived(&model, &TQFolderModel::thumbnailArrived);
+        model.setVisibleRows(0, 3);
         model.setFolderPath(m_mixed.path());
         QVERIFY(waitForLoad(model));
         QCOMPARE(model.rowCount(), 4);
-        QSignalSpy arrived(&model, &TQFolderModel::thumbnailArrived);
-        model.setVisibleRows(0, 3);
         QTRY_COMPARE_WITH_TIMEOUT(arrived.count(), 4, 20000);
         int held = 0;
         for (int row = 0; row < 4; ++row) {
