@@ -16,6 +16,7 @@
 //     removes them all.
 //
 //   bench_foldermodel [FOLDER]     default: 100,000 files made in a temporary folder
+//   bench_foldermodel --churn      the live folder alone
 //
 // Type detection is by name, as a browser showing huge folders sets it.
 
@@ -125,12 +126,64 @@ void timeStableSort(Best &best, const std::vector<T> &keys, Less less)
     best.time([&] { std::stable_sort(copy.begin(), copy.end(), less); });
 }
 
+// A live folder that another program fills with 10,000 files and then empties: the event
+// loop's gaps while the model follows, until every file has come and gone.
+void churn(QGuiApplication &app)
+{
+    QTemporaryDir live;
+    TQFolderModel model;
+    model.setFolderPath(live.path());
+    QTimer::singleShot(60000, &model, [&app] { app.quit(); });
+    const QMetaObject::Connection loaded =
+        QObject::connect(&model, &TQFolderModel::loadingFinished, &app, &QCoreApplication::quit);
+    app.exec();
+    QObject::disconnect(loaded);
+    LatencyProbe churnProbe;
+    QElapsedTimer timer;
+    double filledMs = -1, emptiedMs = -1;
+    QProcess writer, eraser;
+    const auto watch = [&] {
+        if (filledMs < 0 && model.rowCount() == 10000 && writer.state() == QProcess::NotRunning) {
+            filledMs = timer.nsecsElapsed() / 1e6;
+            eraser.start(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("cd \"$1\" && rm -f f*"),
+                                                QStringLiteral("sh"), live.path()});
+        } else if (filledMs >= 0 && emptiedMs < 0 && model.rowCount() == 0) {
+            emptiedMs = timer.nsecsElapsed() / 1e6;
+            app.quit();
+        }
+    };
+    QObject::connect(&model, &QAbstractItemModel::rowsInserted, &app, watch);
+    QObject::connect(&model, &QAbstractItemModel::rowsRemoved, &app, watch);
+    QObject::connect(&writer, &QProcess::finished, &app, watch);
+    churnProbe.start();
+    timer.start();
+    writer.start(QStringLiteral("sh"), {QStringLiteral("-c"),
+                                        QStringLiteral("cd \"$1\" && i=0; while [ $i -lt 10000 ]; do : > f$i; i=$((i+1)); done"),
+                                        QStringLiteral("sh"), live.path()});
+    QTimer::singleShot(120000, &model, [&app] { app.quit(); });
+    app.exec();
+    writer.waitForFinished();
+    eraser.waitForFinished();
+    churnProbe.stop();
+    std::printf("10,000 files made, then removed, by another program: all in %8.1f ms, all gone %8.1f ms\n", filledMs,
+                emptiedMs);
+    std::printf("event loop: longest gap meanwhile          %8.1f ms   (goal 16 ms; %d gaps > 16 ms, 99th pct %.1f ms)\n",
+                churnProbe.longestMs(), churnProbe.gapsLongerThan(16), churnProbe.percentileMs(0.99));
+    std::printf("  GUI thread's CPU time in that gap %.1f ms; its longest stretch of work %.1f ms\n",
+                churnProbe.busyInLongestMs(), churnProbe.longestBusyMs());
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
+    if (argc > 1 && qstrcmp(argv[1], "--churn") == 0) {
+        UWFileManager::setTypeDetection(TQTypeRegistry::Detection::NameOnly);
+        churn(app);
+        return 0;
+    }
     QTemporaryDir scratch;
     const QString folder = argc > 1 ? QString::fromLocal8Bit(argv[1]) : scratch.path();
     if (argc <= 1)
@@ -293,51 +346,7 @@ int main(int argc, char **argv)
         std::printf("heap per item, image values on: model %lld bytes, %lld beyond the names\n", qlonglong(bytes),
                     qlonglong(bytes - nameBytes));
     }
-    // A live folder that another program fills with 10,000 files and then empties: the event
-    // loop's gaps while the model follows, until every file has come and gone.
-    {
-        QTemporaryDir live;
-        TQFolderModel model;
-        model.setFolderPath(live.path());
-        QTimer::singleShot(60000, &model, [&app] { app.quit(); });
-        const QMetaObject::Connection loaded =
-            QObject::connect(&model, &TQFolderModel::loadingFinished, &app, &QCoreApplication::quit);
-        app.exec();
-        QObject::disconnect(loaded);
-        LatencyProbe churnProbe;
-        QElapsedTimer timer;
-        double filledMs = -1, emptiedMs = -1;
-        QProcess writer, eraser;
-        const auto watch = [&] {
-            if (filledMs < 0 && model.rowCount() == 10000 && writer.state() == QProcess::NotRunning) {
-                filledMs = timer.nsecsElapsed() / 1e6;
-                eraser.start(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("cd \"$1\" && rm -f f*"),
-                                                    QStringLiteral("sh"), live.path()});
-            } else if (filledMs >= 0 && emptiedMs < 0 && model.rowCount() == 0) {
-                emptiedMs = timer.nsecsElapsed() / 1e6;
-                app.quit();
-            }
-        };
-        QObject::connect(&model, &QAbstractItemModel::rowsInserted, &app, watch);
-        QObject::connect(&model, &QAbstractItemModel::rowsRemoved, &app, watch);
-        QObject::connect(&writer, &QProcess::finished, &app, watch);
-        churnProbe.start();
-        timer.start();
-        writer.start(QStringLiteral("sh"), {QStringLiteral("-c"),
-                                            QStringLiteral("cd \"$1\" && i=0; while [ $i -lt 10000 ]; do : > f$i; i=$((i+1)); done"),
-                                            QStringLiteral("sh"), live.path()});
-        QTimer::singleShot(120000, &model, [&app] { app.quit(); });
-        app.exec();
-        writer.waitForFinished();
-        eraser.waitForFinished();
-        churnProbe.stop();
-        std::printf("10,000 files made, then removed, by another program: all in %8.1f ms, all gone %8.1f ms\n", filledMs,
-                    emptiedMs);
-        std::printf("event loop: longest gap meanwhile          %8.1f ms   (goal 16 ms; %d gaps > 16 ms, 99th pct %.1f ms)\n",
-                    churnProbe.longestMs(), churnProbe.gapsLongerThan(16), churnProbe.percentileMs(0.99));
-        std::printf("  GUI thread's CPU time in that gap %.1f ms; its longest stretch of work %.1f ms\n",
-                    churnProbe.busyInLongestMs(), churnProbe.longestBusyMs());
-    }
+    churn(app);
     std::printf("heap per item: model %lld bytes, items of a plain listing %lld bytes, model beyond items %lld bytes\n",
                 qlonglong(modelBytes), qlonglong(itemBytes), qlonglong(modelBytes - itemBytes));
     std::printf("heap per item beyond the names (%lld bytes of name and collation key): model %lld bytes (goal 1024)\n",
