@@ -387,7 +387,7 @@ QByteArray resolvePath(const Record &record)
 {
     const QByteArray &path = record.path;
     QByteArray current = path;
-    if (record.isLink())
+    if (!record.isLink())
         return current;
     // Follow the chain one link at a time, so that a loop or a dangling end resolves to the
     // link itself instead of failing somewhere in between.
