@@ -472,6 +472,8 @@ private slots:
         row("cut-off JPEG", "cut.jpg", jpeg.left(jpeg.size() * 2 / 3), "", {}, {}, true);
         row("cut-off JPEG, the cache off: the thumbnailer's", "cut-uncached.jpg", jpeg.left(jpeg.size() * 2 / 3), "offered", {},
             {40, 30}, false);
+        // An empty comment segment is a whole one, not the end of the markers.
+        row("JPEG with an empty comment", "comment.jpg", QByteArray(jpeg).insert(2, "\xff\xfe\x00\x02", 4), "", {}, {320, 240}, false);
         row("text named .jpg", "text.jpg", "not a picture at all\n", "", {}, {}, true);
         row("PNG claiming 100000x100000", "huge.png", hugePng, "",
             u"the picture 100000x100000 pixels take 40000 MB to decode, more than the budget of 400 MB$"_s, {}, true);
