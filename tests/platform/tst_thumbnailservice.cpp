@@ -496,6 +496,9 @@ private slots:
         // At 1/8 exactly 1024 wide, so 1/8 it is: 1024x1022, and 1024x1022 blocks a plane: 406 MB.
         row("progressive 4:4:4 JPEG stating 8192x8176", "fine-edge.jpg", jpegStating({8192, 8176}, true, true), "offered",
             u"8192x8176 pixels \\(progressive or in several scans\\) take 406 MB"_s, {}, false);
+        // At 1/8 1024x1042, as many blocks a plane: 413 MB, 4 KB short of 414.
+        row("progressive 4:4:4 JPEG stating 8192x8336", "fine-long.jpg", jpegStating({8192, 8336}, true, true), "offered",
+            u"8192x8336 pixels \\(progressive or in several scans\\) take 413 MB"_s, {}, false);
         // At 1/8 scale it is 2000x1500, well within the budget.
         row("baseline JPEG stating 16000x12000", "baseline.jpg", jpegStating(huge, false), "offered", {}, {1024, 768}, false);
         row("EXIF preview: progressive, stating 16000x12000", "with-preview.jpg", jpegStating(huge, false), "offered",
