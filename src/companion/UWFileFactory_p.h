@@ -24,6 +24,9 @@ UWStandardFileRef makePlaceholder(const QString &displayName, const QVariantMap 
 
 void setTypeDetection(TQTypeRegistry::Detection detection);
 TQTypeRegistry::Detection typeDetection();
+// The type an item at \a path whose status (not following a final link) is \a stat takes as
+// its own, by the detection set; the file's first bytes may be read.
+QString typeOf(const QByteArray &path, const UWStatInfo &stat);
 
 // Placeholders are remembered (weakly) so that a newly mounted volume can bring them back.
 void rememberPlaceholder(const UWStandardFileRef &placeholder);

@@ -347,6 +347,7 @@ public:
         bool present = false;
         UWStatInfo stat;
         UWStandardFileRef file; // made from stat, when present
+        QString type;           // an item's own type with that status, for a name already shown
     };
     struct Listing
     {
@@ -920,6 +921,10 @@ bool UWFileManagerPrivate::ask()
                         lookup.file->isInvisible();
                         lookup.file->kindString();
                     }
+                } else if (lookup.present) {
+                    // A file written anew may have changed kind; the item told of it takes
+                    // this instead of reading the file on the GUI thread.
+                    lookup.type = UWFileFactory::typeOf(path, lookup.stat);
                 }
                 found.insert(path, std::move(lookup));
             }
@@ -1030,7 +1035,7 @@ bool UWFileManagerPrivate::catchUp(const UWHeardStep &step, UWFolderBatch &batch
         } else {
             const UWStatInfo was = existing->statInfo();
             if (const int type = eventForStatus(was, found.stat, found.stat.device != was.device)) {
-                const UWKnownStatus known(path, true, found.stat);
+                const UWKnownStatus known(path, true, found.stat, found.type);
                 changes.tell(existing, {type, {}}, ChangeRecorder::Changed);
             }
         }
@@ -1107,7 +1112,7 @@ void UWFileManagerPrivate::apply(UWFileSubscription *subscription, const UWHeard
     if (goneLater(event)) {
         known.emplace(path, false, UWStatInfo{});
     } else if (const auto found = lookups.constFind(path); found != lookups.cend() && found->askedAt >= event.heardAt) {
-        known.emplace(path, found->present, found->stat);
+        known.emplace(path, found->present, found->stat, found->type);
     }
     if (event.mask & IN_MOVED_TO) {
         moveArrived(subscription, event, batch);

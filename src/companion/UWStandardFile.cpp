@@ -43,9 +43,10 @@ namespace {
 thread_local const UWKnownStatus *t_knownStatus = nullptr;
 }
 
-UWKnownStatus::UWKnownStatus(const QByteArray &path, bool present, const UWStatInfo &stat)
+UWKnownStatus::UWKnownStatus(const QByteArray &path, bool present, const UWStatInfo &stat, const QString &type)
     : present(present)
     , stat(stat)
+    , type(type)
     , m_path(path)
     , m_outer(t_knownStatus)
 {
@@ -203,6 +204,13 @@ void setTypeDetection(TQTypeRegistry::Detection value)
 TQTypeRegistry::Detection typeDetection()
 {
     return state().detection;
+}
+
+QString typeOf(const QByteArray &path, const UWStatInfo &stat)
+{
+    if (S_ISLNK(stat.mode))
+        return QStringLiteral("public.symlink");
+    return TQTypeRegistry::shared().typeForFile(path, quint32(stat.mode), stat.size, typeDetection());
 }
 
 void rememberPlaceholder(const UWStandardFileRef &placeholder)
@@ -1175,13 +1183,8 @@ private:
 QString UWStandardFile::uti() const
 {
     QString type = d->cache.value(&Record::uti, [](const Record &r) {
-        if (!r.exists)
-            return QString();
-        if (r.isLink())
-            return QStringLiteral("public.symlink");
-        // Not a link: the status the record holds is what stat() would say of the path.
-        return TQTypeRegistry::shared().typeForFile(r.path, quint32(r.stat.mode), r.stat.size,
-                                                    UWFileFactory::typeDetection());
+        // The status the record holds is what lstat() would say of the path.
+        return r.exists ? UWFileFactory::typeOf(r.path, r.stat) : QString();
     });
     return type;
 }
@@ -1493,8 +1496,16 @@ void UWStandardFile::updateForEvent(const UWFileEvent &event)
                        [&] { d->cache.reset([](Record &next) { next.finderLabel.reset(); }); });
         }
         if (event.type != UWFileEvent::AttributesChanged) {
-            announcing(*this, Announcement::TypesReset,
-                       [&] { d->cache.reset([](Record &next) { next.forgetTypes(); }); });
+            announcing(*this, Announcement::TypesReset, [&] {
+                d->cache.reset([](Record &next) {
+                    next.forgetTypes();
+                    const UWKnownStatus *known = UWKnownStatus::find(next.path.constData());
+                    if (known && known->present && !known->type.isEmpty() && next.exists
+                        && next.stat.mode == known->stat.mode && next.stat.size == known->stat.size
+                        && next.stat.modifiedNSecs == known->stat.modifiedNSecs)
+                        next.uti = known->type;
+                });
+            });
         }
         return;
     default:

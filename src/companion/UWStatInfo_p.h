@@ -42,7 +42,7 @@ struct UWStatInfo
 class UWKnownStatus
 {
 public:
-    UWKnownStatus(const QByteArray &path, bool present, const UWStatInfo &stat);
+    UWKnownStatus(const QByteArray &path, bool present, const UWStatInfo &stat, const QString &type = {});
     ~UWKnownStatus();
     UWKnownStatus(const UWKnownStatus &) = delete;
     UWKnownStatus &operator=(const UWKnownStatus &) = delete;
@@ -52,6 +52,9 @@ public:
 
     const bool present;   // false: nothing was there
     const UWStatInfo stat; // when present
+    // The item's own type as the worker detected it with that status; empty when not asked.
+    // An item that forgets its types in the scope takes this one instead of reading the file.
+    const QString type;
 
 private:
     const QByteArray m_path;

@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // The folder model on a folder that answers slowly, as a network share does. Every status
-// request for an entry of the folder waits a little; the requests are counted by thread. The
+// request for an entry of the folder, and every open of one, waits a little; the requests are
+// counted by thread. The
 // library (and Qt) reach the status functions defined here before the C library's: an
 // executable's own definitions come first in the dynamic linker's search. That is why this is
 // a test program of its own.
@@ -24,9 +25,11 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdarg>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -114,6 +117,29 @@ Q_DECL_EXPORT int fstatat(int directoryFd, const char *path, struct stat *buffer
     static const auto real = next<int (*)(int, const char *, struct stat *, int)>("fstatat");
     answerSlowly(directoryFd, path);
     return real(directoryFd, path, buffer, flags);
+}
+
+// Reading a file's first bytes to tell its type opens it.
+Q_DECL_EXPORT int open(const char *path, int flags, ...)
+{
+    static const auto real = next<int (*)(const char *, int, ...)>("open");
+    answerSlowly(AT_FDCWD, path);
+    va_list rest;
+    va_start(rest, flags);
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) ? mode_t(va_arg(rest, int)) : 0;
+    va_end(rest);
+    return real(path, flags, mode);
+}
+
+Q_DECL_EXPORT int open64(const char *path, int flags, ...)
+{
+    static const auto real = next<int (*)(const char *, int, ...)>("open64");
+    answerSlowly(AT_FDCWD, path);
+    va_list rest;
+    va_start(rest, flags);
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) ? mode_t(va_arg(rest, int)) : 0;
+    va_end(rest);
+    return real(path, flags, mode);
 }
 
 } // extern "C"
@@ -213,24 +239,31 @@ private slots:
         QVERIFY(std::is_sorted(rowsBeforeFinished.cbegin(), rowsBeforeFinished.cend()));
 
         // Live: a file made now shows, and a write to it is seen, without the GUI thread asking
-        // the folder's entries. Made by system calls that ask no status of their own.
+        // the folder's entries. Made by system calls that ask no status of their own, with a
+        // name that says nothing of its type, so that the write changes its kind.
+        const QByteArray latePath = QFile::encodeName(dir.filePath(u"late"_s));
         const Slow slow(dir.path(), delayMicroseconds);
-        const QByteArray latePath = QFile::encodeName(dir.filePath(u"late.txt"_s));
-        int fd = ::open(latePath.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
+        // Straight to the kernel: the test's own opens are not the library's.
+        const auto rawOpen = [](const QByteArray &path, int flags) {
+            return int(::syscall(SYS_openat, AT_FDCWD, path.constData(), flags | O_CLOEXEC, 0644));
+        };
+        int fd = rawOpen(latePath, O_CREAT | O_WRONLY);
         QVERIFY(fd >= 0);
         ::close(fd);
         QTRY_COMPARE_WITH_TIMEOUT(model.rowCount(), count + 1, 10000);
         UWStandardFileRef late;
         for (int row = 0; row < model.rowCount() && !late; ++row) {
-            if (const UWStandardFileRef item = model.itemAt(model.index(row, 0)); item->displayName() == u"late.txt")
+            if (const UWStandardFileRef item = model.itemAt(model.index(row, 0)); item->displayName() == u"late")
                 late = item;
         }
         QVERIFY(late);
-        fd = ::open(latePath.constData(), O_WRONLY | O_CLOEXEC);
+        fd = rawOpen(latePath, O_WRONLY);
         QVERIFY(fd >= 0);
-        QCOMPARE(::write(fd, "12345", 5), 5);
+        const QByteArray png("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
+        QCOMPARE(::write(fd, png.constData(), png.size()), png.size());
         ::close(fd);
-        QTRY_COMPARE_WITH_TIMEOUT(late->byteSize(), 5, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(late->byteSize(), png.size(), 10000);
+        QCOMPARE(late->uti(), u"public.png"_s);
         QCOMPARE(g_guiCalls.load(), 0);
     }
 
