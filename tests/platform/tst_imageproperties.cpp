@@ -100,6 +100,15 @@ QByteArray keysOf(const QVariantMap &props)
             + props.value(u"PixelHeight"_s).toByteArray();
 }
 
+// A BMP of `size` bytes, zero but for little-endian 32-bit `fields` at their offsets.
+QByteArray bmp(qsizetype size, std::initializer_list<std::pair<int, quint32>> fields)
+{
+    QByteArray bytes = "BM" + QByteArray(size - 2, '\0');
+    for (const auto &[at, value] : fields)
+        qToLittleEndian(value, bytes.data() + at);
+    return bytes;
+}
+
 // ---------------------------------------------------------------------------------------------
 // PNG chunks written by the test.
 
@@ -300,6 +309,9 @@ private slots:
         QVERIFY(profiled.save(file(u"profiled.png"_s), "PNG"));
         QVERIFY(profiled.convertToFormat(QImage::Format_RGB32).save(file(u"profiled.jpg"_s), "JPEG"));
         QVERIFY(profiled.convertToFormat(QImage::Format_RGB32).copy(0, 0, 33, 21).save(file(u"photo.bmp"_s), "BMP"));
+        // Qt writes no BMP with alpha: a 3x2 one whose V4 header masks an alpha channel (BGRA).
+        QVERIFY(writeWholeFile(file(u"alpha.bmp"_s), bmp(146, {{2, 146}, {10, 122}, {14, 108}, {18, 3}, {22, 2}, {26, 1 | 32 << 16},
+                                                           {30, 3}, {54, 0xff0000}, {58, 0xff00}, {62, 0xff}, {66, 0xff000000}})));
         // Qt writes no GIF: a 57x31 logical screen with a two-colour table, holding one 1x1 frame.
         const QByteArray gif("GIF89a\x39\x00\x1f\x00\x80\x00\x00\xff\xff\xff\x00\x00\x00"
                              "\x2c\x00\x00\x00\x00\x01\x00\x01\x00\x00\x02\x02\x44\x01\x00\x3b", 35);
@@ -348,6 +360,7 @@ private slots:
         QTest::newRow("a JPEG with a Display P3 profile") << u"profiled.jpg"_s << false;
         QTest::newRow("a JPEG tagged by exiftool with GPS, IPTC and 300 dpi") << u"tagged.jpg"_s << false;
         QTest::newRow("a BMP") << u"photo.bmp"_s << false;
+        QTest::newRow("a 32-bit BMP with an alpha mask") << u"alpha.bmp"_s << true;
         QTest::newRow("a GIF, sized by its logical screen") << u"frame.gif"_s << false;
         QTest::newRow("a GIF with a comment before its opaque frame") << u"opaque.gif"_s << false;
         QTest::newRow("a GIF with a comment before its transparent frame") << u"transparent.gif"_s << true;
