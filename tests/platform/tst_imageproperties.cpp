@@ -821,6 +821,8 @@ private slots:
         webp.insert(12, QByteArray("EXIF\xf0\xff\xff\x7f", 8) + QByteArray(64, '\0'));
         qToLittleEndian<quint32>(quint32(webp.size() - 8), webp.data() + 4);
         QTest::newRow("a WebP EXIF chunk declaring 2 GiB") << u"claim.webp"_s << webp << false << nothing;
+        QTest::newRow("an OS/2 BMP ending after its 12-byte header") << u"os2.bmp"_s
+                << bmp(26, {{2, 26}, {10, 26}, {14, 12}, {18, 3 | 2 << 16}, {22, 1 | 24 << 16}}) << false << "PixelHeight,PixelWidth 3x2"_ba;
         for (const char *suffix : {"jpg", "png", "tif", "dng", "heic", "webp"})
             QTest::addRow("only holes, named .%s", suffix) << u"holes."_s + QLatin1String(suffix) << QByteArray() << true << nothing;
         for (const char *suffix : {"jpg", "dng", "heic"})
