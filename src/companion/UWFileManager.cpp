@@ -156,6 +156,29 @@ int eventForStatus(const UWStatInfo &was, const UWStatInfo &fresh, bool otherFil
     return 0;
 }
 
+QByteArray childPathOf(const QByteArray &folder, const QByteArray &name)
+{
+    return folder == "/" ? QByteArray(folder + name) : QByteArray(folder + '/' + name);
+}
+
+// How a folder listed again meets the items its subscription held: for each entry, the item
+// it keeps (with the event its new status amounts to), the item renamed to it, or none (a new
+// item); and the items that went. Only items are read, and they are thread-safe, so a worker
+// makes it with the listing, from the items held when the listing was asked for.
+struct RelistPlan
+{
+    struct Match
+    {
+        UWStandardFileRef item; // nullptr: the entry's own item is new
+        int event = 0;          // for an item kept under its name
+        bool renamed = false;
+        QString type;           // the item's own type after an event that makes it forget it
+    };
+    QList<UWStandardFileRef> basis; // the items it was made from
+    std::vector<Match> matches;     // one per entry
+    QList<UWStandardFileRef> gone;
+};
+
 } // namespace
 
 // ---- The subscription ----------------------------------------------------------------------
@@ -223,10 +246,7 @@ public:
         files.removeIf([this](const UWStandardFileRef &file) { return leaving.contains(file.get()); });
         leaving.clear();
     }
-    QByteArray childPath(const QByteArray &name) const
-    {
-        return path == "/" ? QByteArray(path + name) : QByteArray(path + '/' + name);
-    }
+    QByteArray childPath(const QByteArray &name) const { return childPathOf(path, name); }
     UWFileEvent renamedTo(const QByteArray &name) const
     {
         UWFileEvent event{UWFileEvent::Renamed, {}, childPath(name)};
@@ -354,6 +374,7 @@ public:
         quint64 askedAt = 0;
         QList<UWFolderListing::Entry> entries;
         QString error;
+        std::shared_ptr<const RelistPlan> plan; // from the items held when it was asked for
     };
     using NameKey = std::pair<int, QByteArray>; // a watch and a name in its folder
 
@@ -403,7 +424,9 @@ public:
     void noteBeforeLoad(UWFileSubscription *subscription, const UWHeardStep &event);
     void relistNow(UWFileSubscription *subscription, UWFolderBatch &batch);
     void applyListing(UWFileSubscription *subscription, const QList<UWFolderListing::Entry> &entries,
-                      const QString &error, UWFolderBatch &batch);
+                      const QString &error, UWFolderBatch &batch, const RelistPlan *plan = nullptr);
+    static RelistPlan planRelisting(const QByteArray &folder, const QList<UWStandardFileRef> &files,
+                                    const QList<UWFolderListing::Entry> &entries);
     void report(UWFolderBatch &batch);
     void forget(UWFileSubscription *subscription);
 
@@ -632,20 +655,16 @@ void UWFileManagerPrivate::relistNow(UWFileSubscription *subscription, UWFolderB
     applyListing(subscription, entries, error, batch);
 }
 
-void UWFileManagerPrivate::applyListing(UWFileSubscription *subscription, const QList<UWFolderListing::Entry> &entries,
-                                        const QString &error, UWFolderBatch &batch)
+RelistPlan UWFileManagerPrivate::planRelisting(const QByteArray &folder, const QList<UWStandardFileRef> &files,
+                                               const QList<UWFolderListing::Entry> &entries)
 {
-    UWFileSubscriptionPrivate *s = subscription->d.get();
-    ChangeRecorder &changes = batch.of(subscription);
-    s->compact();
-    if (!error.isEmpty())
-        qCInfo(lcCompanion).noquote() << "cannot list" << QFile::decodeName(s->path) << "-" << error;
-
+    RelistPlan plan;
+    plan.basis = files;
     QHash<QByteArray, UWStandardFileRef> previous;
     QHash<ino_t, UWStandardFileRef> previousByInode;
-    previous.reserve(s->files.size());
-    previousByInode.reserve(s->files.size());
-    for (const UWStandardFileRef &file : std::as_const(s->files)) {
+    previous.reserve(files.size());
+    previousByInode.reserve(files.size());
+    for (const UWStandardFileRef &file : files) {
         previous.insert(file->nativeFileName(), file);
         previousByInode.insert(file->statInfo().inode, file);
     }
@@ -654,20 +673,17 @@ void UWFileManagerPrivate::applyListing(UWFileSubscription *subscription, const 
     for (const UWFolderListing::Entry &entry : entries)
         listedNames.insert(entry.name);
 
-    QList<UWStandardFileRef> now;
-    now.reserve(entries.size());
     QSet<const UWStandardFile *> kept;
+    plan.matches.reserve(size_t(entries.size()));
     for (const UWFolderListing::Entry &entry : entries) {
         const UWStatInfo fresh = entry.file->statInfo();
-        // What an item told here reads of its file is what the listing read.
-        std::optional<UWKnownStatus> known;
         if (const UWStandardFileRef old = previous.value(entry.name)) {
-            if (const int type = eventForStatus(old->statInfo(), fresh, !old->exists())) {
-                known.emplace(s->childPath(entry.name), true, fresh);
-                changes.tell(old, {type, {}}, ChangeRecorder::Changed);
-            }
+            RelistPlan::Match match{old, eventForStatus(old->statInfo(), fresh, !old->exists()), false, {}};
+            // A file written anew may have changed kind: found here, not where it is told.
+            if (match.event == UWFileEvent::ContentChanged || match.event == UWFileEvent::CreatedOrReplaced)
+                match.type = UWFileFactory::typeOf(childPathOf(folder, entry.name), fresh);
+            plan.matches.push_back(std::move(match));
             kept.insert(old.get());
-            now.append(old);
             continue;
         }
         // A rename keeps the inode and the file's times; a new file may get a freed inode
@@ -676,19 +692,59 @@ void UWFileManagerPrivate::applyListing(UWFileSubscription *subscription, const 
         const bool sameFile = moved && moved->statInfo().modifiedNSecs == fresh.modifiedNSecs
             && moved->statInfo().bornNSecs == fresh.bornNSecs;
         if (sameFile && !kept.contains(moved.get()) && !listedNames.contains(moved->nativeFileName())) {
-            known.emplace(s->childPath(entry.name), true, fresh);
-            changes.tell(moved, s->renamedTo(entry.name), ChangeRecorder::Renamed);
+            plan.matches.push_back({moved, 0, true, {}});
             kept.insert(moved.get());
-            now.append(moved);
         } else {
-            changes.note(entry.file, ChangeRecorder::Added);
-            now.append(entry.file);
+            plan.matches.push_back({});
         }
     }
-    for (const UWStandardFileRef &old : std::as_const(s->files)) {
+    for (const UWStandardFileRef &old : files) {
         if (!kept.contains(old.get()))
-            changes.tell(old, {UWFileEvent::Removed, {}}, ChangeRecorder::Removed);
+            plan.gone.append(old);
     }
+    return plan;
+}
+
+void UWFileManagerPrivate::applyListing(UWFileSubscription *subscription, const QList<UWFolderListing::Entry> &entries,
+                                        const QString &error, UWFolderBatch &batch, const RelistPlan *made)
+{
+    UWFileSubscriptionPrivate *s = subscription->d.get();
+    ChangeRecorder &changes = batch.of(subscription);
+    s->compact();
+    if (!error.isEmpty())
+        qCInfo(lcCompanion).noquote() << "cannot list" << QFile::decodeName(s->path) << "-" << error;
+
+    // The worker's plan holds while the items it was made from are the ones held: any change
+    // to the list since would have detached it from the plan's copy.
+    std::optional<RelistPlan> here;
+    const RelistPlan *plan = made;
+    if (!plan || plan->basis.constData() != s->files.constData() || plan->basis.size() != s->files.size()
+        || plan->matches.size() != size_t(entries.size())) {
+        here = planRelisting(s->path, s->files, entries);
+        plan = &*here;
+    }
+    QList<UWStandardFileRef> now;
+    now.reserve(entries.size());
+    for (qsizetype i = 0; i < entries.size(); ++i) {
+        const UWFolderListing::Entry &entry = entries.at(i);
+        const RelistPlan::Match &match = plan->matches[size_t(i)];
+        if (!match.item) {
+            changes.note(entry.file, ChangeRecorder::Added);
+            now.append(entry.file);
+            continue;
+        }
+        if (match.renamed || match.event) {
+            // What an item told here reads of its file is what the listing read.
+            const UWKnownStatus known(s->childPath(entry.name), true, entry.file->statInfo(), match.type);
+            if (match.renamed)
+                changes.tell(match.item, s->renamedTo(entry.name), ChangeRecorder::Renamed);
+            else
+                changes.tell(match.item, {match.event, {}}, ChangeRecorder::Changed);
+        }
+        now.append(match.item);
+    }
+    for (const UWStandardFileRef &old : plan->gone)
+        changes.tell(old, {UWFileEvent::Removed, {}}, ChangeRecorder::Removed);
     s->files = std::move(now);
     s->reindex();
 }
@@ -861,7 +917,7 @@ bool UWFileManagerPrivate::ask()
         return asking;
     QSet<QByteArray> paths;     // whose status an item told takes
     QSet<QByteArray> newcomers; // that may need a new item
-    QSet<QByteArray> folders;
+    QHash<QByteArray, QList<UWStandardFileRef>> folders; // with the items each holds now
     bool first = true;
     for (const UWHeardStep &step : steps) {
         switch (step.kind) {
@@ -889,7 +945,7 @@ bool UWFileManagerPrivate::ask()
                 if (s->listedAt < step.heardAt && (listed == listings.cend() || listed->askedAt < step.heardAt)) {
                     // Watched before it is listed, so that nothing after the listing is lost.
                     attach(subscription.get());
-                    folders.insert(s->path);
+                    folders.insert(s->path, s->files);
                 }
             }
             break;
@@ -905,7 +961,7 @@ bool UWFileManagerPrivate::ask()
     asking = true;
     const quint64 askedAt = clock;
     askedUpTo = askedAt;
-    pool.start([this, paths, newcomers, folders, askedAt] {
+    pool.start([this, paths, newcomers, folders = std::move(folders), askedAt] {
         QHash<QByteArray, Lookup> found;
         found.reserve(paths.size() + newcomers.size());
         for (const QSet<QByteArray> *set : {&newcomers, &paths}) {
@@ -930,11 +986,12 @@ bool UWFileManagerPrivate::ask()
             }
         }
         QHash<QByteArray, Listing> listed;
-        for (const QByteArray &folder : folders) {
+        for (auto folder = folders.cbegin(); folder != folders.cend(); ++folder) {
             Listing listing;
             listing.askedAt = askedAt;
-            listing.entries = UWFolderListing::list(folder, &listing.error);
-            listed.insert(folder, std::move(listing));
+            listing.entries = UWFolderListing::list(folder.key(), &listing.error);
+            listing.plan = std::make_shared<const RelistPlan>(planRelisting(folder.key(), folder.value(), listing.entries));
+            listed.insert(folder.key(), std::move(listing));
         }
         QMetaObject::invokeMethod(
             q, [this, found, listed] { answersArrived(found, listed); }, Qt::QueuedConnection);
@@ -1055,7 +1112,7 @@ bool UWFileManagerPrivate::relistFromAnswer(const UWHeardStep &step, UWFolderBat
     if (listed == listings.cend() || listed->askedAt < step.heardAt)
         return false;
     s->listedAt = listed->askedAt;
-    applyListing(subscription.get(), listed->entries, listed->error, batch);
+    applyListing(subscription.get(), listed->entries, listed->error, batch, listed->plan.get());
     return true;
 }
 
