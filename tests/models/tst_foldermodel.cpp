@@ -707,6 +707,7 @@ private Q_SLOTS:
         Model model;
         model.setItems({items[2], nullptr, items[1], items[0], items[2]});
         QCOMPARE(model.rowCount(), 3);
+        QCOMPARE(model.indexOf(UWStandardFile::newFileForPath(m_mixed.filePath(u"song.mp3"_s))), QModelIndex());
         QItemSelectionModel selection(&model);
         QCOMPARE(model.firstSelectedFile(&selection), nullptr);
         // The folder and the image, picked in the image's row first and across two columns.
