@@ -696,7 +696,7 @@ private Q_SLOTS:
         QVERIFY(model.thumbnailMemoryUsed() <= model.thumbnailMemoryBudget());
     }
 
-    // What menus and the label picker ask of a selection.
+    // What menus and the label picker ask of a selection, and how the rows they pick from show.
     void selection()
     {
         const QList<UWStandardFileRef> items = {
@@ -708,6 +708,15 @@ private Q_SLOTS:
         model.setItems({items[2], nullptr, items[1], items[0], items[2]});
         QCOMPARE(model.rowCount(), 3);
         QCOMPARE(model.indexOf(UWStandardFile::newFileForPath(m_mixed.filePath(u"song.mp3"_s))), QModelIndex());
+        // Numbers line up on the right; names, kinds, dates and other texts on the left.
+        QList<int> right;
+        for (int column = 0; column < TQFolderModel::ColumnCount; ++column) {
+            if (model.index(0, column).data(Qt::TextAlignmentRole) == int(Qt::AlignRight | Qt::AlignVCenter))
+                right.append(column);
+        }
+        using M = TQFolderModel;
+        QCOMPARE(right, (QList<int>{M::SizeColumn, M::WidthColumn, M::HeightColumn, M::MegapixelsColumn, M::ExposureTimeColumn,
+                                    M::FNumberColumn, M::ISOColumn, M::FocalLengthColumn}));
         QItemSelectionModel selection(&model);
         QCOMPARE(model.firstSelectedFile(&selection), nullptr);
         // The folder and the image, picked in the image's row first and across two columns.
