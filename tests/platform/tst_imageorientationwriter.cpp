@@ -244,6 +244,7 @@ private slots:
         row("a TIFF cut in half, inside its strip, is corrupt", "truncated", "tiff", 1, 3, Result::Corrupt);
         row("a PNG cut in half, before IEND, is corrupt", "truncated", "png", 1, 3, Result::Corrupt);
         row("a text file named .jpg is unsupported", "text", "jpeg", 1, 3, Result::UnsupportedFormat);
+        row("a JPEG with an empty APP2 segment before its EXIF is patched", "empty segment", "jpeg", 1, 6);
         row("a JPEG with more pictures (MPF) and no tag to patch is unsupported", "mpf", "jpeg", 0, 3,
             Result::UnsupportedFormat);
         row("a TIFF whose strip covers its own tag would change its picture", "strip over IFD", "tiff", 1, 3,
@@ -283,6 +284,8 @@ private slots:
             bytes.insert(33, setup == u"hole" ? QByteArray(12 * 5000, '\0') : "\0\0\0\x04" "1234"_ba + QByteArray(8, '\0'));
         if (setup == u"mpf") // an APP2 segment announcing further pictures, right after SOI
             bytes.insert(2, QByteArray("\xff\xe2\x00\x08MPF\x00\x00\x00", 10));
+        if (setup == u"empty segment") // an APP2 segment of no bytes, right after SOI
+            bytes.insert(2, QByteArray("\xff\xe2\x00\x02", 4));
         if (setup == u"strip over IFD") { // StripOffsets 0 and StripByteCounts the file's size
             const auto *u = reinterpret_cast<const uchar *>(bytes.constData());
             const quint32 ifd = qFromLittleEndian<quint32>(u + 4);

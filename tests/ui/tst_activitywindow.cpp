@@ -351,7 +351,7 @@ private Q_SLOTS:
     // The list under the model tester, through every kind of change a view follows.
     void modelFollowsItsList_data()
     {
-        // "+" adds a new item, "-N" removes row N's item, "~N" changes row N's item from
+        // "+" adds a new item, "+N" adds row N's item again (refused), "-N" removes row N's item, "~N" changes row N's item from
         // another thread, "." lets queued changes arrive, "=N,M,..." replaces the list by the
         // items of those rows (a row twice, or "x" for no item, is dropped).
         QTest::addColumn<QString>("steps");
@@ -360,6 +360,7 @@ private Q_SLOTS:
         QTest::newRow("adds and removes") << u"+ + + -1 -1 + -0"_s
                                           << QStringList{u"insert 0"_s, u"insert 1"_s, u"insert 2"_s, u"remove 1"_s,
                                                          u"remove 1"_s, u"insert 1"_s, u"remove 0"_s};
+        QTest::newRow("an item listed already") << u"+ + +0 +1"_s << QStringList{u"insert 0"_s, u"insert 1"_s};
         QTest::newRow("changes from another thread") << u"+ + ~1 ~1 . ~0 ."_s
                                                      << QStringList{u"insert 0"_s, u"insert 1"_s, u"data 1"_s, u"data 0"_s};
         QTest::newRow("the list replaced") << u"+ + + =2,x,0,2 ~0 ."_s
@@ -385,6 +386,8 @@ private Q_SLOTS:
         for (const QString &step : steps.split(u' ')) {
             if (step == u"+") {
                 QVERIFY(model.addObject(model.newObject()));
+            } else if (step.startsWith(u'+')) {
+                QVERIFY(!model.addObject(model.itemAt(step.mid(1).toInt())));
             } else if (step.startsWith(u'-')) {
                 QVERIFY(model.removeObject(model.itemAt(step.mid(1).toInt())));
             } else if (step.startsWith(u'~')) {
