@@ -309,6 +309,10 @@ private slots:
         QVERIFY(profiled.save(file(u"profiled.png"_s), "PNG"));
         QVERIFY(profiled.convertToFormat(QImage::Format_RGB32).save(file(u"profiled.jpg"_s), "JPEG"));
         QVERIFY(profiled.convertToFormat(QImage::Format_RGB32).copy(0, 0, 33, 21).save(file(u"photo.bmp"_s), "BMP"));
+        // Opaque, with no profile and no EXIF: a simple lossy WebP, sized only by its VP8 frame.
+        QImage opaque(27, 19, QImage::Format_RGB32);
+        opaque.fill(qRgb(200, 120, 40));
+        QVERIFY(opaque.save(file(u"plain.webp"_s), "WEBP", 80));
         // Qt writes no BMP with alpha: a 3x2 one whose V4 header masks an alpha channel (BGRA).
         QVERIFY(writeWholeFile(file(u"alpha.bmp"_s), bmp(146, {{2, 146}, {10, 122}, {14, 108}, {18, 3}, {22, 2}, {26, 1 | 32 << 16},
                                                            {30, 3}, {54, 0xff0000}, {58, 0xff00}, {62, 0xff}, {66, 0xff000000}})));
@@ -355,6 +359,7 @@ private slots:
         QTest::newRow("a PNG whose EXIF exiv2 wrote as a raw profile") << u"photo.png"_s << false;
         QTest::newRow("a TIFF whose EXIF shares IFD0 with the picture") << u"photo.tiff"_s << false;
         QTest::newRow("a WebP with an EXIF chunk") << u"photo.webp"_s << false;
+        QTest::newRow("a lossy WebP sized by its VP8 frame") << u"plain.webp"_s << false;
         QTest::newRow("a HEIC with the camera JPEG's EXIF") << u"photo.heic"_s << false;
         QTest::newRow("a PNG with a Display P3 profile and alpha") << u"profiled.png"_s << true;
         QTest::newRow("a JPEG with a Display P3 profile") << u"profiled.jpg"_s << false;
