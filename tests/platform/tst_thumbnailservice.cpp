@@ -707,6 +707,7 @@ private slots:
         row("leaves a FIFO as its picture", u"fifo.txt"_s, io, u"mkfifo \"$2\""_s, NullAndFailRecord);
         row("exit status 1", u"f.txt"_s, io, writes + u"; exit 1"_s, NullAndFailRecord);
         row("TryExec names no program", u"g.txt"_s, io, writes, GreenPicture, u"text/plain;"_s, u"/nonexistent/tqkit-thumbnailer"_s);
+        row("TryExec names a file that is no program", u"g2.txt"_s, io, writes, GreenPicture, u"text/plain;"_s, u"/etc/passwd"_s);
         row("unknown field code", u"h.txt"_s, u"{script} %x %o"_s, writes, NullOnly);
         row("missing program", u"i.txt"_s, u"/nonexistent/tqkit-thumbnailer %i %o"_s, QString(), NullOnly);
         row("another type", u"j.txt"_s, io, writes, GreenPicture, u"image/x-tqkit-other;"_s);
