@@ -230,6 +230,10 @@ private slots:
         row("a name that is not UTF-8", "not UTF-8", "jpeg", 1, 3);
         row("a JPEG that says 6 already is not touched", "", "jpeg", 6, 6, Result::AlreadySet);
         row("a PNG whose text chunk says 6 already is not touched", "", "png", 6, 6, Result::AlreadySet);
+        // exiv2 would keep the eXIf's tags and drop the text's; patching the eXIf alone would
+        // leave the text's answer.
+        row("a PNG with EXIF both in an eXIf chunk and in text is unsupported", "eXIf too", "png", 1, 6,
+            Result::UnsupportedFormat, "file");
         row("orientation 9 is refused", "", "jpeg", 1, 9, Result::InvalidOrientation);
         row("a file of mode 0444 is read-only even to root", "read-only file", "jpeg", 1, 3, Result::ReadOnlyFile, "file");
         row("a folder of mode 0555 is read-only even to root", "read-only folder", "jpeg", 1, 3, Result::ReadOnlyFolder,
@@ -284,6 +288,14 @@ private slots:
             bytes.insert(33, setup == u"hole" ? QByteArray(12 * 5000, '\0') : "\0\0\0\x04" "1234"_ba + QByteArray(8, '\0'));
         if (setup == u"mpf") // an APP2 segment announcing further pictures, right after SOI
             bytes.insert(2, QByteArray("\xff\xe2\x00\x08MPF\x00\x00\x00", 10));
+        if (setup == u"eXIf too") { // another picture's eXIf chunk, right after IHDR
+            const QString donor = root.filePath(u"donor.png"_s);
+            QVERIFY(makePicture(donor, u"png-exif"_s, from));
+            const QByteArray d = readAll(donor);
+            const qsizetype at = d.indexOf("eXIf") - 4;
+            QVERIFY(at > 0);
+            bytes.insert(33, d.mid(at, 12 + qFromBigEndian<quint32>(d.constData() + at)));
+        }
         if (setup == u"empty segment") // an APP2 segment of no bytes, right after SOI
             bytes.insert(2, QByteArray("\xff\xe2\x00\x02", 4));
         if (setup == u"strip over IFD") { // StripOffsets 0 and StripByteCounts the file's size

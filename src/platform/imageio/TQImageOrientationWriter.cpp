@@ -444,8 +444,13 @@ Layout inspectPng(const Reader &r)
     }
     if (walker.stop() != TQImageSegments::Stop::EndChunk)
         walkRefused(r, walker.stop(), "PNG");
+    // EXIF in both an eXIf chunk and a text chunk: exiv2 keeps the eXIf's and drops the other
+    // tags, and patching the eXIf alone would leave two answers. Neither is ours to choose.
+    if (textExif && layout.pngChunk >= 0)
+        refuse(Result::UnsupportedFormat,
+               quoted(r.path()) + u" holds its EXIF twice, in an eXIf chunk and in text; either write would lose or contradict one"_s);
     if (textExif) {
-        // exiv2 reads both and writes one; patching the eXIf alone would leave two answers.
+        // Only exiv2 writes the text form.
         layout.patchAt.clear();
         layout.current = 0;
     }
