@@ -254,6 +254,20 @@ private slots:
         QVERIFY(menu->isVisible());
     }
 
+    // In a host's own panel, outside any menu, a click picks and there is no action to trigger.
+    void pickerOutsideAMenu()
+    {
+        const std::unique_ptr<FVColorMenuView> view = FVColorMenuView::menuView();
+        view->setParent(host);
+        view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+        QVERIFY(!view->menuAction());
+        QSignalSpy picked(view.get(), &FVColorMenuView::labelPicked);
+        QTest::mouseClick(view->matrix(), Qt::LeftButton, {}, centre(view->matrix(), 2));
+        QCOMPARE(picked.size(), 1);
+        QCOMPARE(picked.at(0).at(0).toInt(), cellOrder.at(2));
+    }
+
     void keyboardMovesTheBoxAndPicks()
     {
         QVERIFY(openMenu());
