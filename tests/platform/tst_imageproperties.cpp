@@ -309,6 +309,8 @@ private slots:
         QVERIFY(profiled.save(file(u"profiled.png"_s), "PNG"));
         QVERIFY(profiled.convertToFormat(QImage::Format_RGB32).save(file(u"profiled.jpg"_s), "JPEG"));
         QVERIFY(profiled.convertToFormat(QImage::Format_RGB32).copy(0, 0, 33, 21).save(file(u"photo.bmp"_s), "BMP"));
+        // Olympus's signature in place of a TIFF's: a RAW to exiv2.
+        QVERIFY(writeWholeFile(file(u"photo.orf"_s), contents(file(u"photo.tiff"_s)).replace(2, 2, "RO")));
         // Opaque, with no profile and no EXIF: a simple lossy WebP, sized only by its VP8 frame.
         QImage opaque(27, 19, QImage::Format_RGB32);
         opaque.fill(qRgb(200, 120, 40));
@@ -832,7 +834,7 @@ private slots:
             QTest::addRow("only holes, named .%s", suffix) << u"holes."_s + QLatin1String(suffix) << QByteArray() << true << nothing;
         for (const char *suffix : {"jpg", "dng", "heic"})
             QTest::addRow("a named pipe called .%s", suffix) << u"pipe."_s + QLatin1String(suffix) << QByteArray() << false << nothing;
-        for (const QString &header : {u"camera.jpg"_s, u"photo.png"_s, u"photo.webp"_s})
+        for (const QString &header : {u"camera.jpg"_s, u"photo.png"_s, u"photo.webp"_s, u"photo.orf"_s})
             QTest::addRow("%s followed by holes", qPrintable(header)) << u"big-"_s + header << contents(file(header)) << true
                                                                      << keysOf(propertiesOfFile(file(header)));
     }
