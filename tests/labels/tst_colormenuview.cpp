@@ -266,6 +266,13 @@ private slots:
         QTest::mouseClick(view->matrix(), Qt::LeftButton, {}, centre(view->matrix(), 2));
         QCOMPARE(picked.size(), 1);
         QCOMPARE(picked.at(0).at(0).toInt(), cellOrder.at(2));
+        // Shown again in a panel the host has disabled: it outlines nothing of the selection.
+        view->hide();
+        view->setEnabled(false);
+        host->labels = {2, 6};
+        view->show();
+        QVERIFY(!view->matrix()->isEnabled());
+        QVERIFY(!view->matrix()->selectedLabels());
     }
 
     void keyboardMovesTheBoxAndPicks()
