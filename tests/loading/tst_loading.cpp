@@ -13,6 +13,7 @@
 #include <QHash>
 #include <QLoggingCategory>
 #include <QRandomGenerator>
+#include <QScopeGuard>
 #include <QSemaphore>
 #include <QSet>
 #include <QTemporaryDir>
@@ -313,6 +314,22 @@ private slots:
                 QCOMPARE(call.info.value_or(QVariantMap()).value(u"PixelWidth"_s).toInt(), stored.width());
             }
         }
+    }
+
+    // What is a picture is the item's type: with types told by name alone, a picture named
+    // .txt is text, and the image loader hands it on without decoding it.
+    void imageLoaderGoesByType()
+    {
+        QVERIFY(QFile::copy(m_dir.filePath(m_pictures.constFirst()), m_dir.filePath(u"picture.txt"_s)));
+        UWFileManager::setTypeDetection(TQTypeRegistry::Detection::NameOnly);
+        const auto restore = qScopeGuard([] { UWFileManager::setTypeDetection(TQTypeRegistry::Detection::ContentAndName); });
+        Rig rig;
+        const QList<UWStandardFileRef> files = items({u"picture.txt"_s});
+        rig.add(u"image loader"_s, files);
+        QTRY_VERIFY(rig.idle());
+        drain();
+        QCOMPARE(rig.files(), files);
+        QVERIFY(rig.calls.constFirst().image.isNull());
     }
 
     void thumbnailerStopsWhenToldTo_data()
