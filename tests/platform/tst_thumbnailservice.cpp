@@ -704,6 +704,7 @@ private slots:
         row("a parent type's thumbnailer", u"main.c"_s, io, writes, RedPicture);
         row("output is not a picture", u"d.txt"_s, io, u"echo nonsense > \"$2\""_s, NullAndFailRecord);
         row("output is 20000 pixels wide", u"e.txt"_s, io, printfPicture(solidPng({20000, 2}, Red)) + u" > \"$2\""_s, NullAndFailRecord);
+        row("its picture file is 50 MiB, the most taken", u"e2.txt"_s, io, writes + u"\ntruncate -s 52428800 \"$2\""_s, RedPicture);
         row("leaves a FIFO as its picture", u"fifo.txt"_s, io, u"mkfifo \"$2\""_s, NullAndFailRecord);
         row("exit status 1", u"f.txt"_s, io, writes + u"; exit 1"_s, NullAndFailRecord);
         row("TryExec names no program", u"g.txt"_s, io, writes, GreenPicture, u"text/plain;"_s, u"/nonexistent/tqkit-thumbnailer"_s);
