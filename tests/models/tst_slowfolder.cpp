@@ -119,27 +119,34 @@ Q_DECL_EXPORT int fstatat(int directoryFd, const char *path, struct stat *buffer
     return real(directoryFd, path, buffer, flags);
 }
 
-// Reading a file's first bytes to tell its type opens it.
+// Reading a file's first bytes to tell its type opens it, under either name.
+using Open = int (*)(const char *, int, ...);
+
+static int openSlowly(Open real, const char *path, int flags, va_list rest)
+{
+    answerSlowly(AT_FDCWD, path);
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) ? mode_t(va_arg(rest, int)) : 0;
+    return real(path, flags, mode);
+}
+
 Q_DECL_EXPORT int open(const char *path, int flags, ...)
 {
-    static const auto real = next<int (*)(const char *, int, ...)>("open");
-    answerSlowly(AT_FDCWD, path);
+    static const auto real = next<Open>("open");
     va_list rest;
     va_start(rest, flags);
-    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) ? mode_t(va_arg(rest, int)) : 0;
+    const int fd = openSlowly(real, path, flags, rest);
     va_end(rest);
-    return real(path, flags, mode);
+    return fd;
 }
 
 Q_DECL_EXPORT int open64(const char *path, int flags, ...)
 {
-    static const auto real = next<int (*)(const char *, int, ...)>("open64");
-    answerSlowly(AT_FDCWD, path);
+    static const auto real = next<Open>("open64");
     va_list rest;
     va_start(rest, flags);
-    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) ? mode_t(va_arg(rest, int)) : 0;
+    const int fd = openSlowly(real, path, flags, rest);
     va_end(rest);
-    return real(path, flags, mode);
+    return fd;
 }
 
 } // extern "C"
