@@ -10,6 +10,7 @@
 #include "UWStatInfo_p.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QHash>
 #include <QPointer>
@@ -23,6 +24,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <deque>
 #include <optional>
@@ -39,9 +41,16 @@ constexpr uint32_t watchMask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_
 // 16 KiB of events (about 500 with short names) is a few milliseconds of that.
 constexpr int readsPerBatch = 2;
 constexpr size_t readSize = 8 * 1024;
-// Steps applied per turn of the event loop, about what one wake-up reads: after a long wait
-// for a slow folder the queue may hold far more than that.
+// Steps applied per turn of the event loop, at most about what one wake-up reads: after a long
+// wait for a slow folder the queue may hold far more than that. What a step costs depends on
+// who listens (a model of a big folder pays for every batch of removals in proportion to the
+// folder), so the number follows the time the last turns took, listeners included, aiming at
+// a turn that leaves a 60 Hz frame room to paint.
 constexpr int stepsPerTurn = 1024;
+// Not fewer: a listener may walk all its rows at every batch (a model tester, a proxy), and
+// many small batches would cost it more in all than they spare any one turn.
+constexpr int fewestStepsPerTurn = 256;
+constexpr qint64 turnBudgetNs = 6'000'000;
 
 // Hears which keys an item announces while it takes in one event.
 class KeyRecorder final : public UWFileObserver
@@ -395,6 +404,7 @@ public:
     quint64 askedUpTo = 0; // the clock when the worker was last asked
     bool pumping = false;
     bool pumpQueued = false;
+    int stepBudget = stepsPerTurn; // follows what the last turns cost; see stepsPerTurn
     QHash<QByteArray, Lookup> lookups;   // by path
     QHash<QByteArray, Listing> listings; // by folder path
     // When each name was last deleted or moved away, as heard: a name created before that
@@ -426,6 +436,7 @@ public:
     void hear();
     void pump(bool gatherFirst);
     void schedulePump();
+    void adaptStepBudget(int applied, qint64 elapsedNs);
     bool ask();
     void answersArrived(const QHash<QByteArray, Lookup> &found, const QHash<QByteArray, Listing> &listed);
     bool applyStep(const UWHeardStep &step, UWFolderBatch &batch);
@@ -828,9 +839,12 @@ void UWFileManagerPrivate::pump(bool gatherFirst)
     if (gatherFirst && ask())
         return;
     pumping = true;
+    QElapsedTimer turn;
+    turn.start();
     UWFolderBatch batch;
     bool waits = false;
-    for (int budget = stepsPerTurn; budget > 0 && !steps.empty(); --budget) {
+    int applied = 0;
+    for (; applied < stepBudget && !steps.empty(); ++applied) {
         if (!applyStep(steps.front(), batch)) {
             waits = true;
             break;
@@ -857,6 +871,7 @@ void UWFileManagerPrivate::pump(bool gatherFirst)
     }
     report(batch);
     pumping = false;
+    adaptStepBudget(applied, turn.nsecsElapsed());
     if (waits && !relists && ask())
         return;
     if (!steps.empty())
@@ -867,6 +882,18 @@ void UWFileManagerPrivate::pump(bool gatherFirst)
         listings.clear();
         lastGone.clear();
     }
+}
+
+// A turn over budget shrinks the next one in proportion; a full turn well under it lets the
+// next take twice as many steps. A turn of a few steps says little about what one costs.
+void UWFileManagerPrivate::adaptStepBudget(int applied, qint64 elapsedNs)
+{
+    if (applied < fewestStepsPerTurn)
+        return;
+    if (elapsedNs > turnBudgetNs)
+        stepBudget = std::max(fewestStepsPerTurn, int(applied * turnBudgetNs / elapsedNs));
+    else if (applied == stepBudget && elapsedNs < turnBudgetNs / 2)
+        stepBudget = std::min(stepsPerTurn, stepBudget * 2);
 }
 
 void UWFileManagerPrivate::schedulePump()
