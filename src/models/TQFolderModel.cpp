@@ -341,6 +341,15 @@ struct TQFolderModel::Private : public QObject,
     size_t valuesBacklogAt = 0;
     QTimer valuesBacklogTimer;
     bool valuesFinishHeld = false; // an operation ended while the backlog was not yet fed
+    // The listing's batches not merged yet, a piece per event-loop turn (mergeListingBacklog).
+    Entries listingBacklog;
+    QTimer listingBacklogTimer;
+    bool listingDone = false; // the last batch is among them
+    QString listingError;
+    static constexpr qint64 listingPieceBudgetNs = 5'000'000;
+    static constexpr size_t fewestPerPiece = 256;
+    static constexpr size_t mostPerPiece = 8192;
+    size_t listingPiece = 1024;
 
     explicit Private(TQFolderModel *model) : q(model)
     {
@@ -350,6 +359,8 @@ struct TQFolderModel::Private : public QObject,
         connect(&resortTimer, &QTimer::timeout, this, [this] { resortChanged(); });
         valuesBacklogTimer.setInterval(0);
         connect(&valuesBacklogTimer, &QTimer::timeout, this, [this] { feedValuesBacklog(); });
+        listingBacklogTimer.setInterval(0);
+        connect(&listingBacklogTimer, &QTimer::timeout, this, [this] { mergeListingBacklog(); });
     }
     ~Private() override
     {
@@ -914,29 +925,41 @@ struct TQFolderModel::Private : public QObject,
         std::vector<size_t> places;
         places.reserve(count);
         Entries merged;
-        if (rows.size() == all.size()) {
-            // Every entry is a row (the usual case: nothing filtered out), so the sorted list,
-            // the batch merged already, is the rows' order, and the batch's places are found
-            // by comparing pointers, without reading an entry.
-            merged = all;
-            for (size_t i = 0, k = 0; i < all.size() && k < shown.size(); ++i) {
-                if (all[i] == shown[k]) {
-                    places.push_back(i - k);
+        merged.reserve(rows.size());
+        // The sorted list, the batch merged already, holds the kept rows and the batch's in
+        // the rows' order, among the entries the filter leaves out: walking it beside the kept
+        // rows finds the batch's places by comparing pointers, without reading an entry (at
+        // 100k, reading each would cost more than the merge).
+        {
+            size_t j = 0, k = 0;
+            for (size_t i = 0; i < all.size() && (j < kept || k < shown.size()); ++i) {
+                TQFolderEntry *e = all[i];
+                if (j < kept && e == rows[j]) {
+                    merged.push_back(e);
+                    ++j;
+                } else if (k < shown.size() && e == shown[k]) {
+                    places.push_back(j);
+                    merged.push_back(e);
                     ++k;
                 }
             }
-        } else {
-            merged.reserve(rows.size());
-            auto from = rows.begin();
-            const auto keptEnd = rows.begin() + qsizetype(kept);
-            for (TQFolderEntry *e : shown) {
-                const auto at = std::upper_bound(from, keptEnd, e, cmp);
-                merged.insert(merged.end(), from, at);
-                places.push_back(size_t(at - rows.begin()));
-                merged.push_back(e);
-                from = at;
+            if (j < kept || k < shown.size()) {
+                // Not a subsequence: the lists disagree, which they should never do. The
+                // comparisons decide instead.
+                qCWarning(lcModels) << "rows out of step with the sorted list; placed by comparison";
+                places.clear();
+                merged.clear();
+                auto from = rows.begin();
+                const auto keptEnd = rows.begin() + qsizetype(kept);
+                for (TQFolderEntry *e : shown) {
+                    const auto at = std::upper_bound(from, keptEnd, e, cmp);
+                    merged.insert(merged.end(), from, at);
+                    places.push_back(size_t(at - rows.begin()));
+                    merged.push_back(e);
+                    from = at;
+                }
+                merged.insert(merged.end(), from, keptEnd);
             }
-            merged.insert(merged.end(), from, keptEnd);
         }
         rows.swap(merged);
         numberedUpTo = std::min(numberedUpTo, places.empty() ? rows.size() : places.front());
@@ -1174,6 +1197,7 @@ struct TQFolderModel::Private : public QObject,
         if (listing)
             listing->cancelled = true;
         listing.reset();
+        dropListingBacklog();
         thumbnailer.cancel();
         thumbnailsPending.clear();
         if (values) {
@@ -1326,11 +1350,68 @@ struct TQFolderModel::Private : public QObject,
         post(std::move(batch), true, error);
     }
 
+    // A batch of the listing is in: it waits with any earlier ones not merged yet for the
+    // next turn of the event loop, which merges a piece of them. The worker cuts its batches
+    // by its own time, not by what merging them costs here, and merging grows with the folder
+    // (each entry finds its place among up to 100k by collation): a whole batch could hold
+    // the event loop for more than a frame.
     void listingArrived(Entries &&batch, bool done, const QString &error)
     {
-        insertEntries(std::move(batch), true);
-        if (!done)
+        if (listingBacklog.empty())
+            listingBacklog = std::move(batch);
+        else
+            listingBacklog.insert(listingBacklog.end(), batch.begin(), batch.end());
+        if (done) {
+            listingDone = true;
+            listingError = error;
+        }
+        // Not merged here: a piece merged on a batch's arrival and one on the timer could run
+        // in the same turn.
+        if (!listingBacklogTimer.isActive())
+            listingBacklogTimer.start();
+    }
+
+    // Merges one piece of the waiting batches, sized from what the last piece cost, and comes
+    // back on the next turn of the event loop for the rest; the listing ends after the last.
+    void mergeListingBacklog()
+    {
+        listingBacklogTimer.stop();
+        if (!listing)
             return;
+        const size_t count = std::min(listingBacklog.size(), listingPiece);
+        if (count > 0) {
+            Entries piece(listingBacklog.begin(), listingBacklog.begin() + qsizetype(count));
+            listingBacklog.erase(listingBacklog.begin(), listingBacklog.begin() + qsizetype(count));
+            QElapsedTimer cost;
+            cost.start();
+            insertEntries(std::move(piece), true);
+            const qint64 perEntryNs = std::max<qint64>(1, cost.nsecsElapsed() / qint64(count));
+            // A last few entries tell nothing: the fixed costs of a merge (walking the lists)
+            // would make each look dear.
+            if (count >= fewestPerPiece)
+                listingPiece = std::clamp<size_t>(size_t(listingPieceBudgetNs / perEntryNs), fewestPerPiece, mostPerPiece);
+        }
+        if (!listingBacklog.empty()) {
+            listingBacklogTimer.start();
+            return;
+        }
+        if (listingDone)
+            finishListing();
+    }
+
+    void dropListingBacklog()
+    {
+        qDeleteAll(listingBacklog);
+        Entries().swap(listingBacklog);
+        listingBacklogTimer.stop();
+        listingDone = false;
+        listingError.clear();
+    }
+
+    void finishListing()
+    {
+        const QString error = std::exchange(listingError, {});
+        listingDone = false;
         byItem = std::move(listing->byItem);
         if (!error.isEmpty())
             qCInfo(lcModels).noquote() << "cannot list" << QFile::decodeName(folderPath) << "-" << error;

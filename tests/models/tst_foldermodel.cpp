@@ -20,6 +20,7 @@
 #include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QThread>
 #include <QTest>
 #include <QThreadPool>
 
@@ -222,6 +223,31 @@ private Q_SLOTS:
         QCOMPARE(listed.contains(native(dir, "file \xfe" "0")), count > 0);
         for (const QByteArray &path : std::as_const(listed))
             QCOMPARE(::unlink(path.constData()), 0); // QDir cannot name them to remove them
+    }
+
+    // A folder named while the last one's rows are still going in: nothing of the last one
+    // shows in the new one, not even rows it had listed and not yet placed.
+    void anotherFolderWhileMerging()
+    {
+        QTemporaryDir big, small;
+        for (int i = 0; i < 6000; ++i)
+            makeFile(native(big, "big " + QByteArray::number(i)));
+        for (int i = 0; i < 5; ++i)
+            makeFile(native(small, "small " + QByteArray::number(i)));
+        Model model;
+        QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+        model.setFolderPath(big.path());
+        // The listing is well ahead of the model when the first rows go in: much of it is
+        // waiting to be placed when the folder changes.
+        QThread::msleep(300);
+        QVERIFY(inserted.wait(20000));
+        QVERIFY(model.isLoading());
+        QVERIFY(model.rowCount() < 6000);
+        model.setFolderPath(small.path());
+        QVERIFY(waitForLoad(model));
+        QTest::qWait(50);
+        QCOMPARE(rowNames(model), (QStringList{u"small 0"_s, u"small 1"_s, u"small 2"_s, u"small 3"_s, u"small 4"_s}));
+        QCOMPARE(model.allItems().size(), 5);
     }
 
     void sorting_data()
