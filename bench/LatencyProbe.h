@@ -82,6 +82,18 @@ public:
         return sorted[at] / 1e6;
     }
 
+    // When the longest gap ended, in milliseconds after start(): to tell which part of the
+    // work it fell in.
+    double longestEndedAtMs() const
+    {
+        if (m_gaps.empty())
+            return 0;
+        const size_t at = size_t(std::max_element(m_gaps.begin(), m_gaps.end()) - m_gaps.begin());
+        qint64 sum = 0;
+        for (size_t i = 0; i <= at; ++i)
+            sum += m_gaps[i];
+        return sum / 1e6;
+    }
     int gapsLongerThan(double milliseconds) const
     {
         return int(std::count_if(m_gaps.begin(), m_gaps.end(),

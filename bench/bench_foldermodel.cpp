@@ -273,6 +273,7 @@ int main(int argc, char **argv)
                     probe.longestMs(), probe.gapsLongerThan(16), probe.percentileMs(0.99));
         std::printf("  GUI thread's CPU time in that gap %.1f ms; its longest stretch of work %.1f ms\n",
                     probe.busyInLongestMs(), probe.longestBusyMs());
+        std::printf("  the longest gap ended %.1f ms after setFolder\n", probe.longestEndedAtMs());
         if (loadingOnly)
             return 0;
 
