@@ -49,8 +49,13 @@ constexpr size_t readSize = 8 * 1024;
 constexpr int stepsPerTurn = 1024;
 // Not fewer: a listener may walk all its rows at every batch (a model tester, a proxy), and
 // many small batches would cost it more in all than they spare any one turn.
-constexpr int fewestStepsPerTurn = 256;
-constexpr qint64 turnBudgetNs = 6'000'000;
+constexpr int fewestStepsPerTurn = 128;
+constexpr qint64 turnBudgetNs = 5'000'000;
+// Steps a worker is asked about at once, from the head of the queue: a few turns' worth. Asking
+// is walking the steps on the GUI thread, and a program that makes files faster than they are
+// applied can leave 15,000 queued, 10 ms of walking each time; those further back are asked
+// about when they come near the head.
+constexpr int stepsAskedAhead = 1024;
 
 // Hears which keys an item announces while it takes in one event.
 class KeyRecorder final : public UWFileObserver
@@ -404,7 +409,10 @@ public:
     quint64 askedUpTo = 0; // the clock when the worker was last asked
     bool pumping = false;
     bool pumpQueued = false;
-    int stepBudget = stepsPerTurn; // follows what the last turns cost; see stepsPerTurn
+    bool queuedPumpGathers = true; // whether the queued pump asks before it applies
+    // Follows what the last turns cost (see stepsPerTurn); from the least, since nothing is
+    // known yet of what the listeners make of a step.
+    int stepBudget = fewestStepsPerTurn;
     QHash<QByteArray, Lookup> lookups;   // by path
     QHash<QByteArray, Listing> listings; // by folder path
     // When each name was last deleted or moved away, as heard: a name created before that
@@ -435,7 +443,7 @@ public:
     void readEvents();
     void hear();
     void pump(bool gatherFirst);
-    void schedulePump();
+    void schedulePump(bool gatherFirst = true);
     void adaptStepBudget(int applied, qint64 elapsedNs);
     bool ask();
     void answersArrived(const QHash<QByteArray, Lookup> &found, const QHash<QByteArray, Listing> &listed);
@@ -776,10 +784,14 @@ void UWFileManagerPrivate::forget(UWFileSubscription *subscription)
         byPath.erase(it);
 }
 
+// What was read waits for a pump already queued: the kernel's notice and that pump come in
+// the same turn of the event loop, and each applying a turn's worth of steps there would make
+// the turn twice as long.
 void UWFileManagerPrivate::readEvents()
 {
     hear();
-    pump(true);
+    if (!pumpQueued)
+        pump(true);
 }
 
 // Reads what the kernel has to say into the queue of steps; nothing is applied here.
@@ -884,20 +896,26 @@ void UWFileManagerPrivate::pump(bool gatherFirst)
     }
 }
 
-// A turn over budget shrinks the next one in proportion; a full turn well under it lets the
-// next take twice as many steps. A turn of a few steps says little about what one costs.
+// A turn over budget shrinks the next one in proportion; a full turn under it lets the next
+// grow towards what the budget would hold at that rate, by half at most: what a step costs
+// varies with the steps (a new name costs its listeners more than a write), and a doubling
+// after a cheap turn made the next one twice as long as the frame. A turn of a few steps says
+// little about what one costs.
 void UWFileManagerPrivate::adaptStepBudget(int applied, qint64 elapsedNs)
 {
     if (applied < fewestStepsPerTurn)
         return;
+    const int atThisRate = int(std::min<qint64>(stepsPerTurn, applied * turnBudgetNs / std::max<qint64>(elapsedNs, 1)));
     if (elapsedNs > turnBudgetNs)
-        stepBudget = std::max(fewestStepsPerTurn, int(applied * turnBudgetNs / elapsedNs));
-    else if (applied == stepBudget && elapsedNs < turnBudgetNs / 2)
-        stepBudget = std::min(stepsPerTurn, stepBudget * 2);
+        stepBudget = std::max(fewestStepsPerTurn, atThisRate);
+    else if (applied == stepBudget)
+        stepBudget = std::max(stepBudget, std::min(atThisRate, stepBudget + stepBudget / 2));
 }
 
-void UWFileManagerPrivate::schedulePump()
+void UWFileManagerPrivate::schedulePump(bool gatherFirst)
 {
+    // Not asking first wins: a pump after answers must not ask a second time.
+    queuedPumpGathers = pumpQueued ? queuedPumpGathers && gatherFirst : gatherFirst;
     if (pumpQueued)
         return;
     pumpQueued = true;
@@ -905,7 +923,7 @@ void UWFileManagerPrivate::schedulePump()
         q,
         [this] {
             pumpQueued = false;
-            pump(true);
+            pump(std::exchange(queuedPumpGathers, true));
         },
         Qt::QueuedConnection);
 }
@@ -921,7 +939,10 @@ bool UWFileManagerPrivate::ask()
     QSet<QByteArray> newcomers; // that may need a new item
     QHash<QByteArray, QList<UWStandardFileRef>> folders; // with the items each holds now
     bool first = true;
+    int ahead = 0;
     for (const UWHeardStep &step : steps) {
+        if (++ahead > stepsAskedAhead)
+            break;
         switch (step.kind) {
         case UWHeardStep::Event:
             // The steps after the first are not applied yet: whether their names will be
@@ -1017,7 +1038,7 @@ void UWFileManagerPrivate::answersArrived(const QHash<QByteArray, Lookup> &found
             return;
     }
     askedAgain = false;
-    pump(false);
+    schedulePump(false);
 }
 
 // Applies \a step; false, leaving everything as it was, when it needs an answer not in yet.
