@@ -373,6 +373,24 @@ private Q_SLOTS:
         QCOMPARE(rowNames(model), expected);
     }
 
+    // Names the folder's ".hidden" file lists are hidden as dot files are, and shown with them.
+    void hiddenByTheFolder()
+    {
+        QTemporaryDir dir;
+        makeFile(native(dir, "shown.txt"));
+        makeFile(native(dir, "listed.txt"));
+        QFile list(dir.filePath(u".hidden"_s));
+        QVERIFY(list.open(QIODevice::WriteOnly));
+        list.write("listed.txt\r\nnot there\n");
+        list.close();
+        Model model;
+        model.setFolderPath(dir.path());
+        QVERIFY(waitForLoad(model));
+        QCOMPARE(rowNames(model), QStringList{u"shown.txt"_s});
+        model.setFilterType(TQFilterType::Everything);
+        QCOMPARE(rowNames(model), (QStringList{u".hidden"_s, u"listed.txt"_s, u"shown.txt"_s}));
+    }
+
     void liveEvents_data()
     {
         QTest::addColumn<int>("sortType");
