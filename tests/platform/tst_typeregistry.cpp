@@ -164,6 +164,24 @@ private slots:
         QCOMPARE(registry().localizedDescription(type), expected);
     }
 
+    // The texts kept for one default locale are not given in another, and back.
+    void descriptionsFollowTheLocale()
+    {
+        const QLocale before;
+        const auto restore = qScopeGuard([&before] { QLocale::setDefault(before); });
+        const QString type = u"public.jpeg"_s;
+        QLocale::setDefault(QLocale::c());
+        const QString english = registry().localizedDescription(type);
+        QCOMPARE(english, QMimeDatabase().mimeTypeForName(u"image/jpeg"_s).comment());
+        QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+        const QString german = QMimeDatabase().mimeTypeForName(u"image/jpeg"_s).comment();
+        if (german == english)
+            QSKIP("the MIME database has no German text for JPEG here");
+        QCOMPARE(registry().localizedDescription(type), german);
+        QLocale::setDefault(QLocale::c());
+        QCOMPARE(registry().localizedDescription(type), english);
+    }
+
     void detectsFiles_data()
     {
         QTest::addColumn<QByteArray>("name");    // the file system's bytes

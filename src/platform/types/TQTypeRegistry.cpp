@@ -180,6 +180,10 @@ struct TQTypeRegistry::Private
     mutable std::mutex descriptionLock;
     mutable QHash<QString, QString> descriptions;
     mutable QStringList descriptionLanguages;
+    // The default locale they were asked in: the same locale is taken to have the same
+    // languages until the descriptions expire, since asking the system for the languages
+    // (its environment, at every call) cost a listing more than the description itself.
+    mutable QLocale descriptionLocale = QLocale::c();
     mutable QElapsedTimer descriptionAge;
 
     // What the content says when it should override the name (invalid when the name stands),
@@ -429,18 +433,24 @@ QStringList TQTypeRegistry::mimeTypes(const QString &type) const
 
 QString TQTypeRegistry::localizedDescription(const QString &type) const
 {
-    const QStringList languages = QLocale().uiLanguages();
+    const QLocale locale;
     {
         std::lock_guard locker(d->descriptionLock);
-        if (d->descriptionAge.isValid() && !d->descriptionAge.hasExpired(5000) && d->descriptionLanguages == languages) {
+        if (d->descriptionAge.isValid() && !d->descriptionAge.hasExpired(5000) && d->descriptionLocale == locale) {
             const auto known = d->descriptions.constFind(type);
             if (known != d->descriptions.cend())
                 return *known;
-        } else {
+        }
+    }
+    const QStringList languages = locale.uiLanguages();
+    {
+        std::lock_guard locker(d->descriptionLock);
+        if (!d->descriptionAge.isValid() || d->descriptionAge.hasExpired(5000) || d->descriptionLanguages != languages) {
             d->descriptions.clear();
             d->descriptionLanguages = languages;
             d->descriptionAge.start();
         }
+        d->descriptionLocale = locale;
     }
     const QString description = [&] {
         for (const QString &candidate : allSupertypes(type)) {
