@@ -418,8 +418,16 @@ public:
     // When each name was last deleted or moved away, as heard: a name created before that
     // is gone again and needs no looking up.
     QHash<NameKey, quint64> lastGone;
+    // Watches that other threads are adding (UWFileManagerInternal::watchLater): until they
+    // are in byWatch, an event of a watch not known may be one of theirs, and waits.
+    int watchesOnTheirWay = 0;
+    QSet<int> removedWatches; // known strangers: removed here, their events still coming
+    quint64 overflows = 0; // events lost so far; a watch added meanwhile may have lost some
 
     void startWatching();
+    static std::function<void()> watchLater(UWFileSubscription *subscription);
+    void registerWatch(const std::weak_ptr<UWFileSubscription> &subscription, int watch, dev_t device, ino_t inode,
+                       quint64 overflowsBefore);
     void attach(UWFileSubscription *subscription);
     void detach(UWFileSubscription *subscription);
     void load(UWFileSubscription *subscription);
@@ -557,7 +565,8 @@ void UWFileManagerPrivate::detach(UWFileSubscription *subscription)
         if (it->isEmpty()) {
             byWatch.erase(it);
             if (inotifyFd >= 0)
-                ::inotify_rm_watch(inotifyFd, s->watch);
+                if (::inotify_rm_watch(inotifyFd, s->watch) == 0)
+                    removedWatches.insert(s->watch); // its last event, IN_IGNORED, is on its way
         }
     }
     s->watch = -1;
@@ -591,6 +600,91 @@ bool UWFileManagerInternal::adoptListing(UWFileSubscription *subscription, QList
                                          QHash<QByteArray, UWStandardFileRef> byName)
 {
     return UWFileManagerPrivate::adoptIndexed(subscription, std::move(files), std::move(byName));
+}
+
+std::function<void()> UWFileManagerInternal::watchLater(UWFileSubscription *subscription)
+{
+    return UWFileManagerPrivate::watchLater(subscription);
+}
+
+std::function<void()> UWFileManagerPrivate::watchLater(UWFileSubscription *subscription)
+{
+    UWFileManager *manager = UWFileManager::sharedFileManager();
+    if (!manager || !subscription)
+        return {};
+    UWFileManagerPrivate *d = manager->d.get();
+    UWFileSubscriptionPrivate *s = subscription->d.get();
+    if (s->loaded || s->watch >= 0 || d->inotifyFd < 0 || QThread::currentThread() != manager->thread())
+        return {};
+    ++d->watchesOnTheirWay;
+    // Registered exactly once, whether the function runs or is dropped unrun.
+    struct Added
+    {
+        QPointer<UWFileManager> manager;
+        std::weak_ptr<UWFileSubscription> subscription;
+        int fd = -1;
+        QByteArray path;
+        quint64 overflowsBefore = 0;
+        int watch = -1;
+        struct stat info = {};
+        ~Added()
+        {
+            QMetaObject::invokeMethod(
+                manager.data(),
+                [manager = manager, subscription = subscription, watch = watch, device = info.st_dev,
+                 inode = info.st_ino, overflowsBefore = overflowsBefore] {
+                    if (manager)
+                        manager->d->registerWatch(subscription, watch, device, inode, overflowsBefore);
+                },
+                Qt::QueuedConnection);
+        }
+    };
+    // Filled in place: a temporary would register on its destruction.
+    const auto added = std::make_shared<Added>();
+    added->manager = manager;
+    added->subscription = s->self;
+    added->fd = d->inotifyFd;
+    added->path = s->path;
+    added->overflowsBefore = d->overflows;
+    return [added] {
+        if (added->watch >= 0)
+            return;
+        const int watch = ::inotify_add_watch(added->fd, added->path.constData(), watchMask);
+        if (watch < 0 || ::stat(added->path.constData(), &added->info) != 0) {
+            qCDebug(lcCompanion).noquote() << "cannot watch" << QFile::decodeName(added->path) << "-" << ::strerror(errno);
+            return;
+        }
+        added->watch = watch;
+    };
+}
+
+// On the main thread, after another thread added a watch (or failed to, watch < 0).
+void UWFileManagerPrivate::registerWatch(const std::weak_ptr<UWFileSubscription> &subscription, int watch,
+                                         dev_t device, ino_t inode, quint64 overflowsBefore)
+{
+    --watchesOnTheirWay;
+    const std::shared_ptr<UWFileSubscription> alive = subscription.lock();
+    if (watch >= 0) {
+        if (alive && alive->d->watch < 0) {
+            UWFileSubscriptionPrivate *s = alive->d.get();
+            s->watch = watch;
+            s->device = device;
+            s->inode = inode;
+            QList<UWFileSubscription *> &sharing = byWatch[watch];
+            if (!sharing.contains(alive.get()))
+                sharing.append(alive.get());
+            // Events lost after the watch began cannot be told apart from the others.
+            if (overflows != overflowsBefore)
+                s->stale = true;
+        } else if (!byWatch.contains(watch) && inotifyFd >= 0) {
+            // Nobody wants it (the subscription went, or was watched on the main thread
+            // meanwhile under another number): the kernel keeps one watch per folder, and
+            // one that is shared is in byWatch.
+            if (::inotify_rm_watch(inotifyFd, watch) == 0)
+                removedWatches.insert(watch);
+        }
+    }
+    schedulePump();
 }
 
 bool UWFileManagerPrivate::adopt(UWFileSubscription *subscription, QList<UWStandardFileRef> files,
@@ -886,7 +980,9 @@ void UWFileManagerPrivate::pump(bool gatherFirst)
     adaptStepBudget(applied, turn.nsecsElapsed());
     if (waits && !relists && ask())
         return;
-    if (!steps.empty())
+    const bool waitsForWatch = waits && !asking && watchesOnTheirWay > 0 && steps.front().kind == UWHeardStep::Event
+        && !byWatch.contains(steps.front().watch);
+    if (!steps.empty() && !waitsForWatch)
         schedulePump();
     else if (!asking) {
         // Nothing waits for them: the items found go with the last reference elsewhere.
@@ -1046,6 +1142,15 @@ bool UWFileManagerPrivate::applyStep(const UWHeardStep &step, UWFolderBatch &bat
 {
     switch (step.kind) {
     case UWHeardStep::Event: {
+        if (!byWatch.contains(step.watch)) {
+            if (removedWatches.contains(step.watch)) {
+                if (step.mask & IN_IGNORED)
+                    removedWatches.remove(step.watch);
+                return true;
+            }
+            if (watchesOnTheirWay > 0)
+                return false; // maybe a watch another thread added; its registration pumps again
+        }
         // A copy: telling items may make or drop subscriptions of this very watch.
         const QList<UWFileSubscription *> sharing = byWatch.value(step.watch);
         for (UWFileSubscription *subscription : sharing) {
@@ -1059,6 +1164,7 @@ bool UWFileManagerPrivate::applyStep(const UWHeardStep &step, UWFolderBatch &bat
     case UWHeardStep::Overflow:
         // Only a fresh listing tells what happened, and it finds renames by their inodes; the
         // halves of moves still waiting may never come.
+        ++overflows;
         movedAway.clear();
         for (const QList<UWFileSubscription *> &sharing : std::as_const(byWatch)) {
             for (UWFileSubscription *subscription : sharing)

@@ -38,6 +38,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <functional>
 #include <bit>
 #include <atomic>
 #include <cmath>
@@ -289,6 +290,8 @@ struct ListingJob
     // The model's index of its entries by item, made here rather than batch by batch on the
     // GUI thread, where growing it past 65,536 entries alone costs several milliseconds.
     QHash<const UWStandardFile *, TQFolderEntry *> byItem;
+    // Adds the folder's watch, before the folder is read (UWFileManagerInternal::watchLater).
+    std::function<void()> watch;
     std::atomic_bool cancelled{false};
 };
 
@@ -1274,6 +1277,11 @@ struct TQFolderModel::Private : public QObject,
                 },
                 Qt::QueuedConnection);
         };
+        if (job->watch) {
+            if (!job->cancelled)
+                job->watch();
+            job->watch = nullptr; // the file manager hears of it now, before any batch
+        }
         if (job->snapshot) {
             Entries batch;
             bool first = true;
@@ -1440,9 +1448,14 @@ struct TQFolderModel::Private : public QObject,
             return;
         connect(subscription.get(), &UWFileSubscription::filesChanged, this,
                 [this](const UWFolderChanges &changes) { filesChanged(changes); });
-        if (subscription->isLoaded())
+        if (subscription->isLoaded()) {
             job.snapshot = subscription->files();
-        else
+            return;
+        }
+        // Added by the worker that lists, before it lists: the kernel takes 10 ms and more
+        // over a big folder's watch.
+        job.watch = UWFileManagerInternal::watchLater(subscription.get());
+        if (!job.watch)
             subscription->startWatching();
     }
 

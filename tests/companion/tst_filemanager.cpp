@@ -3,6 +3,7 @@
 
 #include "UWFileLoadOperation.h"
 #include "UWFileManager.h"
+#include "UWFileManager_p.h"
 #include "UWStandardFile.h"
 
 #include <QDataStream>
@@ -19,6 +20,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <functional>
+#include <thread>
 
 using namespace Qt::StringLiterals;
 
@@ -805,6 +809,55 @@ private slots:
         QStringList written = batches.all(&UWFolderChanges::changed);
         written.removeDuplicates();
         QTEST(written, "changed");
+    }
+
+    // A watch another thread adds is registered later, on the main thread: what is heard of
+    // it meanwhile waits for the registration instead of being dropped as a stranger's, and
+    // the listing adopted after it is caught up.
+    void watchAddedElsewhere()
+    {
+        QTemporaryDir dir;
+        const QString folder = dir.path();
+        QVERIFY(sh(folder, u"touch keep.txt gone.txt"_s));
+        const auto subscription = subscribe(folder);
+        Batches batches(subscription.get());
+        QList<UWStandardFileRef> listing;
+        for (const QString &name : QDir(folder).entryList(QDir::Files))
+            listing.append(UWStandardFile::newFileForPath(folder + u'/' + name));
+        std::function<void()> watch = UWFileManagerInternal::watchLater(subscription.get());
+        QVERIFY(watch);
+        std::thread([&watch] { watch(); }).join();
+        QVERIFY(sh(folder, u"touch new.txt && rm gone.txt"_s));
+        settle(); // heard, but the watch is not registered yet: nothing may be lost
+        watch = nullptr;
+        settle();
+        QVERIFY(subscription->adoptListing(listing));
+        settle();
+        QCOMPARE(names(subscription->files()), QDir(folder).entryList(QDir::Files));
+        QCOMPARE(batches.all(&UWFolderChanges::added), QStringList{u"new.txt"_s});
+        QCOMPARE(batches.all(&UWFolderChanges::removed), QStringList{u"gone.txt"_s});
+    }
+
+    // While a watch is on its way, the last word of a watch this side removed (a view that
+    // left its folder) is known not to be the new one's, and does not hold back the others.
+    void leftFolderWhileAWatchIsOnItsWay()
+    {
+        QTemporaryDir left, live, coming;
+        auto leaving = subscribe(left.path());
+        leaving->loadImmediately();
+        const auto shown = subscribe(live.path());
+        shown->loadImmediately();
+        Batches batches(shown.get());
+        const auto waiting = subscribe(coming.path());
+        std::function<void()> watch = UWFileManagerInternal::watchLater(waiting.get());
+        QVERIFY(watch);
+        std::thread([&watch] { watch(); }).join();
+        leaving.reset(); // its watch goes, and the kernel says so
+        settle();
+        QVERIFY(touch(QFile::encodeName(live.filePath(u"new.txt"_s))));
+        QTRY_COMPARE_WITH_TIMEOUT(batches.all(&UWFolderChanges::added), QStringList{u"new.txt"_s}, 5000);
+        watch = nullptr;
+        settle();
     }
 
 private:

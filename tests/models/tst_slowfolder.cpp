@@ -24,6 +24,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -46,6 +47,10 @@ std::atomic<bool> g_slow{false};
 std::atomic<int> g_workerCalls{0};
 std::atomic<int> g_guiCalls{0};
 std::atomic<int> g_delayMicroseconds{2000};
+// Watches added on the slow folder itself, by thread: the kernel takes its time over a big
+// folder's watch, so the GUI thread should not be the one adding it.
+std::atomic<int> g_guiWatches{0};
+std::atomic<int> g_workerWatches{0};
 
 bool insideSlowFolder(int directoryFd, const char *path)
 {
@@ -119,6 +124,17 @@ Q_DECL_EXPORT int fstatat(int directoryFd, const char *path, struct stat *buffer
     return real(directoryFd, path, buffer, flags);
 }
 
+Q_DECL_EXPORT int inotify_add_watch(int fd, const char *path, uint32_t mask) noexcept
+{
+    static const auto real = next<int (*)(int, const char *, uint32_t)>("inotify_add_watch");
+    if (g_slow.load() && path && std::strcmp(path, g_slowFolder) == 0) {
+        const QCoreApplication *app = QCoreApplication::instance();
+        ++(app && QThread::currentThread() == app->thread() ? g_guiWatches : g_workerWatches);
+        std::this_thread::sleep_for(std::chrono::microseconds(g_delayMicroseconds.load()));
+    }
+    return real(fd, path, mask);
+}
+
 // Reading a file's first bytes to tell its type opens it, under either name.
 using Open = int (*)(const char *, int, ...);
 
@@ -170,6 +186,8 @@ struct Slow
         g_delayMicroseconds = delayMicroseconds;
         g_workerCalls = 0;
         g_guiCalls = 0;
+        g_guiWatches = 0;
+        g_workerWatches = 0;
         g_slow = true;
     }
     ~Slow()
@@ -238,6 +256,8 @@ private slots:
             QVERIFY(done.wait(60000));
             QCOMPARE(g_guiCalls.load(), 0);
             QVERIFY(g_workerCalls.load() >= count);
+            QCOMPARE(g_guiWatches.load(), 0);
+            QCOMPARE(g_workerWatches.load(), 1);
         }
         QCOMPARE(model.rowCount(), count);
         // The first rows showed while the rest were still being asked for.
