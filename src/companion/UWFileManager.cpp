@@ -629,6 +629,8 @@ std::function<void()> UWFileManagerPrivate::watchLater(UWFileSubscription *subsc
         struct stat info = {};
         ~Added()
         {
+            if (!manager)
+                return; // gone with the application, and its watches with it
             QMetaObject::invokeMethod(
                 manager.data(),
                 [manager = manager, subscription = subscription, watch = watch, device = info.st_dev,
