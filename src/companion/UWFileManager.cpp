@@ -429,6 +429,8 @@ public:
     void registerWatch(const std::weak_ptr<UWFileSubscription> &subscription, int watch, dev_t device, ino_t inode,
                        quint64 overflowsBefore);
     void attach(UWFileSubscription *subscription);
+    static int addWatch(int inotifyFd, const QByteArray &path, struct stat *info);
+    void registerAttached(UWFileSubscription *subscription, int watch, dev_t device, ino_t inode);
     void detach(UWFileSubscription *subscription);
     void load(UWFileSubscription *subscription);
     bool adopt(UWFileSubscription *subscription, QList<UWStandardFileRef> files,
@@ -540,14 +542,28 @@ void UWFileManagerPrivate::attach(UWFileSubscription *subscription)
     if (s->watch >= 0 || inotifyFd < 0 || QThread::currentThread() != q->thread())
         return;
     struct stat info = {};
-    const int watch = ::inotify_add_watch(inotifyFd, s->path.constData(), watchMask);
-    if (watch < 0 || ::stat(s->path.constData(), &info) != 0) {
-        qCDebug(lcCompanion).noquote() << "cannot watch" << QFile::decodeName(s->path) << "-" << ::strerror(errno);
-        return;
+    const int watch = addWatch(inotifyFd, s->path, &info);
+    if (watch >= 0)
+        registerAttached(subscription, watch, info.st_dev, info.st_ino);
+}
+
+// Any thread: the folder's watch, and the folder's status read after it; -1 when either fails.
+int UWFileManagerPrivate::addWatch(int inotifyFd, const QByteArray &path, struct stat *info)
+{
+    const int watch = ::inotify_add_watch(inotifyFd, path.constData(), watchMask);
+    if (watch < 0 || ::stat(path.constData(), info) != 0) {
+        qCDebug(lcCompanion).noquote() << "cannot watch" << QFile::decodeName(path) << "-" << ::strerror(errno);
+        return -1;
     }
+    return watch;
+}
+
+void UWFileManagerPrivate::registerAttached(UWFileSubscription *subscription, int watch, dev_t device, ino_t inode)
+{
+    UWFileSubscriptionPrivate *s = subscription->d.get();
     s->watch = watch;
-    s->device = info.st_dev;
-    s->inode = info.st_ino;
+    s->device = device;
+    s->inode = inode;
     QList<UWFileSubscription *> &sharing = byWatch[watch];
     if (!sharing.contains(subscription))
         sharing.append(subscription);
@@ -564,9 +580,8 @@ void UWFileManagerPrivate::detach(UWFileSubscription *subscription)
         // The watch is the folder's, not the subscription's: it goes with the last one using it.
         if (it->isEmpty()) {
             byWatch.erase(it);
-            if (inotifyFd >= 0)
-                if (::inotify_rm_watch(inotifyFd, s->watch) == 0)
-                    removedWatches.insert(s->watch); // its last event, IN_IGNORED, is on its way
+            if (inotifyFd >= 0 && ::inotify_rm_watch(inotifyFd, s->watch) == 0)
+                removedWatches.insert(s->watch); // its last event, IN_IGNORED, is on its way
         }
     }
     s->watch = -1;
@@ -649,14 +664,8 @@ std::function<void()> UWFileManagerPrivate::watchLater(UWFileSubscription *subsc
     added->path = s->path;
     added->overflowsBefore = d->overflows;
     return [added] {
-        if (added->watch >= 0)
-            return;
-        const int watch = ::inotify_add_watch(added->fd, added->path.constData(), watchMask);
-        if (watch < 0 || ::stat(added->path.constData(), &added->info) != 0) {
-            qCDebug(lcCompanion).noquote() << "cannot watch" << QFile::decodeName(added->path) << "-" << ::strerror(errno);
-            return;
-        }
-        added->watch = watch;
+        if (added->watch < 0)
+            added->watch = addWatch(added->fd, added->path, &added->info);
     };
 }
 
@@ -668,16 +677,10 @@ void UWFileManagerPrivate::registerWatch(const std::weak_ptr<UWFileSubscription>
     const std::shared_ptr<UWFileSubscription> alive = subscription.lock();
     if (watch >= 0) {
         if (alive && alive->d->watch < 0) {
-            UWFileSubscriptionPrivate *s = alive->d.get();
-            s->watch = watch;
-            s->device = device;
-            s->inode = inode;
-            QList<UWFileSubscription *> &sharing = byWatch[watch];
-            if (!sharing.contains(alive.get()))
-                sharing.append(alive.get());
+            registerAttached(alive.get(), watch, device, inode);
             // Events lost after the watch began cannot be told apart from the others.
             if (overflows != overflowsBefore)
-                s->stale = true;
+                alive->d->stale = true;
         } else if (!byWatch.contains(watch) && inotifyFd >= 0) {
             // Nobody wants it (the subscription went, or was watched on the main thread
             // meanwhile under another number): the kernel keeps one watch per folder, and

@@ -31,9 +31,7 @@ QList<Entry> list(const QByteArray &folder, QString *error)
         return entries;
     }
     const QByteArray prefix = folder == "/" ? folder : folder + '/';
-    // Read once here rather than once by every item that is asked whether it is hidden.
-    const QList<QByteArray> hiddenList = uwNamesInHiddenFile(folder);
-    const QSet<QByteArray> hidden(hiddenList.cbegin(), hiddenList.cend());
+    const UWHiddenNames hidden(folder);
     errno = 0;
     while (const dirent *entry = ::readdir(dir)) {
         const char *name = entry->d_name;
@@ -43,8 +41,7 @@ QList<Entry> list(const QByteArray &folder, QString *error)
         // An entry removed between readdir and statx is simply no longer there.
         if (!stat.readAt(fd, name))
             continue;
-        stat.hiddenByListKnown = true;
-        stat.hiddenByList = !hidden.isEmpty() && hidden.contains(QByteArray::fromRawData(name, qstrlen(name)));
+        hidden.mark(stat, name);
         // The bytes go to the item as they are: a name need not survive a trip through text.
         const QByteArray path = prefix + name;
         if (UWStandardFileRef file = UWFileFactory::make(QUrl(), path, &stat))

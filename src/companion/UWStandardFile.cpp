@@ -122,6 +122,18 @@ QList<QByteArray> uwNamesInHiddenFile(const QByteArray &folder)
     return names;
 }
 
+UWHiddenNames::UWHiddenNames(const QByteArray &folder)
+{
+    const QList<QByteArray> names = uwNamesInHiddenFile(folder);
+    m_names = QSet<QByteArray>(names.cbegin(), names.cend());
+}
+
+void UWHiddenNames::mark(UWStatInfo &stat, const char *name) const
+{
+    stat.hiddenByListKnown = true;
+    stat.hiddenByList = !m_names.isEmpty() && m_names.contains(QByteArray::fromRawData(name, qstrlen(name)));
+}
+
 // ---- The factory ---------------------------------------------------------------------------
 
 struct UWFileFactoryAccess

@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QSet>
 #include <QtGlobal>
 
 #include <sys/types.h>
@@ -64,3 +65,16 @@ private:
 // The names \a folder's ".hidden" file lists, one per line; empty when it has none or it is not
 // a regular file (refusing one is logged). Any thread.
 QList<QByteArray> uwNamesInHiddenFile(const QByteArray &folder);
+
+// A listing's answer to "does the folder's .hidden file name this entry", read once for the
+// whole folder rather than once by every entry asked whether it is hidden.
+class UWHiddenNames
+{
+public:
+    explicit UWHiddenNames(const QByteArray &folder);
+    // Records in \a stat, read for the entry \a name of the folder, whether the file names it.
+    void mark(UWStatInfo &stat, const char *name) const;
+
+private:
+    QSet<QByteArray> m_names;
+};

@@ -1318,10 +1318,9 @@ struct TQFolderModel::Private : public QObject,
             return;
         }
         const QByteArray prefix = job->path == "/" ? job->path : job->path + '/';
-        // Read once here, not once by every entry asked whether it is hidden (an open of a
-        // missing ".hidden" per entry was an eighth of the listing).
-        const QList<QByteArray> hiddenList = uwNamesInHiddenFile(job->path);
-        const QSet<QByteArray> hidden(hiddenList.cbegin(), hiddenList.cend());
+        // Not asked by every entry: an open of a missing ".hidden" per entry was an eighth of
+        // the listing.
+        const UWHiddenNames hidden(job->path);
         Entries batch;
         bool first = true;
         QElapsedTimer sincePost;
@@ -1336,8 +1335,7 @@ struct TQFolderModel::Private : public QObject,
             UWStatInfo stat;
             if (!stat.readAt(fd, name))
                 continue; // gone between readdir and statx
-            stat.hiddenByListKnown = true;
-            stat.hiddenByList = !hidden.isEmpty() && hidden.contains(QByteArray::fromRawData(name, qstrlen(name)));
+            hidden.mark(stat, name);
             if (UWStandardFileRef item = UWFileFactory::make(QUrl(), prefix + name, &stat)) {
                 job->items.append(item);
                 job->byName.insert(nameWithin(item->nativePath(), name), item);
