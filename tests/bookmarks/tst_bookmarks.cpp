@@ -85,6 +85,12 @@ QVariant nested(int levels, const QString &secret, bool maps = false)
     return value;
 }
 
+bool touch(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write("text\n") == 5;
+}
+
 struct Heard
 {
     QtMsgType type;
@@ -170,10 +176,8 @@ private slots:
         QVERIFY(m_dir.isValid());
         QVERIFY(QDir(m_dir.path()).mkdir(u"Pics"_s));
         QVERIFY(QImage(8, 8, QImage::Format_RGB32).save(path(u"photo.jpg"_s), "JPEG"));
-        for (const QString &name : {u"notes.txt"_s, u"A"_s, u"B"_s, u"C"_s, u"D"_s, u"E"_s, u"F"_s}) {
-            QFile file(path(name));
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write("text\n") == 5);
-        }
+        for (const QString &name : {u"notes.txt"_s, u"A"_s, u"B"_s, u"C"_s, u"D"_s, u"E"_s, u"F"_s})
+            QVERIFY(touch(path(name)));
     }
 
     void restoring_data()
@@ -252,11 +256,8 @@ private slots:
         controller.addFiles(more, 1);
         QCOMPARE(describe(controller.bookmarks()), (QStringList{u"A=A"_s, u"C=C"_s, u"D=D"_s, u"E=E"_s, u"B=B"_s}));
 
-        // Another item of the same file makes an equal entry: not added again, but notified.
-        controller.addFiles(files({u"C"_s}), 0);
-        QCOMPARE(controller.bookmarksCount(), 5);
-        QCOMPARE(changed.count(), 3);
-        // Once renamed, its entry differs, and the file may be added again.
+        QCOMPARE(changed.count(), 2);
+        // Once renamed, its entry differs from a new one of the same file, which may be added again.
         QVERIFY(controller.setTitleAtRow(1, u"Sea"_s));
         controller.addFiles(files({u"C"_s}));
         QCOMPARE(describe(controller.bookmarks()).last(), u"C=C"_s);
@@ -270,10 +271,31 @@ private slots:
 
         // A host's value that is a map equals no value that is not, even an empty one.
         QVERIFY(!TQBookmarksController::isEqualRecord({{u"host"_s, QVariantMap()}}, {{u"host"_s, u"x"_s}}));
+    }
 
-        // The live form goes back in whole.
-        controller.setBookmarks(controller.bookmarks());
-        QCOMPARE(controller.bookmarksCount(), 5);
+    void titles_data()
+    {
+        QTest::addColumn<int>("row");
+        QTest::addColumn<QVariant>("title");
+        QTest::addColumn<QString>("after"); // empty: refused, nothing changed or posted
+        QTest::newRow("the first row") << 0 << QVariant(u"Sea"_s) << u"Sea=A B=B C=C"_s;
+        QTest::newRow("the last row") << 2 << QVariant(u"Sea"_s) << u"A=A B=B Sea=C"_s;
+        QTest::newRow("before the first row") << -1 << QVariant(u"Sea"_s) << QString();
+        QTest::newRow("past the last row") << 3 << QVariant(u"Sea"_s) << QString();
+        QTest::newRow("a number is no title") << 1 << QVariant(42) << QString();
+        QTest::newRow("nor is an empty text") << 1 << QVariant(u""_s) << QString();
+    }
+    void titles()
+    {
+        QFETCH(int, row);
+        QFETCH(QVariant, title);
+        QFETCH(QString, after);
+        TQBookmarksController controller;
+        controller.addFiles(files({u"A"_s, u"B"_s, u"C"_s}));
+        QSignalSpy changed(&controller, &TQBookmarksController::bookmarksChanged);
+        QCOMPARE(controller.setTitleAtRow(row, title), !after.isEmpty());
+        QCOMPARE(changed.count(), after.isEmpty() ? 0 : 1);
+        QCOMPARE(describe(controller.bookmarks()).join(u' '), after.isEmpty() ? u"A=A B=B C=C"_s : after);
     }
 
     void filterAppliesToFilesNotToSavedSeparators()
@@ -487,8 +509,7 @@ private slots:
         QFETCH(QString, how);
         QTemporaryDir dir;
         QFile file(dir.filePath(u"E"_s));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.close();
+        QVERIFY(touch(file.fileName()));
         TQBookmarksController controller;
         controller.setBookmarksFromSavableBookmarks(
             {QVariantMap{{TQBookmarkArchiveKey, TQFile::newFileForPath(file.fileName())->archiveDictionary()}}, savedToken(u"away:Stick"_s)});
@@ -518,10 +539,8 @@ private slots:
 
     void menu()
     {
-        QTemporaryDir dir;
-        QFile soonGone(dir.filePath(u"soon-gone.txt"_s));
-        QVERIFY(soonGone.open(QIODevice::WriteOnly) && soonGone.write("x") == 1);
-        soonGone.close();
+        QFile soonGone(path(u"soon-gone.txt"_s));
+        QVERIFY(touch(soonGone.fileName()));
         TQBookmarksController controller;
         controller.setBookmarksFromSavableBookmarks({savedToken(u"cur:Pics:Pics"_s), savedToken(u"sep"_s), savedToken(u"away:Stick"_s)});
         controller.addFiles({TQFile::newFileForPath(soonGone.fileName())});
@@ -568,10 +587,9 @@ private slots:
         };
         const auto line = [](int index, const QString &what) { return u"saved bookmarks, entry %1: %2"_s.arg(index).arg(what); };
         const QString tooDeep = u"nested deeper than 256 levels"_s, noArchive = u"not a file archive"_s;
-        QFile doomed(path(u"doomed"_s));
-        QVERIFY(doomed.open(QIODevice::WriteOnly));
+        QVERIFY(touch(path(u"doomed"_s)));
         const QVariantMap goneArchive = archive(u"doomed"_s);
-        QVERIFY(doomed.remove());
+        QVERIFY(QFile::remove(path(u"doomed"_s)));
         const QStringList firstOnly{u"First=A"_s}, firstAndSep{u"First=A"_s, u"sep"_s};
 
         QTest::newRow("junk is named by its place, the rest kept")

@@ -224,7 +224,7 @@ private slots:
         QTest::addColumn<int>("mode");
         QTest::addColumn<bool>("editable");
 
-        QTest::newRow("a writable JPEG") << "images/orientation-1.jpg" << 0644 << true;
+        QTest::newRow("a writable JPEG") << "images/orientation-3.jpg" << 0644 << true;
         QTest::newRow("a writable PNG") << "images/photo.png" << 0644 << true;
         QTest::newRow("a writable TIFF") << "images/photo.tiff" << 0644 << true;
         QTest::newRow("a WebP is not editable") << "images/photo.webp" << 0644 << false;
@@ -243,11 +243,25 @@ private slots:
             QVERIFY(::chmod(QFile::encodeName(path).constData(), mode_t(mode)) == 0);
         const TQFileRef item = TQFile::newFileForPath(path);
         QCOMPARE(item->hasEditableImageMetadata(), editable);
-        if (!editable && item->isImage()) {
-            const QByteArray before = contents(path);
-            QVERIFY(!item->setImageOrientation(6));
+        if (!item->isImage())
+            return;
+        const QByteArray before = contents(path);
+        const auto subscription =
+            UWFileManager::sharedFileManager()->subscriptionForFile(TQFile::newFileForPath(QFileInfo(path).path()));
+        subscription->loadImmediately();
+        QSignalSpy listingChanged(subscription.get(), &UWFileSubscription::filesChanged);
+        QCOMPARE(item->setImageOrientation(8), editable);
+        if (!editable) {
             QCOMPARE(contents(path), before);
+            return;
         }
+        // The folder was told at once, without waiting for the kernel's events.
+        QVERIFY(listingChanged.count() >= 1);
+        QProcess exiftool;
+        exiftool.start(u"exiftool"_s, {u"-s3"_s, u"-n"_s, u"-Orientation"_s, path});
+        if (!exiftool.waitForFinished() || exiftool.exitCode() != 0)
+            QSKIP("exiftool is not installed");
+        QCOMPARE(exiftool.readAllStandardOutput().trimmed(), QByteArray("8"));
     }
 
     void imageMetadataComesFromTheFile()
@@ -284,23 +298,6 @@ private slots:
         QCOMPARE(text->megapixels(), 0.0);
         QCOMPARE(text->EXIFDate(), TQDistantPast());
         QCOMPARE(text->dimensionsString(), QString());
-    }
-
-    void rotationWritesTheFile()
-    {
-        const QString path = sample(u"images/orientation-3.jpg"_s);
-        const auto subscription = UWFileManager::sharedFileManager()->subscriptionForFile(TQFile::newFileForPath(sample(u"images"_s)));
-        subscription->loadImmediately();
-        QSignalSpy listingChanged(subscription.get(), &UWFileSubscription::filesChanged);
-
-        QVERIFY(TQFile::newFileForPath(path)->setImageOrientation(8));
-        // The folder was told at once, without waiting for the kernel's events.
-        QVERIFY(listingChanged.count() >= 1);
-        QProcess exiftool;
-        exiftool.start(u"exiftool"_s, {u"-s3"_s, u"-n"_s, u"-Orientation"_s, path});
-        if (!exiftool.waitForFinished() || exiftool.exitCode() != 0)
-            QSKIP("exiftool is not installed");
-        QCOMPARE(exiftool.readAllStandardOutput().trimmed(), QByteArray("8"));
     }
 
     void rotationOfAVanishedFileWritesNothing()
@@ -452,7 +449,6 @@ private slots:
         QCOMPARE(announcements.log, expected);
         item->removeObserver(&announcements);
     }
-
 
 private:
     QTemporaryDir m_dir;

@@ -52,9 +52,7 @@ QByteArray encoded(const QSize &size, const char *format)
     image.fill(Qt::darkCyan);
     QByteArray bytes;
     QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, format);
-    return bytes;
+    return buffer.open(QIODevice::WriteOnly) && image.save(&buffer, format) ? bytes : QByteArray();
 }
 
 bool writeReplacing(const QString &path, const QByteArray &bytes)
@@ -65,8 +63,6 @@ bool writeReplacing(const QString &path, const QByteArray &bytes)
         && (file.close(), ::rename(QFile::encodeName(path + u".new"_s).constData(), QFile::encodeName(path).constData()) == 0);
 }
 
-} // namespace
-
 #define CHECK(condition)                                                                   \
     do {                                                                                   \
         if (!(condition)) {                                                                \
@@ -74,8 +70,6 @@ bool writeReplacing(const QString &path, const QByteArray &bytes)
             return false;                                                                  \
         }                                                                                  \
     } while (false)
-
-namespace {
 
 bool readersSeeOnlyValuesTheFileHad()
 {
@@ -112,6 +106,7 @@ bool readersSeeOnlyValuesTheFileHad()
 
     std::vector<TQFileRef> items;
     for (const Shape &shape : shapes) {
+        CHECK(!shape.picture.isEmpty());
         CHECK(writeReplacing(dir.filePath(shape.name), shape.picture));
         items.push_back(TQFile::newFileForPath(dir.filePath(shape.name)));
     }

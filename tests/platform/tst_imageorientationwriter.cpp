@@ -514,14 +514,8 @@ private slots:
     {
         const QTemporaryDir root;
         const QString path = root.filePath(u"unlinked.jpg"_s);
-        QByteArray jpeg;
-        QBuffer buffer(&jpeg);
-        QVERIFY(buffer.open(QIODevice::WriteOnly) && QImage(64, 48, QImage::Format_RGB32).save(&buffer, "JPEG"));
-        // Little-endian TIFF, IFD0 at 8 holding only Orientation = 1, and no link after it.
-        const QByteArray tiff("II*\0\x08\0\0\0" "\x01\0" "\x12\x01\x03\0\x01\0\0\0\x01\0\0\0", 22);
-        const QByteArray app1 = QByteArray("Exif\0\0", 6) + tiff;
-        const char length[2] = {char((app1.size() + 2) >> 8), char((app1.size() + 2) & 0xff)};
-        const QByteArray before = jpeg.insert(2, QByteArray("\xff\xe1", 2) + QByteArray(length, 2) + app1);
+        // IFD0 holding only Orientation = 1, and no link after it.
+        const QByteArray before = withExif(false, tiffWithOrientation(3, littleEndian<quint16>(1)).chopped(4));
         QVERIFY(writeWholeFile(path, before));
         QCOMPARE(readOrientation(path), 1);
         QCOMPARE(writeOrientation(path, 6), Result::Written);
@@ -535,26 +529,27 @@ private slots:
     void refusesWhatIsNoFile_data()
     {
         QTest::addColumn<QString>("kind");
-        QTest::newRow("a device") << u"a device"_s;
-        QTest::newRow("a socket") << u"a socket"_s;
+        for (const char *kind : {"a device", "a socket", "a named pipe"})
+            QTest::newRow(kind) << QString::fromLatin1(kind);
     }
 
     void refusesWhatIsNoFile()
     {
         QFETCH(QString, kind);
         const QTemporaryDir root;
-        QString path = u"/dev/null"_s;
+        QString path = kind == u"a device" ? u"/dev/null"_s : root.filePath(u"special"_s);
+        const QByteArray native = QFile::encodeName(path);
         const int socketFd = kind == u"a socket" ? ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0) : -1;
         if (socketFd >= 0) {
-            path = root.filePath(u"socket"_s);
             sockaddr_un address = {};
             address.sun_family = AF_UNIX;
-            std::strncpy(address.sun_path, QFile::encodeName(path).constData(), sizeof address.sun_path - 1);
+            std::strncpy(address.sun_path, native.constData(), sizeof address.sun_path - 1);
             QVERIFY(::bind(socketFd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0);
         }
+        QVERIFY(kind != u"a named pipe" || ::mkfifo(native.constData(), 0600) == 0);
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QRegularExpression::escape(path) + u": it is "_s + kind + u'$'));
         QString error;
-        QCOMPARE(writeOrientation(QFile::encodeName(path), 6, &error), Result::NotAFile);
+        QCOMPARE(writeOrientation(native, 6, &error), Result::NotAFile);
         QVERIFY2(error.endsWith(u" is "_s + kind), qPrintable(error));
         if (socketFd >= 0)
             ::close(socketFd);

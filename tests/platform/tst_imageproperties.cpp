@@ -71,14 +71,6 @@ QByteArray withExif(QByteArray jpeg, const QByteArray &block)
     return jpeg.insert(2, QByteArray("\xff\xe1", 2) + char((segment.size() + 2) >> 8) + char(segment.size() + 2) + segment);
 }
 
-// A grey HEIC carrying `exif`; an empty string when written, else why not.
-QString writeHeif(const QString &path, QSize size, const QByteArray &exif)
-{
-    QImage grey(size, QImage::Format_RGB888);
-    grey.fill(QColor(0x80, 0x80, 0x80));
-    return TQSampleData::writeHeic(path, grey, exif) ? QString() : u"no HEVC encoder, or it could not encode, tag or write"_s;
-}
-
 // What `probe` answered in a child held to hard bounds (TQBoundedChild), or why it did not.
 QByteArray inBoundedChild(const std::function<QByteArray()> &probe)
 {
@@ -332,7 +324,10 @@ private slots:
         QVERIFY(writeWholeFile(file(u"transparent.gif"_s), withControl('\x01')));
         // Cut where the control block's flags would be: what is not there says nothing.
         QVERIFY(writeWholeFile(file(u"cut.gif"_s), withControl('\x01').first(27)));
-        m_heifProblem = writeHeif(file(u"photo.heic"_s), {128, 96}, exifOf(contents(file(u"camera.jpg"_s))));
+        QImage grey(128, 96, QImage::Format_RGB888); // a HEIC with the camera JPEG's EXIF
+        grey.fill(QColor(0x80, 0x80, 0x80));
+        if (!TQSampleData::writeHeic(file(u"photo.heic"_s), grey, exifOf(contents(file(u"camera.jpg"_s)))))
+            m_heifProblem = u"no HEVC encoder, or it could not encode, tag or write"_s;
 
         if (Exiftool.isEmpty())
             return;
@@ -675,26 +670,35 @@ private slots:
     }
 
     // A TIFF's colour model and alpha come from its photometric interpretation and its
-    // samples: a sample more than the model's colours is alpha, stated or not.
+    // samples: a sample more than the model's colours is alpha, stated or not. Either byte order
+    // is a TIFF; a RAW's type sends it to the RAW reader, which states no pixel format.
     void readsTiffPixelFormats_data()
     {
         QTest::addColumn<int>("photometric");
         QTest::addColumn<int>("samples");
         QTest::addColumn<bool>("extraSamples");
-        QTest::addColumn<QString>("model");
+        QTest::addColumn<QString>("model"); // empty: none stated, as a RAW
         QTest::addColumn<bool>("alpha");
-        QTest::newRow("white is zero") << 0 << 1 << false << u"Gray"_s << false;
-        QTest::newRow("white is zero, and alpha") << 0 << 2 << false << u"Gray"_s << true;
-        QTest::newRow("black is zero") << 1 << 1 << false << u"Gray"_s << false;
-        QTest::newRow("black is zero, and alpha") << 1 << 2 << false << u"Gray"_s << true;
-        QTest::newRow("RGB") << 2 << 3 << false << u"RGB"_s << false;
-        QTest::newRow("RGB and a fourth sample") << 2 << 4 << false << u"RGB"_s << true;
-        QTest::newRow("RGB and stated extra samples") << 2 << 3 << true << u"RGB"_s << true;
-        QTest::newRow("a palette") << 3 << 1 << false << u"RGB"_s << false;
-        QTest::newRow("a palette and alpha") << 3 << 2 << false << u"RGB"_s << true;
-        QTest::newRow("CMYK") << 5 << 4 << false << u"CMYK"_s << false;
-        QTest::newRow("CMYK and alpha") << 5 << 5 << false << u"CMYK"_s << true;
-        QTest::newRow("CIE Lab") << 8 << 3 << false << u"Lab"_s << false;
+        QTest::addColumn<bool>("bigEndian");
+        QTest::addColumn<QString>("hint");
+        const auto row = [](const char *tag, int photometric, int samples, bool extra, const QString &model, bool alpha,
+                            bool bigEndian = false, const QString &hint = {}) {
+            QTest::newRow(tag) << photometric << samples << extra << model << alpha << bigEndian << hint;
+        };
+        row("white is zero", 0, 1, false, u"Gray"_s, false);
+        row("white is zero, and alpha", 0, 2, false, u"Gray"_s, true);
+        row("black is zero", 1, 1, false, u"Gray"_s, false);
+        row("black is zero, and alpha", 1, 2, false, u"Gray"_s, true);
+        row("RGB", 2, 3, false, u"RGB"_s, false);
+        row("RGB and a fourth sample", 2, 4, false, u"RGB"_s, true);
+        row("RGB and stated extra samples", 2, 3, true, u"RGB"_s, true);
+        row("a palette", 3, 1, false, u"RGB"_s, false);
+        row("a palette and alpha", 3, 2, false, u"RGB"_s, true);
+        row("CMYK", 5, 4, false, u"CMYK"_s, false);
+        row("CMYK and alpha", 5, 5, false, u"CMYK"_s, true);
+        row("CIE Lab", 8, 3, false, u"Lab"_s, false);
+        row("big-endian RGB", 2, 3, false, u"RGB"_s, false, true);
+        row("big-endian, hinted as a RAW", 2, 3, false, QString(), false, true, u"com.nikon.raw-image"_s);
     }
 
     void readsTiffPixelFormats()
@@ -704,7 +708,10 @@ private slots:
         QFETCH(bool, extraSamples);
         QFETCH(QString, model);
         QFETCH(bool, alpha);
+        QFETCH(bool, bigEndian);
+        QFETCH(QString, hint);
         Tiff t;
+        t.bigEndian = bigEndian;
         t.ifd0 = {t.shorts(0x0100, {4}), t.shorts(0x0101, {2}), t.shorts(0x0102, QList<qint64>(samples, 8)),
                   t.shorts(0x0106, {photometric}), t.longs(0x0111, {8}), t.shorts(0x0115, {samples}),
                   t.longs(0x0117, {8 * samples})};
@@ -712,9 +719,9 @@ private slots:
             t.ifd0.append(t.shorts(0x0152, {2}));
         const QString name = file(u"format.tif"_s);
         QVERIFY(writeWholeFile(name, t.block() + QByteArray(8 * samples, '\x40')));
-        const QVariantMap props = propertiesOfFile(name);
+        const QVariantMap props = propertiesOfFile(name, hint);
         QCOMPARE(props.value(u"PixelWidth"_s).toInt(), 4);
-        QCOMPARE(props.value(u"Depth"_s).toInt(), 8);
+        QCOMPARE(props.value(u"Depth"_s).toInt(), model.isEmpty() ? 0 : 8);
         QCOMPARE(props.value(u"ColorModel"_s).toString(), model);
         QCOMPARE(props.value(u"HasAlpha"_s).toBool(), alpha);
     }

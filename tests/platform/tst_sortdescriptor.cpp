@@ -67,33 +67,26 @@ private slots:
                 items.append({{u"size"_s, value}, {u"name"_s, u"n%1"_s.arg(items.size())}});
             return items;
         };
-        QTest::newRow("numbers ascending") << sizes({30, 10, 20}) << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 2, 0};
-        QTest::newRow("numbers descending") << sizes({30, 10, 20}) << QList{TQSortDescriptor(u"item.size"_s, false)} << QList{0, 2, 1};
-        QTest::newRow("integers and reals compare by value")
-            << sizes({2.5, qint64(2), 3u, 1e10}) << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 0, 2, 3};
+        const auto by = [](bool ascending, C how = C::Natural) {
+            return QList{TQSortDescriptor(u"item.size"_s, ascending, how)};
+        };
+        QTest::newRow("numbers ascending") << sizes({30, 10, 20}) << by(true) << QList{1, 2, 0};
+        QTest::newRow("numbers descending") << sizes({30, 10, 20}) << by(false) << QList{0, 2, 1};
+        QTest::newRow("integers and reals compare by value") << sizes({2.5, qint64(2), 3u, 1e10}) << by(true) << QList{1, 0, 2, 3};
         QTest::newRow("sizes beyond 2^53 keep their order")
-            << sizes({qint64(1) << 60, (qint64(1) << 60) + 1, qint64(1) << 60})
-            << QList{TQSortDescriptor(u"item.size"_s, false)} << QList{1, 0, 2};
+            << sizes({qint64(1) << 60, (qint64(1) << 60) + 1, qint64(1) << 60}) << by(false) << QList{1, 0, 2};
         constexpr qint64 largest = std::numeric_limits<qint64>::max(); // as a double, both it and one less are 2^63
-        QTest::newRow("unsigned sizes up to 2^63 - 1 stay whole")
-            << sizes({quint64(largest), largest - 1}) << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 0};
+        QTest::newRow("unsigned sizes up to 2^63 - 1 stay whole") << sizes({quint64(largest), largest - 1}) << by(true) << QList{1, 0};
         const QDateTime t(QDate(2026, 11, 21), QTime(5, 0), Qt::UTC);
-        QTest::newRow("dates by time") << sizes({t, t.addSecs(-60), t.addMSecs(1)})
-                                       << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 0, 2};
+        QTest::newRow("dates by time") << sizes({t, t.addSecs(-60), t.addMSecs(1)}) << by(true) << QList{1, 0, 2};
         QTest::newRow("missing values first ascending, last descending")
-            << sizes({5, QVariant(), 1, QDateTime(), qQNaN()}) << QList{TQSortDescriptor(u"item.size"_s, false)}
-            << QList{0, 2, 1, 3, 4};
-        QTest::newRow("equal values keep their order") << sizes({1, 0, 1, 0, 1})
-                                                        << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 3, 0, 2, 4};
-        QTest::newRow("texts in natural order by code units")
-            << sizes({u"b"_s, u"B"_s, u"a10"_s, u"a9"_s}) << QList{TQSortDescriptor(u"item.size"_s, true)} << QList{1, 2, 3, 0};
-        QTest::newRow("texts in name order")
-            << sizes({u"b"_s, u"B"_s, u"a10"_s, u"a9"_s}) << QList{TQSortDescriptor(u"item.size"_s, true, C::NameOrder)}
-            << QList{3, 2, 0, 1};
+            << sizes({5, QVariant(), 1, QDateTime(), qQNaN()}) << by(false) << QList{0, 2, 1, 3, 4};
+        QTest::newRow("equal values keep their order") << sizes({1, 0, 1, 0, 1}) << by(true) << QList{1, 3, 0, 2, 4};
+        const auto texts = sizes({u"b"_s, u"B"_s, u"a10"_s, u"a9"_s});
+        QTest::newRow("texts in natural order by code units") << texts << by(true) << QList{1, 2, 3, 0};
+        QTest::newRow("texts in name order") << texts << by(true, C::NameOrder) << QList{3, 2, 0, 1};
         QTest::newRow("the second key breaks ties of the first, in its own direction")
-            << sizes({1, 2, 1, 2})
-            << QList{TQSortDescriptor(u"item.size"_s, true), TQSortDescriptor(u"item.name"_s, false, C::NameOrder)}
-            << QList{2, 0, 3, 1};
+            << sizes({1, 2, 1, 2}) << by(true) + QList{TQSortDescriptor(u"item.name"_s, false, C::NameOrder)} << QList{2, 0, 3, 1};
         QTest::newRow("a path that leads nowhere leaves the order")
             << sizes({3, 1, 2}) << QList{TQSortDescriptor(u"item.size.deeper"_s, true)} << QList{0, 1, 2};
         QTest::newRow("no descriptors leave the order") << sizes({3, 1, 2}) << QList<TQSortDescriptor>() << QList{0, 1, 2};

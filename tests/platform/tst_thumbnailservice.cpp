@@ -469,44 +469,47 @@ private slots:
             QTest::newRow(tag) << QString::fromLatin1(name) << bytes << QString::fromLatin1(setup) << warning << expected
                                << recorded << preview;
         };
-        row("cut-off JPEG", "cut.jpg", jpeg.left(jpeg.size() * 2 / 3), "", {}, {}, true);
-        row("cut-off JPEG, the cache off: the thumbnailer's", "cut-uncached.jpg", jpeg.left(jpeg.size() * 2 / 3), "offered", {},
-            {40, 30}, false);
+        // Offered to a thumbnailer with the cache off; `warning` follows "take" for a progressive JPEG.
+        const auto offered = [&row](const char *tag, const char *name, const QByteArray &bytes, const QString &warning,
+                                    QSize expected = {}, const QByteArray &preview = {}) {
+            row(tag, name, bytes, "offered", warning, expected, false, preview);
+        };
+        const auto progressive = [&offered](QSize stated, const char *megabytes, bool fullChroma = true) {
+            const QString size = u"%1x%2"_s.arg(stated.width()).arg(stated.height());
+            offered(qPrintable(u"progressive JPEG stating "_s + size + (fullChroma ? u", 4:4:4"_s : QString())),
+                    qPrintable(u"progressive-"_s + size + u".jpg"_s), jpegStating(stated, true, fullChroma),
+                    size + u" pixels \\(progressive or in several scans\\) take "_s + QLatin1StringView(megabytes) + u" MB"_s);
+        };
+        const QByteArray cut = jpeg.left(jpeg.size() * 2 / 3);
+        row("cut-off JPEG", "cut.jpg", cut, "", {}, {}, true);
+        offered("cut-off JPEG, the cache off: the thumbnailer's", "cut-uncached.jpg", cut, {}, {40, 30});
         // An empty comment segment is a whole one, not the end of the markers.
         row("JPEG with an empty comment", "comment.jpg", QByteArray(jpeg).insert(2, "\xff\xfe\x00\x02", 4), "", {}, {320, 240}, false);
         row("text named .jpg", "text.jpg", "not a picture at all\n", "", {}, {}, true);
         row("PNG claiming 100000x100000", "huge.png", hugePng, "",
             u"the picture 100000x100000 pixels take 40000 MB to decode, more than the budget of 400 MB$"_s, {}, true);
         row("HEIF brand, no boxes", "junk.heic", QByteArray("\0\0\0\x18" "ftypheic\0\0\0\0mif1heic", 24), "", {}, {}, true);
-        row("QuickTime atoms named .jpg", "qt.jpg", quickTime, "", {}, {}, true);
-        row("QuickTime atoms named .webp", "qt.webp", quickTime, "", {}, {}, true);
-        row("QuickTime atoms named .dng", "qt.dng", quickTime, "", {}, {}, true);
+        for (const char *name : {"qt.jpg", "qt.webp", "qt.dng"})
+            row(qPrintable(u"QuickTime atoms named "_s + QLatin1StringView(name)), name, quickTime, "", {}, {}, true);
         row("plain text", "notes.txt", "just words\n", "", {}, {}, false);
         const QSize huge(16000, 12000);
         // Its coefficients, 128 bytes a block (4:2:0: 2000x1500 luma blocks, twice 1000x750 chroma
         // ones), and its output at 1/8 (2000x1500, 4 bytes a pixel): 588 MB.
-        row("progressive JPEG stating 16000x12000", "progressive.jpg", jpegStating(huge, true), "offered",
-            u"16000x12000 pixels \\(progressive or in several scans\\) take 588 MB"_s, {}, false);
+        progressive(huge, "588", false);
         // 1/8 would be 1023 pixels wide, short of 1024, so it decodes at 1/4: 2046x2044, 4 bytes a
         // pixel, and three full planes of 1023x1022 blocks: 418 MB.
-        row("progressive 4:4:4 JPEG stating 8184x8176", "fine.jpg", jpegStating({8184, 8176}, true, true), "offered",
-            u"8184x8176 pixels \\(progressive or in several scans\\) take 418 MB"_s, {}, false);
-        row("progressive 4:4:4 JPEG stating 8176x8184", "fine-tall.jpg", jpegStating({8176, 8184}, true, true), "offered",
-            u"8176x8184 pixels \\(progressive or in several scans\\) take 418 MB"_s, {}, false);
+        progressive({8184, 8176}, "418");
+        progressive({8176, 8184}, "418");
         // At 1/8 exactly 1024 wide, so 1/8 it is: 1024x1022, and 1024x1022 blocks a plane: 406 MB.
-        row("progressive 4:4:4 JPEG stating 8192x8176", "fine-edge.jpg", jpegStating({8192, 8176}, true, true), "offered",
-            u"8192x8176 pixels \\(progressive or in several scans\\) take 406 MB"_s, {}, false);
+        progressive({8192, 8176}, "406");
         // At 1/8 1024x1042, as many blocks a plane: 413 MB, 4 KB short of 414.
-        row("progressive 4:4:4 JPEG stating 8192x8336", "fine-long.jpg", jpegStating({8192, 8336}, true, true), "offered",
-            u"8192x8336 pixels \\(progressive or in several scans\\) take 413 MB"_s, {}, false);
+        progressive({8192, 8336}, "413");
         // At 1/8 scale it is 2000x1500, well within the budget.
-        row("baseline JPEG stating 16000x12000", "baseline.jpg", jpegStating(huge, false), "offered", {}, {1024, 768}, false);
-        row("EXIF preview: progressive, stating 16000x12000", "with-preview.jpg", jpegStating(huge, false), "offered",
-            u"its embedded preview 16000x12000 pixels \\(progressive"_s, {1024, 768}, false, jpegStating(huge, true));
-        row("PNG chunk declaring 2 GB", "chunk.png", pngWithChunk("tEXt", 0x7ffffff0), "offered",
-            u"its tEXt chunk declares 2147483632 bytes"_s, {}, false);
-        row("PNG chunk past the end", "chunk-past.png", pngWithChunk("iCCP", 5000), "offered",
-            u"its iCCP chunk declares 5000 bytes"_s, {}, false);
+        offered("baseline JPEG stating 16000x12000", "baseline.jpg", jpegStating(huge, false), {}, {1024, 768});
+        offered("EXIF preview: progressive, stating 16000x12000", "with-preview.jpg", jpegStating(huge, false),
+                u"its embedded preview 16000x12000 pixels \\(progressive"_s, {1024, 768}, jpegStating(huge, true));
+        offered("PNG chunk declaring 2 GB", "chunk.png", pngWithChunk("tEXt", 0x7ffffff0), u"its tEXt chunk declares 2147483632 bytes"_s);
+        offered("PNG chunk past the end", "chunk-past.png", pngWithChunk("iCCP", 5000), u"its iCCP chunk declares 5000 bytes"_s);
         // libjpeg's DCT scaling keeps a 12-megapixel decode well under an allocation limit that
         // the whole picture (48 MB) would exceed.
         QImage large(4000, 3000, QImage::Format_RGB32);
