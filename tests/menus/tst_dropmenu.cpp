@@ -141,8 +141,7 @@ private slots:
             u"Other Location... copyToMenuAction: tag 99 alternate"_s, u"Other Location... aliasToMenuAction: tag 99 alternate"_s,
             u"---"_s, u"Edit menu... addToMoveToMenuAction:"_s};
         QTest::newRow("no folders: no separator after the headers") << 0 << 0 << 0 << (headers + fixed);
-        QTest::newRow("two folders, three variants each, numbered from 1")
-            << 2 << 0 << 0
+        QTest::newRow("two folders, three variants each, numbered from 1") << 2 << 0 << 0
             << (headers
                 + QStringList{u"Folder 1 [Ctrl+1] moveToMenuAction:"_s, u"Folder 1 [Ctrl+Alt+1] copyToMenuAction: alternate"_s,
                               u"Folder 1 [Meta+Ctrl+1] aliasToMenuAction: alternate"_s, u"Folder 2 [Ctrl+2] moveToMenuAction:"_s,
@@ -150,13 +149,11 @@ private slots:
                               u"Folder 2 [Meta+Ctrl+2] aliasToMenuAction: alternate"_s, u"---"_s}
                 + fixed);
         // Three rows a folder after the three headers: the tenth folder's start at 30.
-        QTest::newRow("the tenth folder is Ctrl+0, the eleventh has no shortcut and only moves")
-            << 11 << 0 << 30
+        QTest::newRow("the tenth folder is Ctrl+0, the eleventh has no shortcut and only moves") << 11 << 0 << 30
             << QStringList{u"Folder 10 [Ctrl+0] moveToMenuAction:"_s, u"Folder 10 [Ctrl+Alt+0] copyToMenuAction: alternate"_s,
                            u"Folder 10 [Meta+Ctrl+0] aliasToMenuAction: alternate"_s, u"Folder 11 moveToMenuAction:"_s,
                            u"Folder 11 moveToMenuAction: alternate"_s, u"Folder 11 moveToMenuAction: alternate"_s, u"---"_s};
-        QTest::newRow("recent destinations after the folders, without shortcuts")
-            << 1 << 1 << 6
+        QTest::newRow("recent destinations after the folders, without shortcuts") << 1 << 1 << 6
             << QStringList{u"---"_s, u"Recent Destinations"_s, u"Folder 12 moveToMenuAction:"_s,
                            u"Folder 12 copyToMenuAction: alternate"_s, u"Folder 12 aliasToMenuAction: alternate"_s, u"---"_s,
                            u"New Folder moveToMenuAction: tag 98"_s};

@@ -7,12 +7,9 @@
 #include "TQMenuDescription.h"
 #include "TQTestDesktop.h"
 
-#include <QDir>
 #include <QGuiApplication>
 #include <QImage>
 #include <QRegularExpression>
-#include <QSaveFile>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -131,8 +128,7 @@ private slots:
         const QString only = u"Only Default||Only|%1||openWithMenuAction:"_s;
 
         QTest::newRow("JPEG, default marked where GIO put it, icon paths and theme names as the entries give them")
-            << u"files/photo.jpg"_s << QStringList() << true
-            << QStringList{paint, viewer, third.arg(1), u"-"_s, edit};
+            << u"files/photo.jpg"_s << QStringList() << true << QStringList{paint, viewer, third.arg(1), u"-"_s, edit};
         QTest::newRow("PNG, default marked") << u"files/drawing.png"_s << QStringList() << true
                                              << QStringList{viewer, paint, only.arg(1), u"-"_s, edit};
         QTest::newRow("include items without files: the first has the key, both their entries' IDs")

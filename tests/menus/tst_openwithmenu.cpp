@@ -7,13 +7,10 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QDir>
 #include <QImage>
 #include <QMenu>
 #include <QProcess>
 #include <QRegularExpression>
-#include <QSaveFile>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 

@@ -11,6 +11,7 @@
 #include "TQEventUtilities.h"
 #include "TQImageUtilities.h"
 #include "TQScreenUtilities.h"
+#include "TQTestDesktop.h"
 
 #include <QFontMetricsF>
 #include <QGuiApplication>
@@ -118,13 +119,11 @@ private slots:
         using TQAttributedStringUtilities::truncateForWidth;
         const bool fits = advance(text) <= advance(limit);
         if (!text.contains(u'\n')) { // a plain text is one line
-            const QString before = text;
             bool reportedFit = !fits;
             const QString result = truncateForWidth(text, textFont(), advance(limit), &reportedFit);
             QCOMPARE(result, expected);
             QCOMPARE(reportedFit, fits);
             QCOMPARE(result.constData() == text.constData(), fits); // a text that fits is handed back itself
-            QCOMPARE(text, before);
         }
         QTextDocument source, measure;
         document(text, &source);
@@ -140,7 +139,6 @@ private slots:
             cursor.mergeCharFormat(red);
         }
         const auto result = truncateForWidth(&source, float(measure.idealWidth()));
-        QCOMPARE(source.toPlainText(), text);
         QCOMPARE(result ? result->toPlainText() : text, expected);
         QCOMPARE(bool(result), !fits);
         QVERIFY(!truncateForWidth(nullptr, 0));
@@ -165,14 +163,12 @@ private slots:
     {
         QTest::addColumn<Qt::KeyboardModifiers>("held");
         QTest::addColumn<QList<bool>>("expected"); // control, option, command, shift
-        const auto row = [](const char *name, Qt::KeyboardModifiers held, QList<bool> expected) {
-            QTest::newRow(name) << held << expected;
-        };
-        row("nothing held", {}, {false, false, false, false});
-        row("Shift is Shift", Qt::ShiftModifier, {false, false, false, true});
-        row("Ctrl is Command", Qt::ControlModifier, {false, false, true, false});
-        row("Alt is Option", Qt::AltModifier, {false, true, false, false});
-        row("Meta is Control", Qt::MetaModifier, {true, false, false, false});
+        using Held = Qt::KeyboardModifiers;
+        QTest::newRow("nothing held") << Held() << QList{false, false, false, false};
+        QTest::newRow("Shift is Shift") << Held(Qt::ShiftModifier) << QList{false, false, false, true};
+        QTest::newRow("Ctrl is Command") << Held(Qt::ControlModifier) << QList{false, false, true, false};
+        QTest::newRow("Alt is Option") << Held(Qt::AltModifier) << QList{false, true, false, false};
+        QTest::newRow("Meta is Control") << Held(Qt::MetaModifier) << QList{true, false, false, false};
     }
 
     void modifierKeys()
@@ -209,7 +205,6 @@ private slots:
     {
         QFETCH(QVariant, stored);
         QFETCH(int, desktopMs);
-        QFETCH(double, expected);
         const QString key = QLatin1StringView(TQEventUtilities::DoubleClickThresholdKey);
         const int originalMs = QGuiApplication::styleHints()->mouseDoubleClickInterval();
         const auto restore = qScopeGuard([=] { QGuiApplication::styleHints()->setMouseDoubleClickInterval(originalMs); });
@@ -218,7 +213,7 @@ private slots:
             QSettings().setValue(key, stored);
         else
             QSettings().remove(key);
-        QCOMPARE(TQEventUtilities::doubleClickDelay(), expected);
+        QTEST(TQEventUtilities::doubleClickDelay(), "expected");
     }
 
     void strokeInside_data()
@@ -242,8 +237,8 @@ private slots:
         QTest::newRow("a wider pen reaches further in") << 10.0 << QRectF() << QRect()
                                                         << Points{{21, 50}, {28, 50}, {71, 50}}
                                                         << Points{{18, 50}, {31, 50}, {50, 50}};
-        QTest::newRow("the path replaces a clip set before") << 4.0 << QRectF() << QRect(0, 0, 40, 40)
-                                                             << Points{{21, 30}, {78, 50}, {50, 78}} << Points{{18, 30}};
+        QTest::newRow("the path replaces a clip set before")
+            << 4.0 << QRectF() << QRect(0, 0, 40, 40) << Points{{21, 30}, {78, 50}, {50, 78}} << Points{{18, 30}};
     }
 
     void strokeInside()
@@ -253,7 +248,6 @@ private slots:
         QFETCH(QRect, earlierClip);
         QFETCH(Points, painted);
         QFETCH(Points, untouched);
-
         QImage image(100, 100, QImage::Format_ARGB32);
         image.fill(Qt::transparent);
         QPainter painter(&image);
@@ -264,9 +258,7 @@ private slots:
         square.addRect(20, 20, 60, 60);
         TQBezierPathUtilities::strokeInsideWithinRect(square, painter, limit);
         QCOMPARE(painter.pen().widthF(), penWidth);
-        QCOMPARE(painter.hasClipping(), !earlierClip.isEmpty());
-        if (!earlierClip.isEmpty())
-            QCOMPARE(painter.clipBoundingRect(), QRectF(earlierClip));
+        QCOMPARE(painter.hasClipping() ? painter.clipBoundingRect() : QRectF(), QRectF(earlierClip));
         painter.end();
         const auto at = [](QPoint p) { return u"at %1,%2"_s.arg(p.x()).arg(p.y()); };
         for (const QPoint &point : painted)
@@ -300,7 +292,7 @@ private slots:
         QFETCH(int, orientation);
         QFETCH(bool, flipped);
         QFETCH(QPointF, imageOfX);
-        const QTransform t = TQAffineTransformOrientationUtilities::rotationTransformForOrientation(orientation, flipped);
+        const auto t = TQAffineTransformOrientationUtilities::rotationTransformForOrientation(orientation, flipped);
         QCOMPARE(t.map(QPointF(1, 0)), imageOfX);
         QCOMPARE(t.map(QPointF(0, 1)), QPointF(-imageOfX.y(), imageOfX.x()));
         QCOMPARE(t.map(QPointF(0, 0)), QPointF(0, 0));
@@ -312,13 +304,11 @@ private slots:
         QImage image(40, 30, QImage::Format_RGB32);
         image.fill(Qt::yellow);
         QVERIFY(image.save(dir.filePath(u"plain.jpg"_s), "JPEG"));
-        QFile text(dir.filePath(u"notes.txt"_s));
-        QVERIFY(text.open(QIODevice::WriteOnly) && text.write("words\n") == 6);
-        text.close();
-
+        const QString text = dir.filePath(u"notes.txt"_s);
+        QVERIFY(writeWholeFile(text, "words\n"));
         const QVariantMap before{{u"PixelWidth"_s, 1}, {u"kept"_s, u"mine"_s}};
         QVariantMap dictionary = before;
-        QVERIFY(!TQImageUtilities::addPropertiesofFile(UWStandardFile::newFileForPath(text.fileName()), dictionary));
+        QVERIFY(!TQImageUtilities::addPropertiesofFile(UWStandardFile::newFileForPath(text), dictionary));
         QVERIFY(!TQImageUtilities::addPropertiesofFile(nullptr, dictionary));
         QCOMPARE(dictionary, before);
 
@@ -364,12 +354,12 @@ private slots:
 
         const int over = QPainter::CompositionMode_SourceOver, behind = QPainter::CompositionMode_DestinationOver;
         const QColor clear = Qt::transparent, red = Qt::red, blue = Qt::blue, green = Qt::green;
+        const QColor halfRed(255, 0, 0, 128), halfBlue(0, 0, 255, 128);
         const QRectF all;
         QTest::newRow("y-down") << false << false << over << 1.0 << all << clear << red << blue;
         QTest::newRow("y-up") << true << false << over << 1.0 << all << clear << red << blue;
         QTest::newRow("y-up, bitmap variant") << true << true << over << 1.0 << all << clear << red << blue;
-        QTest::newRow("y-up, half") << true << false << over << 0.5 << all << clear << QColor(255, 0, 0, 128)
-                                    << QColor(0, 0, 255, 128);
+        QTest::newRow("y-up, half") << true << false << over << 0.5 << all << clear << halfRed << halfBlue;
         QTest::newRow("y-up, upper part") << true << false << over << 1.0 << QRectF(0, 0, 8, 4) << clear << red << red;
         QTest::newRow("y-down, behind") << false << false << behind << 1.0 << all << green << green << green;
         QTest::newRow("nothing") << false << false << over << 0.0 << all << green << green << green;
@@ -385,7 +375,6 @@ private slots:
         QFETCH(QColor, background);
         QFETCH(QColor, top);
         QFETCH(QColor, bottom);
-
         QImage canvas(24, 30, QImage::Format_ARGB32_Premultiplied);
         canvas.fill(background);
         const QRectF destination(4, 4, 16, 16);
@@ -442,15 +431,14 @@ private slots:
         QFETCH(QRectF, destination);
         QFETCH(qreal, fraction);
         QTest::failOnWarning(QRegularExpression(u".*"_s));
-
         QImage canvas(8, 8, QImage::Format_ARGB32_Premultiplied);
         canvas.fill(Qt::white);
         const QImage before = canvas;
         {
             QPainter active(&canvas), inactive;
             QPainter *given = painter == 2 ? &active : painter == 1 ? &inactive : nullptr;
-            TQImageUtilities::drawAdjustedInRect(image, given, destination, QRectF(),
-                                                 QPainter::CompositionMode_SourceOver, fraction);
+            const auto over = QPainter::CompositionMode_SourceOver;
+            TQImageUtilities::drawAdjustedInRect(image, given, destination, QRectF(), over, fraction);
             if (fraction == 1.0)
                 TQImageUtilities::drawImageAdjustedInRect(image, given, destination);
         }

@@ -355,14 +355,13 @@ private slots:
     {
         QFETCH(Table, table);
         QFETCH(double, elapsed);
-        QFETCH(QString, expected);
         QFETCH(QStringList, asked);
         TableTranslator translator(table);
         QVERIFY(QCoreApplication::installTranslator(&translator));
         const QString text =
             TQDateUtilities::stringForTimeLeftWithPercentComplete(startedSecondsAgo(elapsed), 0.5, nullptr, now);
         QCoreApplication::removeTranslator(&translator);
-        QCOMPARE(text, expected);
+        QTEST(text, "expected");
         if (!asked.isEmpty())
             QCOMPARE(translator.asked, QSet<QString>(asked.cbegin(), asked.cend()));
     }
