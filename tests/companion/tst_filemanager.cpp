@@ -87,6 +87,13 @@ std::shared_ptr<UWFileSubscription> subscribe(const QString &folder)
     return UWFileManager::sharedFileManager()->subscriptionForFile(UWStandardFile::newFileForPath(folder));
 }
 
+std::shared_ptr<UWFileSubscription> listed(const QString &folder)
+{
+    const auto subscription = subscribe(folder);
+    subscription->loadImmediately();
+    return subscription;
+}
+
 // Every batch a subscription reports, in order.
 struct Batches
 {
@@ -178,8 +185,7 @@ private slots:
         // must find what changed.
         QTemporaryDir dir;
         QVERIFY(sh(dir.path(), u"touch keep.txt edit.txt gone.txt old-name.txt"_s));
-        const auto subscription = subscribe(dir.path());
-        subscription->loadImmediately();
+        const auto subscription = listed(dir.path());
         const UWStandardFileRef gone = itemNamed(subscription->files(), "gone.txt");
         const ino_t freedInode = inode(dir.filePath(u"gone.txt"_s));
         // A new file made right after a removal usually gets the freed inode: it is still not a rename.
@@ -232,8 +238,7 @@ private slots:
 
         QTemporaryDir dir;
         QVERIFY(sh(dir.path(), u"echo first > a.txt && echo second > b.txt && echo saved > a.txt.saved"_s));
-        const auto subscription = subscribe(dir.path());
-        subscription->loadImmediately();
+        const auto subscription = listed(dir.path());
         QCOMPARE(subscribe(dir.path()), subscription); // one per folder
         QVERIFY(!subscribe(dir.filePath(u"a.txt"_s))); // and only folders
         const UWStandardFileRef a = itemNamed(subscription->files(), "a.txt");
@@ -326,8 +331,7 @@ private slots:
 
         QTemporaryDir dir;
         QVERIFY(sh(dir.path(), u"echo was > old"_s));
-        const auto subscription = subscribe(dir.path());
-        subscription->loadImmediately();
+        const auto subscription = listed(dir.path());
         const UWStandardFileRef old = subscription->files().value(0);
         Batches batches(subscription.get());
 
@@ -381,10 +385,8 @@ private slots:
         const auto name = [&](const char *prefix, int i) { return prefix + padding + QByteArray::number(i).rightJustified(5, '0'); };
         for (int i = 0; i < count; ++i)
             QVERIFY(touch(from + '/' + name("f-", i)));
-        const auto source = subscribe(QFile::decodeName(from));
-        const auto target = subscribe(QFile::decodeName(to));
-        source->loadImmediately();
-        target->loadImmediately();
+        const auto source = listed(QFile::decodeName(from));
+        const auto target = listed(QFile::decodeName(to));
         QHash<QByteArray, UWStandardFileRef> before;
         for (const UWStandardFileRef &file : source->files())
             before.insert(file->nativeFileName(), file);
@@ -431,10 +433,8 @@ private slots:
             QSKIP("the event queue's length is unknown or too long to fill here");
         QTemporaryDir dir;
         QVERIFY(sh(dir.path(), u"mkdir quiet busy"_s));
-        const auto quiet = subscribe(dir.filePath(u"quiet"_s));
-        const auto busy = subscribe(dir.filePath(u"busy"_s));
-        quiet->loadImmediately();
-        busy->loadImmediately();
+        const auto quiet = listed(dir.filePath(u"quiet"_s));
+        const auto busy = listed(dir.filePath(u"busy"_s));
         Batches quietBatches(quiet.get());
         const QByteArray busyPath = QFile::encodeName(dir.filePath(u"busy"_s));
 
@@ -472,8 +472,7 @@ private slots:
 
         QTemporaryDir dir;
         QVERIFY(sh(dir.path(), u"mkdir sub && touch sub/one"_s));
-        const auto subscription = subscribe(dir.filePath(u"sub"_s));
-        subscription->loadImmediately();
+        const auto subscription = listed(dir.filePath(u"sub"_s));
         QCOMPARE(subscription->files().size(), 1);
         const UWStandardFileRef one = subscription->files().first();
 
@@ -504,11 +503,9 @@ private slots:
     {
         QTemporaryDir dir;
         QVERIFY(sh(dir.path(), u"mkdir old && touch old/one"_s));
-        auto before = subscribe(dir.filePath(u"old"_s));
-        before->loadImmediately();
+        auto before = listed(dir.filePath(u"old"_s));
         QVERIFY(sh(dir.path(), u"mv old new"_s));
-        const auto after = subscribe(dir.filePath(u"new"_s));
-        after->loadImmediately();
+        const auto after = listed(dir.filePath(u"new"_s));
         QCOMPARE(names(after->files()), QStringList{u"one"_s});
         before.reset();
         QVERIFY(sh(dir.path(), u"touch new/two"_s));
@@ -753,24 +750,25 @@ private slots:
 
     void adoptedListingCatchesUp_data()
     {
-        QTest::addColumn<bool>("watchFirst");
+        QTest::addColumn<QString>("watch");  // "first", "on a worker" (registered later, on this thread) or "no"
         QTest::addColumn<QString>("before"); // run once watched, before the listing is made
         QTest::addColumn<QString>("after");  // run after the listing, before it is adopted
         QTest::addColumn<QStringList>("added");
         QTest::addColumn<QStringList>("removed");
         QTest::addColumn<QStringList>("changed");
-        const QStringList none;
-        QTest::newRow("created") << true << QString() << u"touch new.txt"_s << QStringList{u"new.txt"_s} << none << none;
-        QTest::newRow("deleted") << true << QString() << u"rm gone.txt"_s << none << QStringList{u"gone.txt"_s} << none;
-        QTest::newRow("written") << true << QString() << u"echo more >> edit.txt"_s << none << none << QStringList{u"edit.txt"_s};
-        QTest::newRow("renamed") << true << QString() << u"mv old.txt new.txt"_s << QStringList{u"new.txt"_s}
-                                 << QStringList{u"old.txt"_s} << none;
-        QTest::newRow("came and went") << true << QString() << u"touch tmp.txt && rm tmp.txt"_s << none << none << none;
-        QTest::newRow("seen by the listing") << true << u"echo more >> edit.txt && touch new.txt && rm gone.txt"_s << QString()
+        const QStringList none, added{u"new.txt"_s}, removed{u"gone.txt"_s};
+        QTest::newRow("created") << u"first"_s << QString() << u"touch new.txt"_s << added << none << none;
+        QTest::newRow("deleted") << u"first"_s << QString() << u"rm gone.txt"_s << none << removed << none;
+        QTest::newRow("written") << u"first"_s << QString() << u"echo more >> edit.txt"_s << none << none << QStringList{u"edit.txt"_s};
+        QTest::newRow("renamed") << u"first"_s << QString() << u"mv old.txt new.txt"_s << added << QStringList{u"old.txt"_s} << none;
+        QTest::newRow("came and went") << u"first"_s << QString() << u"touch tmp.txt && rm tmp.txt"_s << none << none << none;
+        QTest::newRow("seen by the listing") << u"first"_s << u"echo more >> edit.txt && touch new.txt && rm gone.txt"_s << QString()
                                              << none << none << none;
-        QTest::newRow("not watched first") << false << QString() << u"touch new.txt && rm gone.txt"_s
-                                           << QStringList{u"new.txt"_s} << QStringList{u"gone.txt"_s} << none;
-        QTest::newRow("folder deleted") << true << QString() << u"rm -rf \"$PWD\""_s << none
+        QTest::newRow("not watched first") << u"no"_s << QString() << u"touch new.txt && rm gone.txt"_s << added << removed << none;
+        // What is heard of a watch not registered yet waits for it instead of being dropped as a stranger's.
+        QTest::newRow("watch added on a worker") << u"on a worker"_s << QString() << u"touch new.txt && rm gone.txt"_s << added
+                                                 << removed << none;
+        QTest::newRow("folder deleted") << u"first"_s << QString() << u"rm -rf \"$PWD\""_s << none
                                         << QStringList{u"edit.txt"_s, u"gone.txt"_s, u"keep.txt"_s, u"old.txt"_s} << none;
     }
 
@@ -778,7 +776,7 @@ private slots:
     // and reports nothing the listing saw already.
     void adoptedListingCatchesUp()
     {
-        QFETCH(bool, watchFirst);
+        QFETCH(QString, watch);
         QFETCH(QString, before);
         QFETCH(QString, after);
 
@@ -788,8 +786,14 @@ private slots:
         QVERIFY(sh(folder, u"touch keep.txt edit.txt gone.txt old.txt"_s));
         const auto subscription = subscribe(folder);
         Batches batches(subscription.get());
-        if (watchFirst)
+        std::function<void()> addWatch;
+        if (watch == u"first") {
             subscription->startWatching();
+        } else if (watch == u"on a worker") {
+            addWatch = UWFileManagerInternal::watchLater(subscription.get());
+            QVERIFY(addWatch);
+            std::thread([&addWatch] { addWatch(); }).join();
+        }
         QVERIFY(before.isEmpty() || sh(folder, before));
         QCoreApplication::processEvents();
         QList<UWStandardFileRef> listing;
@@ -797,6 +801,11 @@ private slots:
             listing.append(UWStandardFile::newFileForPath(folder + u'/' + name));
         QVERIFY(after.isEmpty() || sh(folder, after));
         QCoreApplication::processEvents(); // as a rule the events are heard before the adoption
+        if (addWatch) {
+            settle(); // heard, but the watch is not registered yet: nothing may be lost
+            addWatch = nullptr; // dropped: registered here
+            settle();
+        }
         if (after.contains(u"rm -rf"))
             QTest::ignoreMessage(QtInfoMsg, QRegularExpression(u"cannot list .* No such file"_s));
         QVERIFY(subscription->adoptListing(listing));
@@ -811,42 +820,13 @@ private slots:
         QTEST(written, "changed");
     }
 
-    // A watch another thread adds is registered later, on the main thread: what is heard of
-    // it meanwhile waits for the registration instead of being dropped as a stranger's, and
-    // the listing adopted after it is caught up.
-    void watchAddedElsewhere()
-    {
-        QTemporaryDir dir;
-        const QString folder = dir.path();
-        QVERIFY(sh(folder, u"touch keep.txt gone.txt"_s));
-        const auto subscription = subscribe(folder);
-        Batches batches(subscription.get());
-        QList<UWStandardFileRef> listing;
-        for (const QString &name : QDir(folder).entryList(QDir::Files))
-            listing.append(UWStandardFile::newFileForPath(folder + u'/' + name));
-        std::function<void()> watch = UWFileManagerInternal::watchLater(subscription.get());
-        QVERIFY(watch);
-        std::thread([&watch] { watch(); }).join();
-        QVERIFY(sh(folder, u"touch new.txt && rm gone.txt"_s));
-        settle(); // heard, but the watch is not registered yet: nothing may be lost
-        watch = nullptr;
-        settle();
-        QVERIFY(subscription->adoptListing(listing));
-        settle();
-        QCOMPARE(names(subscription->files()), QDir(folder).entryList(QDir::Files));
-        QCOMPARE(batches.all(&UWFolderChanges::added), QStringList{u"new.txt"_s});
-        QCOMPARE(batches.all(&UWFolderChanges::removed), QStringList{u"gone.txt"_s});
-    }
-
     // While a watch is on its way, the last word of a watch this side removed (a view that
     // left its folder) is known not to be the new one's, and does not hold back the others.
     void leftFolderWhileAWatchIsOnItsWay()
     {
         QTemporaryDir left, live, coming;
-        auto leaving = subscribe(left.path());
-        leaving->loadImmediately();
-        const auto shown = subscribe(live.path());
-        shown->loadImmediately();
+        auto leaving = listed(left.path());
+        const auto shown = listed(live.path());
         Batches batches(shown.get());
         const auto waiting = subscribe(coming.path());
         std::function<void()> watch = UWFileManagerInternal::watchLater(waiting.get());

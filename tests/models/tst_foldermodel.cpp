@@ -459,7 +459,8 @@ private Q_SLOTS:
         checkItemsKnowTheirRows(model);
     }
 
-    // Ten thousand files come and go while the folder is shown: the rows follow them exactly.
+    // Thousands of files come and go while the folder is shown: the rows follow them exactly.
+    // Enough that removals arrive in several batches, each scattered over the order.
     void manyFilesWhileLive()
     {
         QTemporaryDir dir;
@@ -470,7 +471,7 @@ private Q_SLOTS:
         model.setFolderPath(dir.path());
         QVERIFY(waitForLoad(model));
         QSignalSpy resets(&model, &QAbstractItemModel::modelAboutToBeReset);
-        const int count = 10000;
+        const int count = 4000;
         for (int i = 0; i < count; ++i)
             makeFile(native(dir, "n" + QByteArray::number(i)), i % 97);
         QTRY_COMPARE_WITH_TIMEOUT(model.rowCount(), count + 1, 60000);
@@ -478,8 +479,8 @@ private Q_SLOTS:
 
         // Every other file goes: rows leave from all over the order. Indexes held on rows
         // that stay follow them, those on rows that go are let go.
-        QList<QPair<QPersistentModelIndex, UWStandardFileRef>> held;
-        for (int row = 0; row < model.rowCount(); row += 331) {
+        Held held;
+        for (int row = 0; row < model.rowCount(); row += 131) {
             const QModelIndex index = model.index(row, row % TQFolderModel::ColumnCount);
             held.append({index, model.itemAt(index)});
         }

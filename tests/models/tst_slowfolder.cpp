@@ -44,13 +44,17 @@ namespace {
 // while no listing runs.
 char g_slowFolder[PATH_MAX];
 std::atomic<bool> g_slow{false};
-std::atomic<int> g_workerCalls{0};
-std::atomic<int> g_guiCalls{0};
 std::atomic<int> g_delayMicroseconds{2000};
-// Watches added on the slow folder itself, by thread: the kernel takes its time over a big
-// folder's watch, so the GUI thread should not be the one adding it.
-std::atomic<int> g_guiWatches{0};
-std::atomic<int> g_workerWatches{0};
+// Requests for the folder's entries by thread, and watches added on the folder itself: the
+// kernel takes its time over a big folder's watch, so the GUI thread should not be the one adding it.
+std::atomic<int> g_workerCalls{0}, g_guiCalls{0}, g_workerWatches{0}, g_guiWatches{0};
+
+void countAndWait(std::atomic<int> &onGui, std::atomic<int> &onWorker)
+{
+    const QCoreApplication *app = QCoreApplication::instance();
+    ++(app && QThread::currentThread() == app->thread() ? onGui : onWorker);
+    std::this_thread::sleep_for(std::chrono::microseconds(g_delayMicroseconds.load()));
+}
 
 bool insideSlowFolder(int directoryFd, const char *path)
 {
@@ -76,14 +80,8 @@ bool insideSlowFolder(int directoryFd, const char *path)
 
 void answerSlowly(int directoryFd, const char *path)
 {
-    if (!insideSlowFolder(directoryFd, path))
-        return;
-    const QCoreApplication *app = QCoreApplication::instance();
-    if (app && QThread::currentThread() == app->thread())
-        ++g_guiCalls;
-    else
-        ++g_workerCalls;
-    std::this_thread::sleep_for(std::chrono::microseconds(g_delayMicroseconds.load()));
+    if (insideSlowFolder(directoryFd, path))
+        countAndWait(g_guiCalls, g_workerCalls);
 }
 
 template <class Function>
@@ -96,74 +94,44 @@ Function next(const char *name)
 
 extern "C" {
 
-Q_DECL_EXPORT int statx(int directoryFd, const char *path, int flags, unsigned int mask, struct statx *buffer) noexcept
-{
-    static const auto real = next<int (*)(int, const char *, int, unsigned int, struct statx *)>("statx");
-    answerSlowly(directoryFd, path);
-    return real(directoryFd, path, flags, mask, buffer);
-}
-
-Q_DECL_EXPORT int stat(const char *path, struct stat *buffer) noexcept
-{
-    static const auto real = next<int (*)(const char *, struct stat *)>("stat");
-    answerSlowly(AT_FDCWD, path);
-    return real(path, buffer);
-}
-
-Q_DECL_EXPORT int lstat(const char *path, struct stat *buffer) noexcept
-{
-    static const auto real = next<int (*)(const char *, struct stat *)>("lstat");
-    answerSlowly(AT_FDCWD, path);
-    return real(path, buffer);
-}
-
-Q_DECL_EXPORT int fstatat(int directoryFd, const char *path, struct stat *buffer, int flags) noexcept
-{
-    static const auto real = next<int (*)(int, const char *, struct stat *, int)>("fstatat");
-    answerSlowly(directoryFd, path);
-    return real(directoryFd, path, buffer, flags);
-}
+// Each status call waits, then hands on to the C library's: (name, parameters, the folder's fd, the path, arguments).
+#define SLOW_STAT(name, parameters, fd, path, ...)                                   \
+    Q_DECL_EXPORT int name parameters noexcept                                       \
+    {                                                                                \
+        static const auto real = next<int(*) parameters>(#name);                     \
+        answerSlowly(fd, path);                                                      \
+        return real(__VA_ARGS__);                                                    \
+    }
+SLOW_STAT(statx, (int dirFd, const char *path, int flags, unsigned int mask, struct statx *buffer), dirFd, path,
+          dirFd, path, flags, mask, buffer)
+SLOW_STAT(stat, (const char *path, struct stat *buffer), AT_FDCWD, path, path, buffer)
+SLOW_STAT(lstat, (const char *path, struct stat *buffer), AT_FDCWD, path, path, buffer)
+SLOW_STAT(fstatat, (int dirFd, const char *path, struct stat *buffer, int flags), dirFd, path, dirFd, path, buffer, flags)
+#undef SLOW_STAT
 
 Q_DECL_EXPORT int inotify_add_watch(int fd, const char *path, uint32_t mask) noexcept
 {
     static const auto real = next<int (*)(int, const char *, uint32_t)>("inotify_add_watch");
-    if (g_slow.load() && path && std::strcmp(path, g_slowFolder) == 0) {
-        const QCoreApplication *app = QCoreApplication::instance();
-        ++(app && QThread::currentThread() == app->thread() ? g_guiWatches : g_workerWatches);
-        std::this_thread::sleep_for(std::chrono::microseconds(g_delayMicroseconds.load()));
-    }
+    if (g_slow.load() && path && std::strcmp(path, g_slowFolder) == 0)
+        countAndWait(g_guiWatches, g_workerWatches);
     return real(fd, path, mask);
 }
 
 // Reading a file's first bytes to tell its type opens it, under either name.
-using Open = int (*)(const char *, int, ...);
-
-static int openSlowly(Open real, const char *path, int flags, va_list rest)
-{
-    answerSlowly(AT_FDCWD, path);
-    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) ? mode_t(va_arg(rest, int)) : 0;
-    return real(path, flags, mode);
-}
-
-Q_DECL_EXPORT int open(const char *path, int flags, ...)
-{
-    static const auto real = next<Open>("open");
-    va_list rest;
-    va_start(rest, flags);
-    const int fd = openSlowly(real, path, flags, rest);
-    va_end(rest);
-    return fd;
-}
-
-Q_DECL_EXPORT int open64(const char *path, int flags, ...)
-{
-    static const auto real = next<Open>("open64");
-    va_list rest;
-    va_start(rest, flags);
-    const int fd = openSlowly(real, path, flags, rest);
-    va_end(rest);
-    return fd;
-}
+#define SLOW_OPEN(name)                                                                     \
+    Q_DECL_EXPORT int name(const char *path, int flags, ...)                                \
+    {                                                                                       \
+        static const auto real = next<int (*)(const char *, int, ...)>(#name);              \
+        answerSlowly(AT_FDCWD, path);                                                       \
+        va_list rest;                                                                       \
+        va_start(rest, flags);                                                              \
+        const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) ? mode_t(va_arg(rest, int)) : 0; \
+        va_end(rest);                                                                       \
+        return real(path, flags, mode);                                                     \
+    }
+SLOW_OPEN(open)
+SLOW_OPEN(open64)
+#undef SLOW_OPEN
 
 } // extern "C"
 
@@ -177,6 +145,23 @@ void makeFiles(const QTemporaryDir &dir, int count)
     }
 }
 
+// Straight to the kernel: the test's own opens and writes are not the library's, and ask no
+// status. A PNG header under a name that says nothing of its type changes the file's kind.
+int rawOpen(const QByteArray &path, int flags)
+{
+    return int(::syscall(SYS_openat, AT_FDCWD, path.constData(), flags | O_CLOEXEC, 0644));
+}
+
+const QByteArray png("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
+
+void writePng(const QByteArray &path)
+{
+    const int fd = rawOpen(path, O_WRONLY);
+    QVERIFY(fd >= 0);
+    QCOMPARE(::write(fd, png.constData(), png.size()), png.size());
+    ::close(fd);
+}
+
 // Makes the folder slow for the life of the guard.
 struct Slow
 {
@@ -184,10 +169,8 @@ struct Slow
     {
         std::snprintf(g_slowFolder, sizeof g_slowFolder, "%s", QFile::encodeName(folder).constData());
         g_delayMicroseconds = delayMicroseconds;
-        g_workerCalls = 0;
-        g_guiCalls = 0;
-        g_guiWatches = 0;
-        g_workerWatches = 0;
+        for (std::atomic<int> *counter : {&g_workerCalls, &g_guiCalls, &g_guiWatches, &g_workerWatches})
+            *counter = 0;
         g_slow = true;
     }
     ~Slow()
@@ -266,15 +249,10 @@ private slots:
         QVERIFY(std::is_sorted(rowsBeforeFinished.cbegin(), rowsBeforeFinished.cend()));
 
         // Live: a file made now shows, and a write to it is seen, without the GUI thread asking
-        // the folder's entries. Made by system calls that ask no status of their own, with a
-        // name that says nothing of its type, so that the write changes its kind.
+        // the folder's entries.
         const QByteArray latePath = QFile::encodeName(dir.filePath(u"late"_s));
         const Slow slow(dir.path(), delayMicroseconds);
-        // Straight to the kernel: the test's own opens are not the library's.
-        const auto rawOpen = [](const QByteArray &path, int flags) {
-            return int(::syscall(SYS_openat, AT_FDCWD, path.constData(), flags | O_CLOEXEC, 0644));
-        };
-        int fd = rawOpen(latePath, O_CREAT | O_WRONLY);
+        const int fd = rawOpen(latePath, O_CREAT | O_WRONLY);
         QVERIFY(fd >= 0);
         ::close(fd);
         QTRY_COMPARE_WITH_TIMEOUT(model.rowCount(), count + 1, 10000);
@@ -284,11 +262,7 @@ private slots:
                 late = item;
         }
         QVERIFY(late);
-        fd = rawOpen(latePath, O_WRONLY);
-        QVERIFY(fd >= 0);
-        const QByteArray png("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
-        QCOMPARE(::write(fd, png.constData(), png.size()), png.size());
-        ::close(fd);
+        writePng(latePath);
         QTRY_COMPARE_WITH_TIMEOUT(late->byteSize(), png.size(), 10000);
         QCOMPARE(late->uti(), u"public.png"_s);
         QCOMPARE(g_guiCalls.load(), 0);
@@ -344,8 +318,8 @@ private slots:
     void lostEventsListAgainOffTheGuiThread()
     {
         QFile limit(u"/proc/sys/fs/inotify/max_queued_events"_s);
-        const int queueLength = limit.open(QIODevice::ReadOnly) ? limit.readAll().trimmed().toInt() : 0;
-        if (queueLength <= 0 || queueLength > 100000)
+        const int queued = limit.open(QIODevice::ReadOnly) ? limit.readAll().trimmed().toInt() : 0;
+        if (queued <= 0 || queued > 100000)
             QSKIP("the event queue's length is unknown or too long to fill here");
         QTemporaryDir slowDir, busyDir;
         constexpr int slowCount = 40;
@@ -363,18 +337,14 @@ private slots:
 
         const Slow slow(slowDir.path(), 500);
         // Each file is two events (created, closed): more than the queue holds, heard at once.
-        const int files = queueLength / 2 + 200;
+        const int files = queued / 2 + 200;
         const QByteArray busyPath = QFile::encodeName(busyDir.path());
         for (int i = 0; i < files; ++i) {
             const int fd = ::open((busyPath + "/n-" + QByteArray::number(i)).constData(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
             QVERIFY(fd >= 0);
             ::close(fd);
         }
-        const int fd = int(::syscall(SYS_openat, AT_FDCWD, blankPath.constData(), O_WRONLY | O_CLOEXEC));
-        QVERIFY(fd >= 0);
-        const QByteArray png("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
-        QCOMPARE(::write(fd, png.constData(), png.size()), png.size());
-        ::close(fd);
+        writePng(blankPath);
         QTRY_COMPARE_WITH_TIMEOUT(busy->files().size(), files, 30000);
         QTRY_VERIFY_WITH_TIMEOUT(g_workerCalls.load() >= slowCount, 10000);
         QCOMPARE(model.rowCount(), slowCount);
