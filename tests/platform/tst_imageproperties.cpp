@@ -517,6 +517,10 @@ private slots:
         const bool fileSource = block.contains(QByteArray("\x00\xa3\x07\x00\x01\x00\x00\x00\x03", 9))
                 || block.contains(QByteArray("\xa3\x00\x00\x07\x00\x00\x00\x01\x03", 9));
         QCOMPARE(ours.value(u"{Exif}"_s).toMap().value(u"FileSource"_s).toInt(), fileSource ? 3 : 0);
+        // And a GPS time of day, three rationals, is written out as a clock shows it.
+        const bool gpsTime = block.contains(QByteArray("\x07\x00\x05\x00\x03\x00\x00\x00", 8))
+                || block.contains(QByteArray("\x00\x07\x00\x05\x00\x00\x00\x03", 8));
+        QCOMPARE(ours.value(u"{GPS}"_s).toMap().value(u"TimeStamp"_s).toString(), gpsTime ? u"09:26:53.50"_s : QString());
     }
 
     void readsResolutionGpsAndIptc()
