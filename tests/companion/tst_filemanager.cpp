@@ -789,6 +789,7 @@ private slots:
         std::function<void()> addWatch;
         if (watch == u"first") {
             subscription->startWatching();
+            QVERIFY(!UWFileManagerInternal::watchLater(subscription.get())); // watched already
         } else if (watch == u"on a worker") {
             addWatch = UWFileManagerInternal::watchLater(subscription.get());
             QVERIFY(addWatch);
@@ -810,6 +811,7 @@ private slots:
             QTest::ignoreMessage(QtInfoMsg, QRegularExpression(u"cannot list .* No such file"_s));
         QVERIFY(subscription->adoptListing(listing));
         QVERIFY(!subscription->adoptListing({}));
+        QVERIFY(!UWFileManagerInternal::watchLater(subscription.get())); // listed already
         settle(); // the names touched are looked at again by a worker
         QCOMPARE(names(subscription->files()), QDir(folder).entryList(QDir::Files));
         settle(); // events heard late must not report twice
