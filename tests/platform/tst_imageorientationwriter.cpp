@@ -9,6 +9,7 @@
 #include <QBuffer>
 #include <QDir>
 #include <QImage>
+#include <QImageWriter>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -226,6 +227,8 @@ private slots:
         row("a TIFF's tag is patched", "", "tiff", 6, 1);
         row("a TIFF without the tag is laid out anew with its strip intact", "", "tiff", 0, 3);
         row("a DNG's tag is patched", "", "dng", 1, 8);
+        row("a progressive JPEG's tag is patched: the search for its end steps over tables between scans", "progressive",
+            "jpeg", 1, 6);
         row("another hard link keeps the old content", "hard link", "jpeg", 1, 8);
         row("a name that is not UTF-8", "not UTF-8", "jpeg", 1, 3);
         row("a JPEG that says 6 already is not touched", "", "jpeg", 6, 6, Result::AlreadySet);
@@ -281,6 +284,18 @@ private slots:
         QVERIFY(QDir().mkpath(setup == u"folder" ? path : folder));
         if (setup != u"missing" && setup != u"folder" && setup != u"text" && setup != u"fifo")
             QVERIFY(makePicture(path, kind, from));
+        if (setup == u"progressive") { // the same picture in scans with tables between them, after its EXIF
+            const QByteArray original = readAll(path);
+            const qsizetype app1 = original.indexOf("\xff\xe1");
+            QVERIFY(app1 > 0);
+            QBuffer scans;
+            QVERIFY(scans.open(QIODevice::WriteOnly));
+            QImageWriter writer(&scans, "jpeg");
+            writer.setProgressiveScanWrite(true);
+            QVERIFY(writer.write(QImage(path)));
+            const qsizetype length = 2 + qFromBigEndian<quint16>(original.constData() + app1 + 2);
+            QVERIFY(writeWholeFile(path, QByteArray(scans.data()).insert(2, original.mid(app1, length))));
+        }
         QByteArray bytes = setup == u"text" ? "Not Found: the download went wrong\n" : readAll(path);
         if (setup == u"truncated")
             bytes.truncate(bytes.size() / 2);
