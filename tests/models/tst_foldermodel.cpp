@@ -373,6 +373,15 @@ private Q_SLOTS:
         QCOMPARE(rowNames(model), expected);
     }
 
+    // Each column sorts by a type that leads back to it; a column the model lacks sorts by name.
+    void columnsAndSortTypes()
+    {
+        for (int column = 0; column < TQFolderModel::ColumnCount; ++column)
+            QCOMPARE(TQFolderModel::columnForSortType(TQFolderModel::sortTypeForColumn(column)), column);
+        for (const int column : {-1, int(TQFolderModel::ColumnCount), 1000})
+            QCOMPARE(int(TQFolderModel::sortTypeForColumn(column)), int(TQSortType::Name));
+    }
+
     // Names the folder's ".hidden" file lists are hidden as dot files are, and shown with them.
     void hiddenByTheFolder()
     {
