@@ -157,14 +157,18 @@ QByteArray iccProfile(const QByteArray &name, qsizetype size, bool multilingual 
     qToBigEndian<quint32>(144, entry.data() + 4);
     QByteArray desc = QByteArray("desc") + QByteArray(8, '\0') + name + '\0';
     qToBigEndian<quint32>(quint32(name.size() + 1), desc.data() + 8);
-    if (multilingual) {
-        desc = QByteArray("mluc") + QByteArray(24, '\0');
-        qToBigEndian<quint32>(1, desc.data() + 8);
+    if (multilingual) { // a German record first; the English one is the one to show
+        const QByteArray german = "Farbprofil";
+        desc = QByteArray("mluc") + QByteArray(36, '\0');
+        qToBigEndian<quint32>(2, desc.data() + 8);
         qToBigEndian<quint32>(12, desc.data() + 12);
-        desc.replace(16, 4, "enUS");
-        qToBigEndian<quint32>(quint32(2 * name.size()), desc.data() + 20);
-        qToBigEndian<quint32>(28, desc.data() + 24);
-        for (const char c : name)
+        desc.replace(16, 4, "deDE");
+        qToBigEndian<quint32>(quint32(2 * german.size()), desc.data() + 20);
+        qToBigEndian<quint32>(40, desc.data() + 24);
+        desc.replace(28, 4, "enUS");
+        qToBigEndian<quint32>(quint32(2 * name.size()), desc.data() + 32);
+        qToBigEndian<quint32>(quint32(40 + 2 * german.size()), desc.data() + 36);
+        for (const char c : german + name)
             desc += QByteArray(1, '\0') + c;
     }
     if (type)
